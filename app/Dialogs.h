@@ -1,0 +1,71 @@
+// The dialogs port. Operations never touch widgets: they ask through this port, which the Qt
+// interface implements with the program's message and input boxes, tests implement with scripted
+// answers, and unattended runs implement by policy, writing each question to the log.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace toverin {
+
+enum class MsgButtons { Ok, OkCancel, AbortRetryIgnore, YesNoCancel, YesNo, RetryCancel };
+enum class MsgIcon { None, Critical, Question, Exclamation, Information };
+// The classic message-box answer numbers.
+enum class MsgAnswer { Ok = 1, Cancel = 2, Abort = 3, Retry = 4, Ignore = 5, Yes = 6, No = 7 };
+
+struct MsgRequest {
+    std::string text;
+    MsgButtons buttons = MsgButtons::Ok;
+    MsgIcon icon = MsgIcon::None;
+    std::string title;
+    // The answer given when nobody can answer; by default the one that destroys nothing.
+    std::optional<MsgAnswer> unattended;
+};
+
+struct InputRequest {
+    std::string prompt;
+    std::string title;
+    std::string initial;
+};
+
+class Dialogs {
+public:
+    virtual ~Dialogs() = default;
+    virtual MsgAnswer Message(const MsgRequest& request) = 0;
+    // The text typed, or nothing when the box was cancelled.
+    virtual std::optional<std::string> Input(const InputRequest& request) = 0;
+    // The chosen folder, or "*" when the user cancelled.
+    virtual std::string SelectFolder(const std::string& title, const std::string& start) = 0;
+};
+
+// Answers without asking anybody and logs the question with its answer.
+class UnattendedDialogs final : public Dialogs {
+public:
+    MsgAnswer Message(const MsgRequest& request) override;
+    std::optional<std::string> Input(const InputRequest& request) override;
+    std::string SelectFolder(const std::string& title, const std::string& start) override;
+};
+
+// The answer that destroys nothing and loses nothing, for each set of buttons.
+MsgAnswer UnattendedAnswer(const MsgRequest& request);
+std::string AnswerName(MsgAnswer answer);  // "Oui", "Non", ...
+
+// The port in use; nullptr restores the unattended one.
+Dialogs& AppDialogs();
+void SetAppDialogs(Dialogs* dialogs);
+
+// The program's message box.
+MsgAnswer AffMsg(const std::string& text, MsgButtons buttons, MsgIcon icon,
+                 const std::string& title = "", std::optional<MsgAnswer> unattended = {});
+// The message box or, when `inputBox` is set, the input box. For a message the answer is the
+// answer number as text; for an input the typed text ("" when cancelled).
+std::string AfficherMessageBoxOuInputBox(bool inputBox, const std::string& text, MsgButtons buttons,
+                                         MsgIcon icon, const std::string& title,
+                                         const std::string& initial = "");
+
+// The window caption that titles the program's boxes ("Kavella: Toverin" until the main window
+// sets it).
+const std::string& AppCaption();
+void SetAppCaption(const std::string& caption);
+
+}  // namespace toverin

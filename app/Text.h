@@ -1,0 +1,32 @@
+// Text helpers shared by every layer. In memory, text is UTF-8; record files and ini files hold
+// Windows-1252, converted at the boundary with the two functions below.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace toverin {
+
+std::string Utf8FromCp1252(std::string_view bytes);
+// Characters with no Windows-1252 form become '?'.
+std::string Cp1252FromUtf8(std::string_view text);
+
+std::string Trim(std::string_view text);
+std::string TrimRight(std::string_view text);
+std::string UpperAscii(std::string_view text);
+std::string UpperCp1252(std::string_view bytes);
+bool EqualsIgnoreCase(std::string_view a, std::string_view b);
+// Position of `needle` in `haystack` ignoring ASCII case, or npos.
+size_t FindIgnoreCase(std::string_view haystack, std::string_view needle);
+std::string ReplaceAllIgnoreCase(std::string_view text, std::string_view from, std::string_view to);
+std::string ReplaceAll(std::string_view text, std::string_view from, std::string_view to);
+bool StartsWith(std::string_view text, std::string_view prefix);
+bool EndsWith(std::string_view text, std::string_view suffix);
+// Cut or pad with `fill` to exactly `width` characters.
+std::string FixedWidth(std::string_view text, size_t width, char fill = ' ');
+// Zero-padded decimal of at least `width` digits.
+std::string ZeroPad(long long value, int width);
+// Number of UTF-8 characters (code points).
+size_t Utf8Length(std::string_view text);
+
+}  // namespace toverin
