@@ -1,0 +1,62 @@
+#include "ctl/Ctl.h"
+
+#include <functional>
+#include <iostream>
+#include <map>
+
+namespace toverin::ctl {
+
+namespace {
+
+const char* kUsage =
+    "usage: toverinctl COMMAND ...\n"
+    "  ftp --server HOST[:PORT] --user U --password-file F [--passive] [--binary] [--cwd DIR]\n"
+    "      {ls|put LOCAL REMOTE|get REMOTE LOCAL|rm NAME|rmdir NAME|size NAME}\n";
+
+}  // namespace
+
+bool TakeOption(Args& args, const std::string& name, std::string& value) {
+    for (size_t i = 0; i < args.size(); ++i) {
+        if (args[i] == name && i + 1 < args.size()) {
+            value = args[i + 1];
+            args.erase(args.begin() + static_cast<long>(i), args.begin() + static_cast<long>(i) + 2);
+            return true;
+        }
+        if (args[i].rfind(name + "=", 0) == 0) {
+            value = args[i].substr(name.size() + 1);
+            args.erase(args.begin() + static_cast<long>(i));
+            return true;
+        }
+    }
+    return false;
+}
+
+bool TakeFlag(Args& args, const std::string& name) {
+    for (size_t i = 0; i < args.size(); ++i) {
+        if (args[i] == name) {
+            args.erase(args.begin() + static_cast<long>(i));
+            return true;
+        }
+    }
+    return false;
+}
+
+int Fail(const std::string& message, int status) {
+    std::cerr << "toverinctl: " << message << "\n";
+    return status;
+}
+
+int RunCtl(const Args& args) {
+    static const std::map<std::string, std::function<int(const Args&)>> commands = {
+        {"ftp", RunFtpCommand},
+    };
+    if (args.empty() || args[0] == "--help" || args[0] == "-h") {
+        std::cout << kUsage;
+        return args.empty() ? 2 : 0;
+    }
+    auto it = commands.find(args[0]);
+    if (it == commands.end()) return Fail("unknown command '" + args[0] + "'\n" + kUsage);
+    return it->second(Args(args.begin() + 1, args.end()));
+}
+
+}  // namespace toverin::ctl

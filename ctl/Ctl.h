@@ -1,0 +1,26 @@
+// toverinctl: the program's operations from the command line, for administrators' scripts,
+// service managers, the tests and the benchmarks.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace toverin::ctl {
+
+using Args = std::vector<std::string>;
+
+// Runs one command line (without the program name) and returns the process exit status.
+int RunCtl(const Args& args);
+
+// The commands; each gets the words after its own name.
+int RunFtpCommand(const Args& args);
+
+// Small helpers shared by the commands.
+// Value of "--name VALUE" or "--name=VALUE"; removes it from `args`. False when absent.
+bool TakeOption(Args& args, const std::string& name, std::string& value);
+// Presence of the flag "--name"; removes it from `args`.
+bool TakeFlag(Args& args, const std::string& name);
+// Prints "toverinctl: " + message to standard error and returns `status`.
+int Fail(const std::string& message, int status = 2);
+
+}  // namespace toverin::ctl
