@@ -38,7 +38,9 @@ uint32_t SystemClock::TickCount32() const {
     return static_cast<uint32_t>(ms);
 }
 
-void SystemClock::Sleep(Milliseconds duration) { std::this_thread::sleep_for(duration); }
+void SystemClock::Sleep(Milliseconds duration) {
+    std::this_thread::sleep_for(duration);
+}
 
 int64_t SystemClock::UptimeSeconds() const {
     std::ifstream in("/proc/uptime");
@@ -66,7 +68,9 @@ void FakeClock::Advance(Milliseconds duration) {
     slept_ += duration;
 }
 
-Clock& AppClock() { return *gClock; }
+Clock& AppClock() {
+    return *gClock;
+}
 
 void SetAppClock(Clock* clock) {
     gClock = clock ? clock : &gSystemClock;
@@ -81,7 +85,9 @@ uint64_t GetTickCount64() {
     return gTick.wrapOffset + reading;
 }
 
-void ResetTickCount64() { gTick = TickState{}; }
+void ResetTickCount64() {
+    gTick = TickState{};
+}
 
 void WaitOnDuration(int32_t ms) {
     uint64_t start = GetTickCount64();

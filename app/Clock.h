@@ -12,7 +12,7 @@ using Milliseconds = std::chrono::milliseconds;
 using LocalTime = std::chrono::local_time<Milliseconds>;
 
 class Clock {
-public:
+  public:
     virtual ~Clock() = default;
     virtual LocalTime Now() const = 0;
     // Milliseconds since the machine started, as a 32-bit counter that wraps every 49.7 days.
@@ -22,7 +22,7 @@ public:
 };
 
 class SystemClock final : public Clock {
-public:
+  public:
     LocalTime Now() const override;
     uint32_t TickCount32() const override;
     void Sleep(Milliseconds duration) override;
@@ -32,7 +32,7 @@ public:
 // A clock that moves only when told to. Each tick reading may advance the tick and the wall time
 // by `autoAdvance`, so busy waits written against the tick end in tests too.
 class FakeClock final : public Clock {
-public:
+  public:
     explicit FakeClock(LocalTime start, uint32_t tick = 1000);
     LocalTime Now() const override { return now_; }
     uint32_t TickCount32() const override;
@@ -46,7 +46,7 @@ public:
     void SetUptimeSeconds(int64_t seconds) { uptimeSeconds_ = seconds; }
     Milliseconds TotalSlept() const { return slept_; }
 
-private:
+  private:
     LocalTime now_;
     mutable uint32_t tick_;
     Milliseconds autoAdvance_{0};

@@ -23,9 +23,12 @@ Parts Split(LocalTime t) {
     auto m = duration_cast<minutes>(rest - h);
     auto s = duration_cast<seconds>(rest - h - m);
     auto ms = duration_cast<milliseconds>(rest - h - m - s);
-    return {int(ymd.year()),          static_cast<int>(unsigned(ymd.month())),
-            static_cast<int>(unsigned(ymd.day())), static_cast<int>(h.count()),
-            static_cast<int>(m.count()), static_cast<int>(s.count()),
+    return {int(ymd.year()),
+            static_cast<int>(unsigned(ymd.month())),
+            static_cast<int>(unsigned(ymd.day())),
+            static_cast<int>(h.count()),
+            static_cast<int>(m.count()),
+            static_cast<int>(s.count()),
             static_cast<int>(ms.count())};
 }
 
@@ -49,9 +52,13 @@ int WeekdayMondayFirst(LocalTime t) {
     return static_cast<int>(wd.iso_encoding());
 }
 
-LocalTime AddDays(LocalTime t, int n) { return t + days{n}; }
+LocalTime AddDays(LocalTime t, int n) {
+    return t + days{n};
+}
 
-LocalTime StartOfDay(LocalTime t) { return LocalTime{floor<days>(t)}; }
+LocalTime StartOfDay(LocalTime t) {
+    return LocalTime{floor<days>(t)};
+}
 
 long long SecondsBetween(LocalTime a, LocalTime b) {
     return duration_cast<seconds>(b - a).count();
@@ -82,7 +89,9 @@ std::string FormatShortDate(LocalTime t) {
     return ZeroPad(p.day, 2) + "/" + ZeroPad(p.month, 2) + "/" + ZeroPad(p.year, 4);
 }
 
-std::string FormatDateTime(LocalTime t) { return FormatShortDate(t) + " " + FormatTime(t); }
+std::string FormatDateTime(LocalTime t) {
+    return FormatShortDate(t) + " " + FormatTime(t);
+}
 
 std::string FormatLongDate(LocalTime t) {
     auto p = Split(t);
@@ -90,14 +99,18 @@ std::string FormatLongDate(LocalTime t) {
            " " + kMonthNames[p.month - 1] + " " + std::to_string(p.year);
 }
 
-std::string FormatLongDateTime(LocalTime t) { return FormatLongDate(t) + " " + FormatTime(t); }
+std::string FormatLongDateTime(LocalTime t) {
+    return FormatLongDate(t) + " " + FormatTime(t);
+}
 
 std::string DayName(int weekdayMondayFirst) {
     if (weekdayMondayFirst < 1 || weekdayMondayFirst > 7) return {};
     return kDayNames[weekdayMondayFirst - 1];
 }
 
-std::string DayName(LocalTime t) { return DayName(WeekdayMondayFirst(t)); }
+std::string DayName(LocalTime t) {
+    return DayName(WeekdayMondayFirst(t));
+}
 
 std::string FormatDuration(long long secondsTotal) {
     if (secondsTotal < 0) secondsTotal = 0;

@@ -15,14 +15,14 @@ LocalTime StartOfDay(LocalTime t);
 // Whole seconds from a to b (negative when b is earlier).
 long long SecondsBetween(LocalTime a, LocalTime b);
 
-std::string DateKey(LocalTime t);                 // "YYYYMMDD"
-std::string TimeKey(LocalTime t);                 // "HHMMSS"
-std::string FormatTime(LocalTime t);              // "HH:MM:SS"
-std::string FormatShortTime(LocalTime t);         // "HH:MM"
-std::string FormatShortDate(LocalTime t);         // "22/11/2026"
-std::string FormatDateTime(LocalTime t);          // "22/11/2026 04:30:00"
-std::string FormatLongDate(LocalTime t);          // "dimanche 22 novembre 2026"
-std::string FormatLongDateTime(LocalTime t);      // long date, a blank, "HH:MM:SS"
+std::string DateKey(LocalTime t);             // "YYYYMMDD"
+std::string TimeKey(LocalTime t);             // "HHMMSS"
+std::string FormatTime(LocalTime t);          // "HH:MM:SS"
+std::string FormatShortTime(LocalTime t);     // "HH:MM"
+std::string FormatShortDate(LocalTime t);     // "22/11/2026"
+std::string FormatDateTime(LocalTime t);      // "22/11/2026 04:30:00"
+std::string FormatLongDate(LocalTime t);      // "dimanche 22 novembre 2026"
+std::string FormatLongDateTime(LocalTime t);  // long date, a blank, "HH:MM:SS"
 // "Lundi" .. "Dimanche", the names of the seven backup generations.
 std::string DayName(int weekdayMondayFirst);
 std::string DayName(LocalTime t);

@@ -19,25 +19,38 @@ std::string OneLine(const std::string& text) {
 MsgAnswer UnattendedAnswer(const MsgRequest& request) {
     if (request.unattended) return *request.unattended;
     switch (request.buttons) {
-        case MsgButtons::Ok: return MsgAnswer::Ok;
-        case MsgButtons::OkCancel: return MsgAnswer::Cancel;
-        case MsgButtons::AbortRetryIgnore: return MsgAnswer::Ignore;
-        case MsgButtons::YesNoCancel: return MsgAnswer::No;
-        case MsgButtons::YesNo: return MsgAnswer::No;
-        case MsgButtons::RetryCancel: return MsgAnswer::Cancel;
+        case MsgButtons::Ok:
+            return MsgAnswer::Ok;
+        case MsgButtons::OkCancel:
+            return MsgAnswer::Cancel;
+        case MsgButtons::AbortRetryIgnore:
+            return MsgAnswer::Ignore;
+        case MsgButtons::YesNoCancel:
+            return MsgAnswer::No;
+        case MsgButtons::YesNo:
+            return MsgAnswer::No;
+        case MsgButtons::RetryCancel:
+            return MsgAnswer::Cancel;
     }
     return MsgAnswer::Cancel;
 }
 
 std::string AnswerName(MsgAnswer answer) {
     switch (answer) {
-        case MsgAnswer::Ok: return "OK";
-        case MsgAnswer::Cancel: return "Annuler";
-        case MsgAnswer::Abort: return "Abandonner";
-        case MsgAnswer::Retry: return "Réessayer";
-        case MsgAnswer::Ignore: return "Ignorer";
-        case MsgAnswer::Yes: return "Oui";
-        case MsgAnswer::No: return "Non";
+        case MsgAnswer::Ok:
+            return "OK";
+        case MsgAnswer::Cancel:
+            return "Annuler";
+        case MsgAnswer::Abort:
+            return "Abandonner";
+        case MsgAnswer::Retry:
+            return "Réessayer";
+        case MsgAnswer::Ignore:
+            return "Ignorer";
+        case MsgAnswer::Yes:
+            return "Oui";
+        case MsgAnswer::No:
+            return "Non";
     }
     return "?";
 }
@@ -58,12 +71,17 @@ std::string UnattendedDialogs::SelectFolder(const std::string& title, const std:
     return "*";
 }
 
-Dialogs& AppDialogs() { return *gDialogs; }
-void SetAppDialogs(Dialogs* dialogs) { gDialogs = dialogs ? dialogs : &gUnattended; }
+Dialogs& AppDialogs() {
+    return *gDialogs;
+}
+void SetAppDialogs(Dialogs* dialogs) {
+    gDialogs = dialogs ? dialogs : &gUnattended;
+}
 
-MsgAnswer AffMsg(const std::string& text, MsgButtons buttons, MsgIcon icon, const std::string& title,
-                 std::optional<MsgAnswer> unattended) {
-    return AppDialogs().Message({text, buttons, icon, title.empty() ? gCaption : title, unattended});
+MsgAnswer AffMsg(const std::string& text, MsgButtons buttons, MsgIcon icon,
+                 const std::string& title, std::optional<MsgAnswer> unattended) {
+    return AppDialogs().Message(
+        {text, buttons, icon, title.empty() ? gCaption : title, unattended});
 }
 
 std::string AfficherMessageBoxOuInputBox(bool inputBox, const std::string& text, MsgButtons buttons,
@@ -76,7 +94,11 @@ std::string AfficherMessageBoxOuInputBox(bool inputBox, const std::string& text,
     return std::to_string(static_cast<int>(AffMsg(text, buttons, icon, title)));
 }
 
-const std::string& AppCaption() { return gCaption; }
-void SetAppCaption(const std::string& caption) { gCaption = caption; }
+const std::string& AppCaption() {
+    return gCaption;
+}
+void SetAppCaption(const std::string& caption) {
+    gCaption = caption;
+}
 
 }  // namespace toverin

@@ -29,7 +29,7 @@ struct InputRequest {
 };
 
 class Dialogs {
-public:
+  public:
     virtual ~Dialogs() = default;
     virtual MsgAnswer Message(const MsgRequest& request) = 0;
     // The text typed, or nothing when the box was cancelled.
@@ -40,7 +40,7 @@ public:
 
 // Answers without asking anybody and logs the question with its answer.
 class UnattendedDialogs final : public Dialogs {
-public:
+  public:
     MsgAnswer Message(const MsgRequest& request) override;
     std::optional<std::string> Input(const InputRequest& request) override;
     std::string SelectFolder(const std::string& title, const std::string& start) override;

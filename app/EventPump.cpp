@@ -7,7 +7,9 @@ namespace {
 std::function<void()> gPump;
 }
 
-void SetEventPump(std::function<void()> pump) { gPump = std::move(pump); }
+void SetEventPump(std::function<void()> pump) {
+    gPump = std::move(pump);
+}
 
 void DoEvents() {
     if (gPump) {

@@ -171,7 +171,9 @@ std::string IniDocument::Serialize() const {
     return out;
 }
 
-bool IniDocument::Save(const std::string& file) const { return WriteFileAtomically(file, Serialize()); }
+bool IniDocument::Save(const std::string& file) const {
+    return WriteFileAtomically(file, Serialize());
+}
 
 bool WriteFileAtomically(const std::string& file, std::string_view bytes) {
     std::error_code ec;

@@ -24,7 +24,7 @@ bool EcritureIni(const std::string& file, const std::string& section, const std:
 
 // An ini document in memory, for callers that read or write many keys at once.
 class IniDocument {
-public:
+  public:
     static IniDocument Parse(std::string_view bytes);
     // Loads `file`; a missing file is an empty document. Returns false on a read error.
     static bool Load(const std::string& file, IniDocument& out);
@@ -39,7 +39,7 @@ public:
     std::string Serialize() const;  // CRLF line ends
     bool Save(const std::string& file) const;
 
-private:
+  private:
     std::vector<std::string> lines_;
 };
 

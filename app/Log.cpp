@@ -44,9 +44,9 @@ std::string Uptime(int64_t total) {
 
 std::string Theme(const LogIdentity& id) {
     if (!id.theme.empty()) return id.theme;
-    std::string active = GetRegValue(kHkeyCurrentUser,
-                                     "Software\\Microsoft\\Windows\\CurrentVersion\\ThemeManager",
-                                     "ThemeActive", "1");
+    std::string active =
+        GetRegValue(kHkeyCurrentUser, "Software\\Microsoft\\Windows\\CurrentVersion\\ThemeManager",
+                    "ThemeActive", "1");
     return Trim(active) == "0" ? "WinClassic" : "WinXP";
 }
 
@@ -104,15 +104,15 @@ void ForceLocked(LogState& st) {
         const int64_t day = 86400;
         if (uptime > 45 * day && !st.reboot45) {
             st.reboot45 = true;
-            std::string l = FormatLogLine(now, -1, -1, -1,
-                                          "Reboot needed because computer started since more 45 days");
+            std::string l = FormatLogLine(
+                now, -1, -1, -1, "Reboot needed because computer started since more 45 days");
             st.recent.push_back(l);
             st.pending.push_back(l);
         }
         if (uptime > 48 * day && !st.reboot48) {
             st.reboot48 = true;
-            std::string l = FormatLogLine(now, -1, -1, -1,
-                                          "Reboot needed because computer started since more 48 days");
+            std::string l = FormatLogLine(
+                now, -1, -1, -1, "Reboot needed because computer started since more 48 days");
             st.recent.push_back(l);
             st.pending.push_back(l);
         }
@@ -137,7 +137,8 @@ char LogFieldChar(int value) {
 }
 
 std::string FormatLogLine(LocalTime time, int f1, int f2, int f3, std::string_view message) {
-    auto ms = std::chrono::duration_cast<Milliseconds>(time - std::chrono::floor<std::chrono::seconds>(time));
+    auto ms = std::chrono::duration_cast<Milliseconds>(
+        time - std::chrono::floor<std::chrono::seconds>(time));
     std::string line = FormatTime(time) + ":" + ZeroPad(ms.count(), 3) + " :";
     if (!(f2 == -2 && f3 == -2)) {
         for (int f : {f1, f2, f3}) {
@@ -178,7 +179,9 @@ void TraceLogForce() {
     }
 }
 
-LogSettings& LogConfig() { return State().settings; }
+LogSettings& LogConfig() {
+    return State().settings;
+}
 
 std::vector<std::string> RecentLogLines(size_t max) {
     LogState& st = State();
@@ -191,8 +194,12 @@ std::string LogFilePath(LocalTime day) {
     return (fs::path(State().settings.folder) / ("Toverin_" + DateKey(day) + ".Log")).string();
 }
 
-bool RebootNeeded45() { return State().reboot45; }
-bool RebootNeeded48() { return State().reboot48; }
+bool RebootNeeded45() {
+    return State().reboot45;
+}
+bool RebootNeeded48() {
+    return State().reboot48;
+}
 
 void ResetLog() {
     LogState& st = State();

@@ -19,7 +19,9 @@ std::string FormatLogLine(LocalTime time, int f1, int f2, int f3, std::string_vi
 char LogFieldChar(int value);
 
 void TraceLog(int f1, int f2, int f3, std::string_view message);
-inline void TraceLog(std::string_view message) { TraceLog(-1, -1, -1, message); }
+inline void TraceLog(std::string_view message) {
+    TraceLog(-1, -1, -1, message);
+}
 // Three lines: the frame character as many times as the message has characters, the message,
 // and the frame again.
 void TraceLogEncadre(int f1, int f2, int f3, std::string_view message, char frame);
@@ -33,8 +35,8 @@ struct LogIdentity {
     std::string version = TOVERIN_VERSION;
     std::string exeName = "Toverin";
     std::string productName = "Kavella: Toverin";
-    std::string computerName;  // empty: asked of the system
-    std::string theme;         // empty: from the registry's ThemeActive
+    std::string computerName;     // empty: asked of the system
+    std::string theme;            // empty: from the registry's ThemeActive
     std::string operatingSystem;  // empty: asked of the system
     int baseNumber = 1;
     std::string radioIdentity;

@@ -33,7 +33,9 @@ std::string RegistryFile() {
     return (base / "Brennick" / "Registry.ini").string();
 }
 
-void SetRegistryFile(const std::string& file) { gOverride = file; }
+void SetRegistryFile(const std::string& file) {
+    gOverride = file;
+}
 
 std::string GetRegValue(const std::string& root, const std::string& keyPath,
                         const std::string& valueName, const std::string& defaultValue) {

@@ -161,7 +161,8 @@ size_t FindIgnoreCase(std::string_view haystack, std::string_view needle) {
     return std::string_view::npos;
 }
 
-std::string ReplaceAllIgnoreCase(std::string_view text, std::string_view from, std::string_view to) {
+std::string ReplaceAllIgnoreCase(std::string_view text, std::string_view from,
+                                 std::string_view to) {
     if (from.empty()) return std::string(text);
     std::string out;
     size_t pos = 0;

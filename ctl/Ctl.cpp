@@ -19,7 +19,8 @@ bool TakeOption(Args& args, const std::string& name, std::string& value) {
     for (size_t i = 0; i < args.size(); ++i) {
         if (args[i] == name && i + 1 < args.size()) {
             value = args[i + 1];
-            args.erase(args.begin() + static_cast<long>(i), args.begin() + static_cast<long>(i) + 2);
+            args.erase(args.begin() + static_cast<long>(i),
+                       args.begin() + static_cast<long>(i) + 2);
             return true;
         }
         if (args[i].rfind(name + "=", 0) == 0) {

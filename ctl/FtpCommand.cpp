@@ -2,6 +2,8 @@
 
 namespace toverin::ctl {
 
-int RunFtpCommand(const Args&) { return Fail("ftp: not available yet", 3); }
+int RunFtpCommand(const Args&) {
+    return Fail("ftp: not available yet", 3);
+}
 
 }  // namespace toverin::ctl

@@ -61,8 +61,10 @@ TEST(LogFile, RebootLinesOncePerRunAndOldFilesPurged) {
     TraceLog("one");
     TraceLogForce();
     std::string text = env.LogText();
-    EXPECT_NE(text.find("Reboot needed because computer started since more 45 days"), std::string::npos);
-    EXPECT_NE(text.find("Reboot needed because computer started since more 48 days"), std::string::npos);
+    EXPECT_NE(text.find("Reboot needed because computer started since more 45 days"),
+              std::string::npos);
+    EXPECT_NE(text.find("Reboot needed because computer started since more 48 days"),
+              std::string::npos);
     EXPECT_TRUE(RebootNeeded45());
     EXPECT_TRUE(RebootNeeded48());
     EXPECT_FALSE(std::filesystem::exists(env.logFolder + "Toverin_20261001.Log"));

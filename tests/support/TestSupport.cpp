@@ -26,8 +26,12 @@ TempDir::~TempDir() {
     fs::remove_all(path_, ec);
 }
 
-ScriptedDialogs::ScriptedDialogs() { SetAppDialogs(this); }
-ScriptedDialogs::~ScriptedDialogs() { SetAppDialogs(nullptr); }
+ScriptedDialogs::ScriptedDialogs() {
+    SetAppDialogs(this);
+}
+ScriptedDialogs::~ScriptedDialogs() {
+    SetAppDialogs(nullptr);
+}
 
 MsgAnswer ScriptedDialogs::Message(const MsgRequest& request) {
     messages.push_back(request);
@@ -52,8 +56,12 @@ std::string ScriptedDialogs::SelectFolder(const std::string&, const std::string&
     return f;
 }
 
-ScopedFakeClock::ScopedFakeClock(LocalTime start) : clock_(start) { SetAppClock(&clock_); }
-ScopedFakeClock::~ScopedFakeClock() { SetAppClock(nullptr); }
+ScopedFakeClock::ScopedFakeClock(LocalTime start) : clock_(start) {
+    SetAppClock(&clock_);
+}
+ScopedFakeClock::~ScopedFakeClock() {
+    SetAppClock(nullptr);
+}
 
 ScopedLogAndRegistry::ScopedLogAndRegistry(const TempDir& dir) {
     logFolder = dir.folder() + "log/";

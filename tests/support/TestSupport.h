@@ -14,7 +14,7 @@ namespace toverin::testing {
 
 // A fresh folder under the system's temporary folder, removed with the object.
 class TempDir {
-public:
+  public:
     TempDir();
     ~TempDir();
     TempDir(const TempDir&) = delete;
@@ -24,13 +24,13 @@ public:
     std::string folder() const { return path_.string() + "/"; }
     std::string file(const std::string& name) const { return (path_ / name).string(); }
 
-private:
+  private:
     std::filesystem::path path_;
 };
 
 // Answers questions from a script and records every question asked.
 class ScriptedDialogs final : public Dialogs {
-public:
+  public:
     ScriptedDialogs();
     ~ScriptedDialogs() override;
     MsgAnswer Message(const MsgRequest& request) override;
@@ -50,19 +50,19 @@ public:
 
 // Installs a fake clock for its lifetime.
 class ScopedFakeClock {
-public:
+  public:
     explicit ScopedFakeClock(LocalTime start);
     ~ScopedFakeClock();
     FakeClock& clock() { return clock_; }
     FakeClock* operator->() { return &clock_; }
 
-private:
+  private:
     FakeClock clock_;
 };
 
 // Points the log at a folder and the registry at a file of a temporary folder, and resets both.
 class ScopedLogAndRegistry {
-public:
+  public:
     explicit ScopedLogAndRegistry(const TempDir& dir);
     ~ScopedLogAndRegistry();
     // Everything logged so far (forces the pending lines out first).

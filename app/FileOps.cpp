@@ -1,0 +1,344 @@
+#include "app/FileOps.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/statvfs.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <vector>
+
+#include "app/Clock.h"
+#include "app/Dialogs.h"
+#include "app/Errors.h"
+#include "app/EventPump.h"
+#include "app/Log.h"
+#include "app/Paths.h"
+#include "app/Text.h"
+
+extern char** environ;
+
+namespace toverin {
+namespace {
+
+namespace fs = std::filesystem;
+
+int ResultOf(const std::error_code& ec) {
+    switch (ec.value()) {
+        case ENOENT:
+            return kResultSourceMissing;
+        case EACCES:
+        case EPERM:
+            return kResultAccessDenied;
+        case EBUSY:
+        case ETXTBSY:
+            return kResultInUse;
+        case EEXIST:
+            return kResultAlreadyExists;
+        case ENOSPC:
+            return 112;
+        default:
+            return ec.value();
+    }
+}
+
+bool IsGpx(const std::string& name) {
+    return FindIgnoreCase(name, ".gpx") != std::string::npos;
+}
+
+// Checks common to the family; false (with the warning logged) when the operation cannot start.
+bool Precheck(const char* proc, const std::string& source) {
+    if (Trim(source).empty()) {
+        TraceLog(std::string("Warning: ") + proc + ": File name null");
+        return false;
+    }
+    if (!FileExists(source)) {
+        if (!IsGpx(source))
+            TraceLog(std::string("Warning: ") + proc + ": File not found: " + source);
+        return false;
+    }
+    return true;
+}
+
+// Copies through a temporary file in the target's folder so that a target is never half written.
+int CopyFile(const std::string& source, const std::string& target) {
+    if (IsFileInUse(source) || IsFileInUse(target)) return kResultInUse;
+    std::error_code ec;
+    fs::path temp = target + ".part";
+    fs::copy_file(source, temp, fs::copy_options::overwrite_existing, ec);
+    if (ec) {
+        int r = ResultOf(ec);
+        fs::remove(temp, ec);
+        return r;
+    }
+    fs::rename(temp, target, ec);
+    if (ec) {
+        int r = ResultOf(ec);
+        fs::remove(temp, ec);
+        return r;
+    }
+    return 0;
+}
+
+std::string GroupThousands(uint64_t whole) {
+    std::string digits = std::to_string(whole), out;
+    int n = 0;
+    for (auto it = digits.rbegin(); it != digits.rend(); ++it, ++n) {
+        if (n && n % 3 == 0) out.insert(out.begin(), ' ');
+        out.insert(out.begin(), *it);
+    }
+    return out;
+}
+
+}  // namespace
+
+bool IsFileInUse(const std::string& path) {
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return false;
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = 0;
+    lock.l_len = 0;
+    bool inUse = ::fcntl(fd, F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+    ::close(fd);
+    return inUse;
+}
+
+bool File_Copy(const std::string& source, const std::string& target, bool quiet, unsigned) {
+    return Guarded("File_Copy:Lib_Public", false, [&] {
+        if (!Precheck("File_Copy", source)) return false;
+        int result = CopyFile(source, target);
+        if (result == 0) {
+            if (!quiet)
+                TraceLog("Free space for " + target + ": " + LibSize(CheckFreeSpace(target)));
+            return true;
+        }
+        std::string reason = result == kResultInUse           ? "File in use. "
+                             : result == kResultSourceMissing ? "Source file missing. "
+                             : result == kResultCancelled     ? "Cancelled. "
+                                                              : "";
+        TraceLog("File_Copy: Err: " + std::to_string(result) + " |" + reason + "Source: " + source +
+                 "  Target: " + target);
+        return false;
+    });
+}
+
+bool File_Move(const std::string& source, const std::string& target) {
+    return Guarded("File_Move:Lib_Public", false, [&] {
+        if (!Precheck("File_Move", source)) return false;
+        int result = 0;
+        if (IsFileInUse(source) || IsFileInUse(target)) {
+            result = kResultInUse;
+        } else {
+            std::error_code ec;
+            fs::rename(source, target, ec);
+            if (ec.value() == EXDEV) {  // another disk: copy, then delete the source
+                result = CopyFile(source, target);
+                if (result == 0) fs::remove(source, ec);
+            } else if (ec) {
+                result = ResultOf(ec);
+            }
+        }
+        if (result == 0) return true;
+        std::string reason = result == kResultInUse           ? "File in use: "
+                             : result == kResultSourceMissing ? "Source file missing: "
+                             : result == kResultCancelled     ? "Cancelled. File: "
+                                                              : "File: ";
+        TraceLog("File_Move: Err: " + std::to_string(result) + " |" + reason + source +
+                 "  Target: " + target);
+        return false;
+    });
+}
+
+bool File_Rename(const std::string& source, const std::string& target) {
+    return Guarded("File_Rename:Lib_Public", false, [&] {
+        if (!Precheck("File_Rename", source)) return false;
+        int result = 0;
+        std::error_code ec;
+        if (fs::exists(target, ec) && !fs::equivalent(source, target, ec)) {
+            result = kResultAlreadyExists;
+        } else if (IsFileInUse(source)) {
+            result = kResultInUse;
+        } else {
+            fs::rename(source, target, ec);
+            if (ec) result = ResultOf(ec);
+        }
+        if (result == 0) return true;
+        std::string reason = result == kResultInUse           ? "File in use: Source: "
+                             : result == kResultSourceMissing ? "Source file missing: "
+                             : result == kResultCancelled     ? "Cancelled: Source: "
+                             : result == kResultAlreadyExists
+                                 ? "Target file already exists: Source: "
+                                 : "Source: ";
+        TraceLog("File_Rename: Err: " + std::to_string(result) + " |" + reason + source +
+                 " Target: " + target);
+        return false;
+    });
+}
+
+bool File_Delete(const std::string& file) {
+    return Guarded("File_Delete:Lib_Public", false, [&] {
+        if (!Precheck("File_Delete", file)) return false;
+        int result = 0;
+        if (IsFileInUse(file)) {
+            result = kResultInUse;
+        } else {
+            std::error_code ec;
+            fs::remove(file, ec);
+            if (ec) result = ResultOf(ec);
+        }
+        if (result == 0) return true;
+        if (result == kResultInUse || result == kResultSourceMissing ||
+            result == kResultCancelled) {
+            std::string reason = result == kResultInUse           ? "File in use: "
+                                 : result == kResultSourceMissing ? "Source file missing: "
+                                                                  : "Cancelled: File: ";
+            TraceLog("File_Delete: Err: " + std::to_string(result) + " |" + reason + file);
+        } else {
+            TraceLog("File_Delete: pb: " + std::to_string(result) + " |" + file);
+        }
+        return false;
+    });
+}
+
+uint64_t CheckFreeSpace(const std::string& path) {
+    fs::path p = path.empty() ? fs::path(".") : fs::path(path);
+    std::error_code ec;
+    while (!p.empty() && !fs::exists(p, ec)) {
+        if (p == p.parent_path()) break;
+        p = p.parent_path();
+    }
+    struct statvfs st {};
+    if (::statvfs(p.empty() ? "." : p.c_str(), &st) != 0) return 0;
+    return static_cast<uint64_t>(st.f_bavail) * st.f_frsize;
+}
+
+std::string LibSize(uint64_t bytes) {
+    static const char* units[] = {" Ko", " Mo", " Go", " To"};
+    double value = static_cast<double>(bytes) / 1024.0;
+    int unit = 0;
+    while (value >= 1024.0 && unit < 3) {
+        value /= 1024.0;
+        ++unit;
+    }
+    auto hundredths = static_cast<uint64_t>(std::llround(value * 100.0));
+    return GroupThousands(hundredths / 100) + "," +
+           ZeroPad(static_cast<long long>(hundredths % 100), 2) + units[unit];
+}
+
+bool VerificationEtCreationRepertoire(const std::string& folder) {
+    return Guarded("VerificationEtCreationRepertoire:Lib_Public", false, [&] {
+        if (Trim(folder).empty()) return false;
+        std::error_code ec;
+        if (fs::is_directory(folder, ec)) return true;
+        fs::create_directories(folder, ec);
+        if (fs::is_directory(folder, ec)) return true;
+        AffMsg(
+            "Le dossier '" + folder + "' n'a pu être créé\r\n\r\n" +
+                "Veuillez vérifier dans Windows que ce progamme a bien les droits de création de "
+                "dossier.",
+            MsgButtons::Ok, MsgIcon::Critical);
+        return false;
+    });
+}
+
+ShellError ShellExError(int result) {
+    const long base = -2147221504L + 1048;  // the user-defined error base plus 1048
+    switch (result) {
+        case 0:
+        case 8:
+            return {7, "Dépassement de mémoire"};
+        case 2:
+            return {53, "Chemin d'accès non trouvé"};  // reported as a path error on purpose
+        case 3:
+            return {76, "Chemin d'accès non trouvé"};
+        case 5:
+            return {75, "Erreur d'accès au Dossier/Fichier"};
+        case 11:
+            return {base + 11, "Cet exécutable est invalide ou corrompu"};
+        case 26:
+            return {75, "Violation de partage"};
+        case 27:
+        case 31:
+            return {base + result, "Il n'y a aucune application associée à ce type de fichier"};
+        case 28:
+            return {286,
+                    "Le fichier ne peut être ouvert car le délai d'attente est dépassé. Réessayez "
+                    "plus tard"};
+        case 29:
+            return {
+                285,
+                "Le fichier ne peut être ouvert car la transaction DDE a échoué. Réessayez plus "
+                "tard"};
+        case 30:
+            return {285,
+                    "Le fichier ne peut être ouvert car l'application est occupée. Réessayez plus "
+                    "tard"};
+        case 32:
+            return {48, "Le fichier dll ne peut être trouvé"};
+        default:
+            return {base + result,
+                    "Erreur lors de l'ouverture ou de l'impression du fichier sélectionné"};
+    }
+}
+
+int ShellEx(const std::string& file, const std::string& parameters) {
+    int result;
+    bool isUrl = file.find("://") != std::string::npos;
+    if (!isUrl && !fs::exists(file)) {
+        result = 2;
+    } else {
+        std::string target = parameters.empty() ? file : file + " " + parameters;
+        long pid = ExecuterProgrammeExterne("xdg-open", target);
+        if (pid == 0) {
+            result = 31;
+        } else {
+            // xdg-open answers at once: 0 opened, 2 file not found, 3 no opener, 4 action failed.
+            int code = AttenteFinProcessusExterne(pid);
+            result = code == 0 ? 42 : code == 2 ? 2 : code == 3 || code == 4 ? 31 : 0;
+        }
+    }
+    if (result < 33) {
+        ShellError e = ShellExError(result);
+        GestionDesErreurs(e.number, e.text, file, ".ShellEx");
+    }
+    return result;
+}
+
+long ExecuterProgrammeExterne(const std::string& program, const std::string& parameters) {
+    std::vector<std::string> words{program};
+    if (!parameters.empty()) words.push_back(parameters);
+    std::vector<char*> argv;
+    for (auto& w : words) argv.push_back(w.data());
+    argv.push_back(nullptr);
+    pid_t pid = 0;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    int rc = posix_spawnp(&pid, program.c_str(), &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    return rc == 0 ? static_cast<long>(pid) : 0;
+}
+
+int AttenteFinProcessusExterne(long processId) {
+    if (processId <= 0) return -1;
+    while (true) {
+        int status = 0;
+        pid_t r = ::waitpid(static_cast<pid_t>(processId), &status, WNOHANG);
+        if (r == static_cast<pid_t>(processId)) {
+            if (WIFEXITED(status)) return WEXITSTATUS(status);
+            return -1;
+        }
+        if (r < 0) return -1;
+        DoEvents();
+        AppClock().Sleep(Milliseconds(50));
+    }
+}
+
+}  // namespace toverin

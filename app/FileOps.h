@@ -1,0 +1,52 @@
+// File and folder operations. Each logs its failures in one fixed shape and returns false instead
+// of throwing, so that a batch of copies goes on after one failure.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace toverin {
+
+// The shell result codes the failure lines show.
+inline constexpr int kResultInUse = 32;
+inline constexpr int kResultSourceMissing = 1026;
+inline constexpr int kResultCancelled = 1223;
+inline constexpr int kResultAccessDenied = 5;
+inline constexpr int kResultAlreadyExists = 183;
+
+// Shell operation flags the callers pass along (kept for the callers' sake; the copy never asks).
+inline constexpr unsigned kFofSilent = 0x4, kFofNoConfirmation = 0x10, kFofNoErrorUi = 0x400;
+
+bool File_Copy(const std::string& source, const std::string& target, bool quiet = false,
+               unsigned flags = kFofSilent | kFofNoConfirmation | kFofNoErrorUi);
+bool File_Move(const std::string& source, const std::string& target);
+bool File_Rename(const std::string& source, const std::string& target);
+bool File_Delete(const std::string& file);
+
+// Free bytes on the disk holding `path` (its nearest existing folder).
+uint64_t CheckFreeSpace(const std::string& path);
+// "1 234,56 Mo": the size in the largest unit that keeps it at 1 or more (Ko at least).
+std::string LibSize(uint64_t bytes);
+// Creates the folder when missing; tells the user when it cannot be created.
+bool VerificationEtCreationRepertoire(const std::string& folder);
+
+// Another process holds a lock on the file (the platform's way of telling a file in use).
+bool IsFileInUse(const std::string& path);
+
+// Opens a document or program with the desktop's opener; returns the shell result (33 or more
+// is success) and reports failures with their French texts.
+int ShellEx(const std::string& file, const std::string& parameters = "");
+// The text and error number a shell result is reported with.
+struct ShellError {
+    long number;
+    std::string text;
+};
+ShellError ShellExError(int result);
+
+// Starts a program and returns its process id (0 on failure).
+long ExecuterProgrammeExterne(const std::string& program, const std::string& parameters = "");
+// Waits, running the event pump, until the process has ended; returns its exit code (-1 if
+// unknown).
+int AttenteFinProcessusExterne(long processId);
+
+}  // namespace toverin
