@@ -30,6 +30,9 @@ std::string LibSize(uint64_t bytes);
 // Creates the folder when missing; tells the user when it cannot be created.
 bool VerificationEtCreationRepertoire(const std::string& folder);
 
+// The whole content of a file ("" when it cannot be read).
+std::string ReadWholeFile(const std::string& path);
+
 // Another process holds a lock on the file (the platform's way of telling a file in use).
 bool IsFileInUse(const std::string& path);
 

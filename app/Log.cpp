@@ -91,16 +91,18 @@ void ForceLocked(LogState& st) {
     std::string name = "Toverin_" + DateKey(now) + ".Log";
     std::error_code ec;
     fs::create_directories(st.settings.folder, ec);
-    std::ofstream out(fs::path(st.settings.folder) / name, std::ios::app | std::ios::binary);
+    // A new day or a new folder (the site moved the log to the current base) starts a new file.
+    std::string path = (fs::path(st.settings.folder) / name).string();
+    std::ofstream out(path, std::ios::app | std::ios::binary);
     if (!out) {
         st.pending.clear();  // a file that cannot be opened loses the batch
         return;
     }
-    if (name != st.lastFileName) {
+    if (path != st.lastFileName) {
         int64_t uptime = AppClock().UptimeSeconds();
         for (const auto& line : HeaderLines(st.settings, uptime))
             out << kHeaderPrefix << line << "\r\n";
-        st.lastFileName = name;
+        st.lastFileName = path;
         const int64_t day = 86400;
         if (uptime > 45 * day && !st.reboot45) {
             st.reboot45 = true;

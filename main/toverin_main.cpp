@@ -1,3 +1,3 @@
-int main() {
-    return 0;
-}
+#include "ui/Application.h"
+
+int main(int argc, char** argv) { return toverin::ui::RunToverin(argc, argv); }

@@ -79,9 +79,16 @@ ScopedLogAndRegistry::~ScopedLogAndRegistry() {
 
 std::string ScopedLogAndRegistry::LogText() const {
     TraceLogForce();
+    // The program moves the log to the current base's folder once the site is read.
+    std::vector<std::string> folders{logFolder};
+    if (!LogConfig().folder.empty() && LogConfig().folder != logFolder)
+        folders.push_back(LogConfig().folder);
     std::string all;
-    std::error_code ec;
-    for (const auto& entry : fs::directory_iterator(logFolder, ec)) all += ReadFile(entry.path());
+    for (const auto& folder : folders) {
+        std::error_code ec;
+        for (const auto& entry : fs::directory_iterator(folder, ec))
+            if (entry.path().extension() == ".Log") all += ReadFile(entry.path());
+    }
     return all;
 }
 

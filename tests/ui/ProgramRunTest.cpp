@@ -1,0 +1,118 @@
+// The real program, started as a service manager would start it: no display, a command line of
+// several options, stopped with SIGTERM.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+#include "app/Ini.h"
+#include "tests/support/TestSupport.h"
+
+namespace toverin {
+namespace {
+
+using testing::ReadFile;
+using testing::TempDir;
+using testing::WriteFile;
+
+std::string DayLog(const std::string& folder) {
+    std::string all;
+    std::error_code ec;
+    for (const auto& e : std::filesystem::directory_iterator(folder, ec))
+        if (e.path().extension() == ".Log") all += ReadFile(e.path());
+    return all;
+}
+
+pid_t StartProgram(const TempDir& dir, const std::vector<std::string>& options) {
+    pid_t pid = fork();
+    if (pid == 0) {
+        unsetenv("DISPLAY");
+        unsetenv("WAYLAND_DISPLAY");
+        unsetenv("QT_QPA_PLATFORM");
+        setenv("TOVERIN_REGISTRY", dir.file("Registry.ini").c_str(), 1);
+        setenv("XDG_DATA_HOME", dir.file("xdg").c_str(), 1);
+        std::string exe = std::string(TOVERIN_BINARY_DIR) + "/main/toverin";
+        std::vector<std::string> words{exe, "--root", dir.folder()};
+        words.insert(words.end(), options.begin(), options.end());
+        std::vector<char*> argv;
+        for (auto& w : words) argv.push_back(w.data());
+        argv.push_back(nullptr);
+        if (!freopen("/dev/null", "w", stderr)) _exit(126);
+        if (!freopen("/dev/null", "w", stdout)) _exit(126);
+        execv(exe.c_str(), argv.data());
+        _exit(127);
+    }
+    return pid;
+}
+
+// Kills the program if the test ends before it did.
+struct ChildGuard {
+    pid_t& pid;
+    ~ChildGuard() {
+        if (pid > 0 && waitpid(pid, nullptr, WNOHANG) == 0) {
+            kill(pid, SIGKILL);
+            waitpid(pid, nullptr, 0);
+        }
+    }
+};
+
+bool WaitFor(const std::function<bool()>& condition, int seconds) {
+    auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    while (std::chrono::steady_clock::now() < end) {
+        if (condition()) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return false;
+}
+
+TEST(ProgramRun, OffscreenStartWritesTheLogAndSigtermUnloadsInOrder) {
+    TempDir dir;
+    WriteFile(dir.file("Settings/KV3_Config.ini"),
+              "[Site]\r\nNbBase=2\r\n[Base_01]\r\nLib=Nord\r\nDossier_Data=C:\\D1\\\r\n"
+              "[Base_02]\r\nLib=Sud\r\nDossier_Data=C:\\D2\\\r\n"
+              "Dossier_Config_Global=C:\\Cfg2\\\r\n");
+    WriteFile(dir.file("C/D1/FRAD000.bt6"), "");
+    WriteFile(dir.file("C/D2/FRAD000.bt6"), "");
+    pid_t pid = 0;
+    ChildGuard guard{pid};
+    pid = StartProgram(dir, {"/Wait=200", "/ip=192.168.1.20", "/PORT=5000", "/Backup_Base=x"});
+    std::string logFolder = dir.file("C/AudioLog");
+    // "/Backup_Base=" asks for the one-shot backup and the program then ends by itself; without it
+    // the program keeps running until told to stop. Here the option is there, so it must end.
+    int status = 0;
+    ASSERT_TRUE(WaitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }, 30));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    std::string log = DayLog(logFolder);
+    EXPECT_NE(log.find("==:==:==:====:=:=:=:System started since "), std::string::npos);
+    EXPECT_NE(log.find(":Command Line: '/Wait=200 /ip=192.168.1.20 /PORT=5000 /Backup_Base=x'"),
+              std::string::npos);
+    EXPECT_NE(log.find(":WaitDuration: 200\r\n"), std::string::npos);
+    EXPECT_NE(log.find(":Backup Base: 0\r\n"), std::string::npos);
+    EXPECT_NE(log.find(":Target IP Address: 192.168.1.20\r\n"), std::string::npos);
+    EXPECT_NE(log.find(":Target IP Port: 5000\r\n"), std::string::npos);
+    EXPECT_NE(log.find(":----- Init: Duration: "), std::string::npos);
+    EXPECT_NE(log.find(":Form closed by code action\r\n"), std::string::npos);
+
+    // A plain start keeps running; SIGTERM closes it as a system shutdown would.
+    std::filesystem::remove_all(logFolder);
+    pid = StartProgram(dir, {"/IP=10.0.0.1"});
+    ASSERT_TRUE(
+        WaitFor([&] { return DayLog(logFolder).find("Id Radio: Nord") != std::string::npos; }, 30));
+    EXPECT_EQ(waitpid(pid, &status, WNOHANG), 0) << "still running";
+    kill(pid, SIGTERM);
+    ASSERT_TRUE(WaitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }, 30));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    log = DayLog(logFolder);
+    EXPECT_NE(log.find(":Form closed because Windows is shutting down\r\n"), std::string::npos);
+    EXPECT_NE(log.find(":---------- Form_Unload: Start\r\n"), std::string::npos);
+    EXPECT_EQ(LectureIni(dir.file("Settings/Base_01/BK_PRG.ini"), "Data_Backup", "Start", ""),
+              "0FF");
+    EXPECT_EQ(LectureIni(dir.file("C/Cfg2/BK_PRG.ini"), "Data_Backup", "Start", ""), "0FF");
+}
+
+}  // namespace
+}  // namespace toverin

@@ -1,0 +1,101 @@
+#include "ui/Application.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <QApplication>
+#include <QSocketNotifier>
+#include <csignal>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "app/Dialogs.h"
+#include "app/EventPump.h"
+#include "app/Initialisation.h"
+#include "app/Log.h"
+#include "app/Paths.h"
+#include "app/Startup.h"
+#include "app/Text.h"
+#include "ui/Frm_Main.h"
+#include "ui/QtDialogs.h"
+#include "ui/SingleInstance.h"
+
+namespace toverin::ui {
+namespace {
+
+int gSignalPipe[2] = {-1, -1};
+
+void OnTerminate(int) {
+    char c = 't';
+    ssize_t n = ::write(gSignalPipe[1], &c, 1);
+    (void)n;
+}
+
+bool HasDisplay() {
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
+        const char* v = std::getenv(name);
+        if (v && *v) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+int RunToverin(int argc, char** argv) {
+    std::vector<std::string> args(argv + 1, argv + argc);
+    std::string rootArg;
+    std::string commandLine = JoinArguments(args, rootArg);
+
+    if (!HasDisplay()) setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    QApplication app(argc, argv);
+    app.setApplicationName("Toverin");
+    app.setQuitOnLastWindowClosed(false);  // standby hides every window and keeps running
+
+    QtDialogs qtDialogs;
+    if (QApplication::platformName() == "offscreen") {
+        // Nobody can answer: every question gets the answer that destroys nothing.
+        Startup().unattended = true;
+        SetAppDialogs(nullptr);
+    } else {
+        SetAppDialogs(&qtDialogs);
+    }
+    SetEventPump([] { QApplication::processEvents(QEventLoop::AllEvents, 50); });
+    Startup().ChaineDeCommande = Trim(commandLine);
+
+    SetSuiteRoot(DetermineSuiteRoot(rootArg, QApplication::applicationDirPath().toStdString()));
+    SingleInstance instance(QString::fromStdString(SuiteRoot() + "Settings/_Local/Toverin.lock"));
+    Frm_Main frm(&instance);
+    QObject::connect(&frm, &Frm_Main::Unloaded, &app, &QCoreApplication::quit,
+                     Qt::QueuedConnection);
+
+    // SIGTERM from a service manager or a shutdown: the ordinary unload sequence.
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, gSignalPipe) == 0) {
+        auto* notifier = new QSocketNotifier(gSignalPipe[0], QSocketNotifier::Read, &app);
+        QObject::connect(notifier, &QSocketNotifier::activated, &frm, [&frm, notifier] {
+            char c;
+            ssize_t n = ::read(gSignalPipe[0], &c, 1);
+            (void)n;
+            notifier->setEnabled(false);
+            frm.CloseWithMode(kAppWindows);
+        });
+        struct sigaction sa {};
+        sa.sa_handler = OnTerminate;
+        sigemptyset(&sa.sa_mask);
+        sa.sa_flags = SA_RESTART;
+        sigaction(SIGTERM, &sa, nullptr);
+        sigaction(SIGINT, &sa, nullptr);
+        sigaction(SIGHUP, &sa, nullptr);
+    }
+
+    if (!frm.Form_Load()) {
+        TraceLogForce();
+        return 0;
+    }
+    if (!Startup().standby) frm.show();
+    int rc = app.exec();
+    TraceLogForce();
+    return rc;
+}
+
+}  // namespace toverin::ui

@@ -1,0 +1,367 @@
+#include "ui/Frm_Main.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QScreen>
+#include <QStatusBar>
+#include <QVBoxLayout>
+
+#include "app/Clock.h"
+#include "app/DateTime.h"
+#include "app/Dialogs.h"
+#include "app/Errors.h"
+#include "app/Ini.h"
+#include "app/Initialisation.h"
+#include "app/Log.h"
+#include "app/Registry.h"
+#include "app/Site.h"
+#include "app/Startup.h"
+#include "app/Text.h"
+#include "ui/FrmSetup.h"
+#include "ui/FrmSplash.h"
+#include "ui/SingleInstance.h"
+
+namespace toverin::ui {
+
+namespace {
+
+const char* kOptionKey = "Software\\Brennick\\KV3_Toverin\\Option_";
+const char* kToolsKey = "Software\\Brennick\\KV3_Toverin\\Tools_";
+
+QString Q(const std::string& s) {
+    return QString::fromStdString(s);
+}
+
+}  // namespace
+
+const char* MainTabTitle(MainTab tab) {
+    static const char* titles[] = {"Backup", "Restauration", "Création",    "Export",
+                                   "Import", "Equivalence",  "Duplication", "Incidents"};
+    return titles[static_cast<int>(tab)];
+}
+
+std::string CloseReason(int mode) {
+    switch (mode) {
+        case 0:
+            return "Form closed by system Menu";
+        case 1:
+            return "Form closed by code action";
+        case 2:
+            return "Form closed because Windows is shutting down";
+        case 3:
+            return "Form closed by the Taskmanager";
+        case 4:
+            return "Form closed because MDI Form closed";
+        case 5:
+            return "Form closed by the owner";
+        default:
+            return "Form closed: Unknow mode: " + std::to_string(mode);
+    }
+}
+
+Frm_Main::Frm_Main(SingleInstance* instance, QWidget* parent)
+    : QMainWindow(parent), instance_(instance) {
+    setObjectName("Frm_Main");
+    TimerMain = new QTimer(this);
+    TimerMain->setObjectName("TimerMain");
+    TimerMain->setInterval(30000);
+    TimerVeille = new QTimer(this);
+    TimerVeille->setObjectName("TimerVeille");
+    TimerVeille->setInterval(100);
+    TimerIncidents = new QTimer(this);
+    TimerIncidents->setObjectName("TimerIncidents");
+    TimerIncidents->setInterval(500);
+    // The log is written at least every second, so a crash loses almost nothing.
+    timerLog_ = new QTimer(this);
+    timerLog_->setObjectName("TimerLog");
+    timerLog_->setInterval(1000);
+    connect(timerLog_, &QTimer::timeout, this, [] { TraceLogForce(); });
+    connect(TimerMain, &QTimer::timeout, this, &Frm_Main::TimerMain_Timer);
+    connect(TimerVeille, &QTimer::timeout, this, &Frm_Main::TimerVeille_Timer);
+    timerLog_->start();
+}
+
+Frm_Main::~Frm_Main() = default;
+
+std::string Frm_Main::versionText() const {
+    return std::string("V ") + TOVERIN_VERSION;
+}
+
+void Frm_Main::Announce(const std::string& step, bool logged) {
+    if (!splash_ || !Startup().splashVisible) return;
+    splash_->Announce(Q(step));
+    if (logged) TraceLog("----- " + step + " -----");
+}
+
+bool Frm_Main::Form_Load() {
+    StartupState& st = Startup();
+    bool abort = false;
+    if (st.componentsMissing) abort = true;
+
+    if (!abort) {
+        CreateSuiteMarker();
+        st.startTick = GetTickCount64();
+        st.startTime = AppClock().Now();
+        SetAppCaption(versionText() + " - Kavella: Toverin");
+        setWindowTitle(Q(AppCaption()));
+        if (!TesterPrevInstance(*instance_, false, 15000)) abort = true;
+    }
+
+    if (!abort) {
+        splash_ = new FrmSplash();
+        splash_->show();
+        st.splashVisible = true;
+        if (InitApplication([this](const std::string& s) { Announce(s, false); },
+                            st.ChaineDeCommande) == SiteInitResult::Cancelled) {
+            // The user chose to end the program: no shutdown sequence.
+            TraceLog("InitGeneralSite: Cancelled by the user");
+            TraceLogForce();
+            delete splash_;
+            unloaded_ = true;
+            return false;
+        }
+        instance_->Listen([this](const QByteArray& request) {
+            if (request == "show") ShowFromStandby();
+            if (request == "quit") CloseWithMode(kFormCode);
+        });
+        Announce("Toverin: Init: General", false);
+        InitGeneral();
+        Announce("Toverin: Init: Create Object", true);
+        BuildWindow();
+        Announce("Toverin: Init: Data", true);
+        if (initOperations) initOperations();
+        Announce("Toverin: Init: TreeView", true);
+        Announce("Toverin: Init: Grid", true);
+        Announce("Toverin: Init: Display", true);
+        PositionFeuille();
+        Announce("Toverin: Init: Equivalence", true);
+        splash_->close();
+        delete splash_;
+        st.splashVisible = false;
+        st.mainWindowLoaded = true;
+        TraceLogEncadre(
+            "----- Init: Duration: " + std::to_string(GetTickCount64() - st.startTick) + " ms",
+            '=');
+
+        bool forceStandby =
+            Trim(GetRegValue(kHkeyCurrentUser, kOptionKey, "ForcerVeille", "0")) == "1";
+        if (CommandLineAsksStandby(st.ChaineDeCommande) || forceStandby) {
+            st.standby = true;
+            enterStandby_ = true;
+            TimerVeille->start();
+        }
+        if (CommandLineAsksBackup(st.ChaineDeCommande)) {
+            if (commandLineBackup) {
+                commandLineBackup(st.BackupBase);
+            } else {
+                TraceLog("Backup Base: no backup available in this build");
+            }
+            abort = true;
+        }
+    }
+
+    if (abort) {
+        if (st.mainWindowLoaded) {
+            CloseWithMode(kFormCode);
+        } else {
+            unloaded_ = true;  // nothing was loaded: end without touching any file
+        }
+        return false;
+    }
+
+    const BaseConfig& base = Site().bases[Site().currentBase - 1];
+    SetAppCaption(base.radioIdentity + " - " + versionText() + " - Kavella: Toverin");
+    setWindowTitle(Q(AppCaption()));
+    TraceLogEncadre("Id Radio: " + base.radioIdentity, '=');
+    TimerMain->start();
+    TraceLogForce();
+    return true;
+}
+
+void Frm_Main::InitGeneral() {
+    TraceLog("FrmMain: Init General: Start");
+    GetRegValue(kHkeyCurrentUser, kToolsKey, "Visualisation", "");
+    locked = Trim(GetRegValue(kHkeyCurrentUser, kOptionKey, "Verrouillage", "0")) == "1";
+    TraceLog("FrmMain: Init General: End");
+}
+
+void Frm_Main::BuildWindow() {
+    auto* menu = menuBar()->addMenu("Fichier");
+    menu->setObjectName("Mnu01");
+    QAction* veille = menu->addAction("Mise en veille");
+    veille->setObjectName("Mnu01Veille");
+    connect(veille, &QAction::triggered, this, &Frm_Main::EnterStandby);
+    QAction* options = menu->addAction("Options...");
+    options->setObjectName("Mnu01Options");
+    connect(options, &QAction::triggered, this, &Frm_Main::ShowSetup);
+    menu->addSeparator();
+    QAction* quit = menu->addAction("Quitter");
+    quit->setObjectName("MnuQuitter");
+    connect(quit, &QAction::triggered, this, &Frm_Main::MnuQuitter_Click);
+    auto* help = menuBar()->addMenu("?");
+    QAction* about = help->addAction(QString::fromUtf8("A propos de Toverin..."));
+    about->setObjectName("MnuAbout");
+    connect(about, &QAction::triggered, this, &Frm_Main::ShowAbout);
+
+    tabs_ = new QTabWidget(this);
+    tabs_->setObjectName("SftTabsMain");
+    for (int t = 0; t < kMainTabCount; ++t) {
+        auto* bases = new QTabWidget(tabs_);
+        baseTabs_[t] = bases;
+        bases->setObjectName(QString("SftTabsBases_%1").arg(t));
+        for (int b = 0; b < Site().baseCount; ++b) {
+            auto* page = new QWidget(bases);
+            page->setObjectName(
+                QString("Page%1_%2").arg(MainTabTitle(static_cast<MainTab>(t))).arg(b));
+            auto* layout = new QVBoxLayout(page);
+            layout->setObjectName(QString("Layout%1").arg(b));
+            bases->addTab(page, Q(Site().bases[b].label));
+            pages_[t].push_back(page);
+        }
+        tabs_->addTab(bases, QString::fromUtf8(MainTabTitle(static_cast<MainTab>(t))));
+    }
+    setCentralWidget(tabs_);
+    statusBar()->showMessage(Q(Site().name));
+    resize(1000, 700);
+}
+
+QWidget* Frm_Main::BasePage(MainTab tab, int base) const {
+    const auto& pages = pages_[static_cast<int>(tab)];
+    return base >= 0 && base < static_cast<int>(pages.size()) ? pages[base] : nullptr;
+}
+
+QVBoxLayout* Frm_Main::BasePageLayout(MainTab tab, int base) const {
+    QWidget* page = BasePage(tab, base);
+    return page ? qobject_cast<QVBoxLayout*>(page->layout()) : nullptr;
+}
+
+void Frm_Main::PositionFeuille() {
+    std::string pos = GetRegValue(kHkeyCurrentUser, kOptionKey, "FrmPos", "");
+    int x, y, w, h;
+    if (std::sscanf(pos.c_str(), "%d;%d;%d;%d", &x, &y, &w, &h) == 4 && w > 200 && h > 150) {
+        // Keep the window on a screen that exists now.
+        QRect screen = QApplication::primaryScreen()
+                           ? QApplication::primaryScreen()->availableGeometry()
+                           : QRect(0, 0, 1920, 1080);
+        w = std::min(w, screen.width());
+        h = std::min(h, screen.height());
+        x = std::clamp(x, screen.left(), std::max(screen.left(), screen.right() - w));
+        y = std::clamp(y, screen.top(), std::max(screen.top(), screen.bottom() - h));
+        setGeometry(x, y, w, h);
+    }
+}
+
+void Frm_Main::PositionFeuilleSauvegarde() {
+    QRect g = geometry();
+    SetRegValue(kHkeyCurrentUser, kOptionKey, "FrmPos",
+                std::to_string(g.x()) + ";" + std::to_string(g.y()) + ";" +
+                    std::to_string(g.width()) + ";" + std::to_string(g.height()));
+}
+
+void Frm_Main::MnuQuitter_Click() {
+    if (locked) {
+        AffMsg("Le programme est verrouillé. Impossible de le quitter.", MsgButtons::Ok,
+               MsgIcon::Critical);
+        return;
+    }
+    if (AffMsg("Voulez-vous quitter le programme ?", MsgButtons::YesNo, MsgIcon::Question) !=
+        MsgAnswer::Yes)
+        return;
+    TraceLog("Application closed by human action (Menu action)");
+    CloseWithMode(kFormCode);
+}
+
+void Frm_Main::CloseWithMode(int unloadMode) {
+    if (unloaded_) return;
+    pendingUnloadMode_ = unloadMode;
+    close();
+}
+
+void Frm_Main::closeEvent(QCloseEvent* event) {
+    if (unloaded_) {
+        event->accept();
+        return;
+    }
+    int mode = pendingUnloadMode_;
+    pendingUnloadMode_ = kFormControlMenu;  // the next close, unless told, is the window's own
+    TraceLog(CloseReason(mode));
+    Form_Unload();
+    event->accept();
+}
+
+void Frm_Main::Form_Unload() {
+    Guarded("Form_Unload:Frm_Main", 0, [this] {
+        StartupState& st = Startup();
+        if (st.equivalenceModified &&
+            AffMsg("Voulez-vous enregistrer les changements apportés à la table d'équivalence ?",
+                   MsgButtons::YesNo, MsgIcon::Question, "", MsgAnswer::Yes) == MsgAnswer::Yes &&
+            saveEquivalence)
+            saveEquivalence();
+        if (st.planningModified &&
+            AffMsg("Voulez-vous enregistrer les changements apportés au planning des Backups ?",
+                   MsgButtons::YesNo, MsgIcon::Question, "", MsgAnswer::Yes) == MsgAnswer::Yes &&
+            savePlanning)
+            savePlanning();
+        for (QTimer* timer : findChildren<QTimer*>())
+            if (timer != timerLog_) timer->stop();
+        TraceLog("---------- Form_Unload: Start");
+        for (int b = 0; b < Site().baseCount && b < static_cast<int>(Site().bases.size()); ++b)
+            EcritureIni(Site().bases[b].BkPrgIni(), "Data_Backup", "Start", "0FF");
+        TimerMain->stop();
+        WaitOnDuration(500);  // a tick already under way can finish
+        PositionFeuilleSauvegarde();
+        TraceLog("Unload: FrmSetup: Start");
+        if (setup_) setup_->close();
+        unloaded_ = true;
+        TraceLogForce();
+        return 0;
+    });
+    unloaded_ = true;
+    emit Unloaded();
+}
+
+void Frm_Main::TimerVeille_Timer() {
+    if (Startup().mainWindowLoaded && enterStandby_) {
+        enterStandby_ = false;
+        EnterStandby();
+    }
+    TimerVeille->stop();
+}
+
+void Frm_Main::TimerMain_Timer() {
+    Guarded("TimerMain_Timer:Frm_Main", 0, [this] {
+        if (timerMainTick) timerMainTick();
+        return 0;
+    });
+}
+
+void Frm_Main::EnterStandby() {
+    Startup().standby = true;
+    TraceLog("Standby: Start");
+    hide();
+}
+
+void Frm_Main::ShowFromStandby() {
+    Startup().standby = false;
+    showNormal();
+    raise();
+    activateWindow();
+}
+
+void Frm_Main::ShowSetup() {
+    if (!setup_) setup_ = new FrmSetup(this);
+    setup_->show();
+    setup_->raise();
+}
+
+void Frm_Main::ShowAbout() {
+    QMessageBox::about(this, "A propos de Toverin",
+                       Q("Kavella: Toverin\n" + versionText() +
+                         "\n\nAdministration des données de la suite Kavella."));
+}
+
+}  // namespace toverin::ui

@@ -1,0 +1,117 @@
+// The main window: one tab per activity, each with one page per configured base; the start-up
+// sequence that runs while the splash shows, the timers, closing and the unload sequence.
+#pragma once
+
+#include <QMainWindow>
+#include <QPointer>
+#include <QTabWidget>
+#include <QTimer>
+#include <array>
+#include <functional>
+#include <vector>
+
+class QAction;
+class QVBoxLayout;
+
+namespace toverin::ui {
+
+class FrmSplash;
+class FrmSetup;
+class SingleInstance;
+
+enum class MainTab {
+    Backup,
+    Restauration,
+    Creation,
+    Export,
+    Import,
+    Equivalence,
+    Duplication,
+    Incidents
+};
+inline constexpr int kMainTabCount = 8;
+const char* MainTabTitle(MainTab tab);
+
+// Close reasons, by unload mode.
+enum UnloadMode {
+    kFormControlMenu = 0,
+    kFormCode = 1,
+    kAppWindows = 2,
+    kAppTaskManager = 3,
+    kFormMdiForm = 4,
+    kFormOwner = 5
+};
+std::string CloseReason(int unloadMode);
+
+class Frm_Main : public QMainWindow {
+    Q_OBJECT
+  public:
+    explicit Frm_Main(SingleInstance* instance, QWidget* parent = nullptr);
+    ~Frm_Main() override;
+
+    // The load sequence. False when the program must end (second instance, cancelled start,
+    // one-shot backup done); the window has then already been unloaded.
+    bool Form_Load();
+    // Closes the window as `unloadMode` says (logs the reason, runs the unload sequence).
+    void CloseWithMode(int unloadMode);
+    // The menu command "Quitter".
+    void MnuQuitter_Click();
+    // Standby: hides the window (the tray shows it again).
+    void EnterStandby();
+    void ShowFromStandby();
+
+    // The page of `tab` for base `base` (0-based); later operations put their controls there.
+    QWidget* BasePage(MainTab tab, int base) const;
+    QVBoxLayout* BasePageLayout(MainTab tab, int base) const;
+    QTabWidget* SftTabsMain() const { return tabs_; }
+    QTabWidget* BaseTabs(MainTab tab) const { return baseTabs_[static_cast<int>(tab)]; }
+
+    QTimer* TimerMain;
+    QTimer* TimerVeille;
+    QTimer* TimerIncidents;
+
+    // Hooks the operations fill in: the one-shot backup of "/Backup_Base=", the scheduler tick and
+    // the save of the equivalence table and of the planning at shutdown.
+    std::function<void(int base)> commandLineBackup;
+    std::function<void()> timerMainTick;
+    std::function<void()> saveEquivalence;
+    std::function<void()> savePlanning;
+    std::function<void()> initOperations;
+
+    bool unloaded() const { return unloaded_; }
+    // The program is locked by the user-rights lock (quitting is refused).
+    bool locked = false;
+    std::string versionText() const;
+
+  signals:
+    // The unload sequence has run: the program can end.
+    void Unloaded();
+
+  protected:
+    void closeEvent(QCloseEvent* event) override;
+
+  private:
+    void BuildWindow();
+    void InitGeneral();
+    void Announce(const std::string& step, bool logged);
+    void Form_Unload();
+    void PositionFeuille();
+    void PositionFeuilleSauvegarde();
+    void TimerVeille_Timer();
+    void TimerMain_Timer();
+    void ShowSetup();
+    void ShowAbout();
+
+    SingleInstance* instance_;
+    QTabWidget* tabs_ = nullptr;
+    std::array<QTabWidget*, kMainTabCount> baseTabs_{};
+    std::array<std::vector<QWidget*>, kMainTabCount> pages_;
+    QPointer<FrmSplash> splash_;
+    QPointer<FrmSetup> setup_;
+    QTimer* timerLog_;
+    int pendingUnloadMode_ = kFormControlMenu;
+    bool unloaded_ = false;
+    bool enterStandby_ = false;
+};
+
+}  // namespace toverin::ui

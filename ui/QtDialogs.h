@@ -1,0 +1,19 @@
+// The dialogs port with the program's own widgets: a message box whose buttons are captioned in
+// French, the input box FrmInputBox and the folder picker.
+#pragma once
+
+#include "app/Dialogs.h"
+
+namespace toverin::ui {
+
+class QtDialogs final : public Dialogs {
+  public:
+    MsgAnswer Message(const MsgRequest& request) override;
+    std::optional<std::string> Input(const InputRequest& request) override;
+    std::string SelectFolder(const std::string& title, const std::string& start) override;
+};
+
+// The French caption of an answer's button.
+const char* ButtonCaption(MsgAnswer answer);
+
+}  // namespace toverin::ui
