@@ -49,7 +49,7 @@ inline std::string Padded(std::string text, size_t length, char fill = ' ') {
 }
 
 inline std::string SongNumber(int number) {
-    char digits[8];
+    char digits[16];
     std::snprintf(digits, sizeof digits, "%06d", number);
     return digits;
 }
