@@ -304,6 +304,7 @@ int16_t Read(Handle& h, uint16_t operation, void* dataBuffer, uint32_t* dataLeng
     const KeyDef& key = layout.keys[keyNumber];
     if (dataBuffer == nullptr || dataLength == nullptr) return kDataBufferTooShort;
     if (keyBuffer != nullptr && keyLength < key.length) return kKeyBufferTooShort;
+    h.file->EnsureIndex(keyNumber);
 
     if (operation == kGetNext || operation == kGetPrevious) {
         if (!h.positioned) return kInvalidPositioning;

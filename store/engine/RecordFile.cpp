@@ -23,6 +23,13 @@ std::string KeyColumn(int k) {
     return "k" + std::to_string(k);
 }
 
+std::string IndexSql(const KeyLayout& layout, size_t k) {
+    // An index on (k) carries the row id as its last column, so duplicates come back in
+    // insertion order both ways without a sort.
+    return std::string(layout.keys[k].duplicates ? "CREATE INDEX" : "CREATE UNIQUE INDEX") +
+           " IF NOT EXISTS records_" + KeyColumn(k) + " ON records(" + KeyColumn(k) + ");";
+}
+
 std::string SchemaSql(const KeyLayout& layout) {
     std::string sql =
         "CREATE TABLE toverin_spec(format INTEGER NOT NULL, spec BLOB NOT NULL, "
@@ -31,12 +38,7 @@ std::string SchemaSql(const KeyLayout& layout) {
         "rec BLOB NOT NULL";
     for (size_t k = 0; k < layout.keys.size(); ++k) sql += ", " + KeyColumn(k) + " BLOB NOT NULL";
     sql += ");";
-    for (size_t k = 0; k < layout.keys.size(); ++k) {
-        // An index on (k) carries the row id as its last column, so duplicates come back in
-        // insertion order both ways without a sort.
-        sql += layout.keys[k].duplicates ? "CREATE INDEX " : "CREATE UNIQUE INDEX ";
-        sql += "records_" + KeyColumn(k) + " ON records(" + KeyColumn(k) + ");";
-    }
+    for (size_t k = 0; k < layout.keys.size(); ++k) sql += IndexSql(layout, k);
     return sql;
 }
 
@@ -79,6 +81,7 @@ int16_t RecordFile::Open(const std::string& path, int8_t mode, bool firstOpener,
                 return btr::kNotARecordFile;
         }
         file->keys_.resize(file->layout_.keys.size());
+        file->deferred_.assign(file->layout_.keys.size(), 0);
         file->ConfigureForMode(mode, firstOpener);
     } catch (const SqliteError& e) {
         return OpenFailure(e);
@@ -95,9 +98,17 @@ void RecordFile::ConfigureForMode(int8_t mode, bool firstOpener) {
             // write it twice (log, then checkpoint). Switching fails quietly while another
             // process has the file open, and the load then runs in WAL.
             bulkJournal_ = db_.QueryText("PRAGMA journal_mode=TRUNCATE") == "truncate";
+            if (bulkJournal_) DeferDuplicateIndexes();
         } else {
             // WAL: readers never block the writer, and a commit is one append to the log.
             db_.QueryText("PRAGMA journal_mode=WAL");
+            // A bulk load killed before its Close leaves indexes unbuilt.
+            try {
+                for (size_t k = 0; k < layout_.keys.size(); ++k)
+                    db_.Exec(IndexSql(layout_, k).c_str());
+            } catch (const SqliteError& e) {
+                if (e.primary() != SQLITE_BUSY && e.primary() != SQLITE_LOCKED) throw;
+            }
         }
     }
     if (exclusive_) {
@@ -279,7 +290,29 @@ void RecordFile::RemoveAcceleratedHandle() {
     if (acceleratedHandles_ > 0 && --acceleratedHandles_ == 0) LeaveAcceleratedMode();
 }
 
+void RecordFile::DeferDuplicateIndexes() {
+    // Loading an empty file: an index of duplicates is built far faster by one sort at the end
+    // than by inserting each value at its place. Unique indexes stay, they must refuse
+    // duplicates as they come.
+    if (db_.QueryInt("SELECT count(*) FROM (SELECT 1 FROM records LIMIT 1)") != 0) return;
+    for (size_t k = 0; k < layout_.keys.size(); ++k) {
+        if (!layout_.keys[k].duplicates) continue;
+        db_.Exec(("DROP INDEX IF EXISTS records_" + KeyColumn(k)).c_str());
+        deferred_[k] = 1;
+    }
+}
+
+void RecordFile::BuildDeferredIndexes() {
+    EndLiveCursors();  // an index cannot be built under a pending read of its table
+    for (size_t k = 0; k < layout_.keys.size(); ++k) {
+        if (!deferred_[k]) continue;
+        db_.Exec(IndexSql(layout_, k).c_str());
+        deferred_[k] = 0;
+    }
+}
+
 void RecordFile::LeaveAcceleratedMode() {
+    BuildDeferredIndexes();
     CommitBatch(true);
     if (bulkJournal_) {
         EndLiveCursors();

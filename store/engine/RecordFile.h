@@ -47,6 +47,10 @@ class RecordFile {
     bool exclusive() const { return exclusive_; }
 
     Statement PrepareCursor(int key, CursorKind kind);
+    // Builds the index of `key` if a bulk load put it off; called before reading by that key.
+    void EnsureIndex(int key) {
+        if (deferred_[key]) BuildDeferredIndexes();
+    }
     // A handle left a stepping statement alive (it holds a read snapshot).
     void NoteLiveCursor() { liveCursors_ = true; }
     // Resets every stepping statement so that the next read or write starts a fresh snapshot;
@@ -74,12 +78,15 @@ class RecordFile {
     void EndWrite(bool accelerated);
     void CommitBatch(bool durable);
     void LeaveAcceleratedMode();
+    void DeferDuplicateIndexes();
+    void BuildDeferredIndexes();
     Statement& UpdateStatement(uint32_t changedKeys);
 
     std::string path_;
     KeyLayout layout_;
     bool exclusive_ = false;
     std::vector<std::string> keys_;  // scratch: stored key values of the record being written
+    std::vector<char> deferred_;     // per key: index dropped for a bulk load into an empty file
 
     uint64_t generation_ = 0;
     bool liveCursors_ = false;
