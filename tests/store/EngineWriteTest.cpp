@@ -81,11 +81,11 @@ TEST_F(EngineWrite, ChangesThroughAnotherPositionBlockGiveConflicts) {
     EXPECT_EQ(b.Delete(), btr::kConflict);
 }
 
-std::string JournalMode(const std::string& path) {
+std::string QueryText(const std::string& path, const char* sql) {
     sqlite3* raw = nullptr;
     sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READONLY, nullptr);
     sqlite3_stmt* stmt = nullptr;
-    sqlite3_prepare_v2(raw, "PRAGMA journal_mode", -1, &stmt, nullptr);
+    sqlite3_prepare_v2(raw, sql, -1, &stmt, nullptr);
     std::string mode;
     if (sqlite3_step(stmt) == SQLITE_ROW)
         mode = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
@@ -108,8 +108,19 @@ TEST_F(EngineWrite, AcceleratedWritesAreReadableAtOnceAndKeptAfterClose) {
         ASSERT_EQ(bulk.Insert(Song(3001, "Bulk")), btr::kSuccess);
         ASSERT_EQ(bulk.Get(btr::kGetEqual, 0, SongNumber(10)), btr::kSuccess);
         ASSERT_EQ(bulk.Update(Song(10, "Changed")), btr::kSuccess);
+        // Reading by a key whose index the bulk put off.
+        ASSERT_EQ(reader.Get(btr::kGetLast, 1), btr::kSuccess);
+        EXPECT_EQ(reader.number(), 3000);  // "NORMAL", then "CHANGED", then the "BULK"s
+        ASSERT_EQ(reader.Get(btr::kGetPrevious, 1), btr::kSuccess);
+        EXPECT_EQ(reader.number(), 10);
+        ASSERT_EQ(reader.Get(btr::kGetPrevious, 1), btr::kSuccess);
+        EXPECT_EQ(reader.number(), 3001);
     }
-    EXPECT_EQ(JournalMode(path), "wal") << "back to normal journaling after the bulk";
+    EXPECT_EQ(QueryText(path, "PRAGMA journal_mode"), "wal") << "normal journaling again";
+    EXPECT_EQ(QueryText(path,
+                        "SELECT group_concat(name, ' ') FROM (SELECT name FROM sqlite_master "
+                        "WHERE type = 'index' ORDER BY name)"),
+              "records_k0 records_k1 records_k2");
     SongFile songs;
     ASSERT_EQ(songs.Open(path), btr::kSuccess);
     btr::PbTBtrFileBuf stat{};
@@ -119,6 +130,8 @@ TEST_F(EngineWrite, AcceleratedWritesAreReadableAtOnceAndKeptAfterClose) {
     EXPECT_EQ(songs.record, Song(10, "Changed"));
     ASSERT_EQ(songs.Get(btr::kGetEqual, 0, SongNumber(3000)), btr::kSuccess);
     EXPECT_EQ(songs.record, Song(3000, "Normal"));
+    ASSERT_EQ(songs.Get(btr::kGetEqual, 1, testing::Padded("NORMAL", 20)), btr::kSuccess);
+    EXPECT_EQ(songs.number(), 3000);
 }
 
 }  // namespace
