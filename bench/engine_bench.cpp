@@ -30,21 +30,21 @@ using Clock = std::chrono::steady_clock;
 
 constexpr uint16_t kRecordLength = 400;
 
-btr::PbTBtrFileBuf BenchSpec() {
-    btr::PbTBtrFileBuf spec{};
-    spec.RecLen = kRecordLength;
-    spec.PageSize = 4096;
-    spec.IndxCnt = 3;
+btr::PbTBtrFileBuf BenchFileBuf() {
+    btr::PbTBtrFileBuf fileBuf{};
+    fileBuf.RecLen = kRecordLength;
+    fileBuf.PageSize = 4096;
+    fileBuf.IndxCnt = 3;
     auto segment = [&](int i, uint16_t position, uint16_t length, uint16_t flags) {
-        spec.Keys[i].position = position;
-        spec.Keys[i].length = length;
-        spec.Keys[i].flags = flags;
+        fileBuf.Keys[i].position = position;
+        fileBuf.Keys[i].length = length;
+        fileBuf.Keys[i].flags = flags;
     };
     segment(0, 1, 8, 0);      // song number, unique
     segment(1, 9, 30, 1027);  // title: duplicates, modifiable, case-insensitive
     segment(2, 39, 2, 19);    // station + date: segmented, duplicates
     segment(3, 41, 8, 3);
-    return spec;
+    return fileBuf;
 }
 
 struct Random {
@@ -111,7 +111,7 @@ void Check(int16_t status, const char* what) {
 
 // Inserts records 1..count into a fresh file; the time includes the Close that makes them durable.
 double Fill(const std::string& path, uint64_t count, int8_t mode) {
-    Check(EngineFile::Create(path, BenchSpec()), "create");
+    Check(EngineFile::Create(path, BenchFileBuf()), "create");
     auto start = Clock::now();
     EngineFile file;
     Check(file.Open(path, mode), "open");
@@ -239,7 +239,7 @@ int main(int argc, char** argv) {
     Report("SQLite VACUUM INTO (peer)", records, vacuum);
 
     std::string target = (dir / "FRADC22.bt6").string();
-    Check(EngineFile::Create(target, BenchSpec()), "create target");
+    Check(EngineFile::Create(target, BenchFileBuf()), "create target");
     auto start = Clock::now();
     double loop = 0;
     {

@@ -203,12 +203,12 @@ int16_t Create(const void* dataBuffer, const uint32_t* dataLength, void* keyBuff
 
 int16_t Stat(Handle& h, void* dataBuffer, uint32_t* dataLength) {
     const KeyLayout& layout = h.file->layout();
-    if (dataBuffer == nullptr || dataLength == nullptr || *dataLength < layout.SpecSize())
+    if (dataBuffer == nullptr || dataLength == nullptr || *dataLength < layout.FileBufSize())
         return kDataBufferTooShort;
-    PbTBtrFileBuf spec = layout.spec;
-    spec.RecordCount = h.file->CountRecords();
-    std::memcpy(dataBuffer, &spec, std::min<size_t>(*dataLength, sizeof spec));
-    *dataLength = static_cast<uint32_t>(layout.SpecSize());
+    PbTBtrFileBuf fileBuf = layout.fileBuf;
+    fileBuf.RecordCount = h.file->CountRecords();
+    std::memcpy(dataBuffer, &fileBuf, std::min<size_t>(*dataLength, sizeof fileBuf));
+    *dataLength = static_cast<uint32_t>(layout.FileBufSize());
     return kSuccess;
 }
 

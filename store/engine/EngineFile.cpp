@@ -15,10 +15,10 @@ std::string PathKey(const std::string& path) {
 
 }  // namespace
 
-int16_t EngineFile::Create(const std::string& path, const btr::PbTBtrFileBuf& spec,
+int16_t EngineFile::Create(const std::string& path, const btr::PbTBtrFileBuf& fileBuf,
                            BtrCallFunction call) {
     std::array<char, btr::kPositionBlockSize> block{};
-    btr::PbTBtrFileBuf copy = spec;
+    btr::PbTBtrFileBuf copy = fileBuf;
     uint32_t length = sizeof copy;
     std::string key = PathKey(path);
     return call(btr::kCreate, block.data(), &copy, &length, key.data(),
@@ -56,12 +56,12 @@ int16_t EngineFile::Call(uint16_t operation, std::string& data, int8_t keyNumber
     return Call(operation, data, key, keyNumber);
 }
 
-int16_t EngineFile::Stat(btr::PbTBtrFileBuf& spec) {
-    std::string data(sizeof spec, '\0');
+int16_t EngineFile::Stat(btr::PbTBtrFileBuf& fileBuf) {
+    std::string data(sizeof fileBuf, '\0');
     std::string key(255, '\0');
     int16_t status = Call(btr::kStat, data, key, -1);
-    std::memset(&spec, 0, sizeof spec);
-    std::memcpy(&spec, data.data(), std::min(data.size(), sizeof spec));
+    std::memset(&fileBuf, 0, sizeof fileBuf);
+    std::memcpy(&fileBuf, data.data(), std::min(data.size(), sizeof fileBuf));
     return status;
 }
 

@@ -18,7 +18,7 @@ class EngineFile {
     EngineFile(const EngineFile&) = delete;
     EngineFile& operator=(const EngineFile&) = delete;
 
-    static int16_t Create(const std::string& path, const btr::PbTBtrFileBuf& spec,
+    static int16_t Create(const std::string& path, const btr::PbTBtrFileBuf& fileBuf,
                           BtrCallFunction call = &BTRCALL);
 
     int16_t Open(const std::string& path, int8_t mode = btr::kOpenNormal);
@@ -29,7 +29,7 @@ class EngineFile {
     int16_t Call(uint16_t operation, std::string& data, std::string& key, int8_t keyNumber);
     int16_t Call(uint16_t operation, std::string& data, int8_t keyNumber);  // key buffer unused
 
-    int16_t Stat(btr::PbTBtrFileBuf& spec);
+    int16_t Stat(btr::PbTBtrFileBuf& fileBuf);
     char* positionBlock() { return block_.data(); }
 
   private:

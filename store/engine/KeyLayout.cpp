@@ -18,22 +18,22 @@ constexpr int kMaxSegments = 9;  // what the 160-byte creation buffer can descri
 
 int16_t KeyLayout::Parse(const void* buffer, size_t size, KeyLayout& out) {
     if (size < 16) return btr::kDataBufferTooShort;
-    btr::PbTBtrFileBuf spec{};
-    std::memcpy(&spec, buffer, std::min(size, sizeof spec));
-    if (spec.RecLen == 0) return kBadRecordLength;
-    if (spec.PageSize == 0 || spec.PageSize % 512 != 0) return kBadPageSize;
-    if (spec.IndxCnt == 0 || spec.IndxCnt > kMaxSegments) return kBadKeyCount;
+    btr::PbTBtrFileBuf fileBuf{};
+    std::memcpy(&fileBuf, buffer, std::min(size, sizeof fileBuf));
+    if (fileBuf.RecLen == 0) return kBadRecordLength;
+    if (fileBuf.PageSize == 0 || fileBuf.PageSize % 512 != 0) return kBadPageSize;
+    if (fileBuf.IndxCnt == 0 || fileBuf.IndxCnt > kMaxSegments) return kBadKeyCount;
 
     KeyLayout layout;
     int segment = 0;
-    for (int k = 0; k < spec.IndxCnt; ++k) {
+    for (int k = 0; k < fileBuf.IndxCnt; ++k) {
         KeyDef key;
         for (;;) {
             if (segment >= kMaxSegments) return kBadKeyCount;
             if (16 + 16 * static_cast<size_t>(segment + 1) > size) return btr::kDataBufferTooShort;
-            const btr::KeySpec& s = spec.Keys[segment++];
-            if (s.position == 0 || s.position > spec.RecLen) return kBadKeyPosition;
-            if (s.length == 0 || s.position - 1 + s.length > spec.RecLen) return kBadKeyLength;
+            const btr::KeySpec& s = fileBuf.Keys[segment++];
+            if (s.position == 0 || s.position > fileBuf.RecLen) return kBadKeyPosition;
+            if (s.length == 0 || s.position - 1 + s.length > fileBuf.RecLen) return kBadKeyLength;
             if (key.segments.empty()) {
                 key.duplicates = (s.flags & btr::kKeyDuplicates) != 0;
                 key.modifiable = (s.flags & btr::kKeyModifiable) != 0;
@@ -48,13 +48,13 @@ int16_t KeyLayout::Parse(const void* buffer, size_t size, KeyLayout& out) {
         if (key.length > 255) return kBadKeyLength;  // must fit a key buffer
         layout.keys.push_back(std::move(key));
     }
-    spec.RecordCount = 0;
-    layout.spec = spec;
-    layout.recordLength = spec.RecLen;
+    fileBuf.RecordCount = 0;
+    layout.fileBuf = fileBuf;
+    layout.recordLength = fileBuf.RecLen;
     layout.segmentCount = segment;
     // Leave nothing beyond the used segments, so Stat returns what Create was given.
-    std::memset(reinterpret_cast<char*>(&layout.spec) + layout.SpecSize(), 0,
-                sizeof layout.spec - layout.SpecSize());
+    std::memset(reinterpret_cast<char*>(&layout.fileBuf) + layout.FileBufSize(), 0,
+                sizeof layout.fileBuf - layout.FileBufSize());
     out = std::move(layout);
     return btr::kSuccess;
 }

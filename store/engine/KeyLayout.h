@@ -27,7 +27,7 @@ struct KeyDef {
 };
 
 struct KeyLayout {
-    btr::PbTBtrFileBuf spec{};  // exactly as given at Create (record count zeroed)
+    btr::PbTBtrFileBuf fileBuf{};  // exactly as given at Create (record count zeroed)
     uint16_t recordLength = 0;
     int segmentCount = 0;
     std::vector<KeyDef> keys;
@@ -37,7 +37,7 @@ struct KeyLayout {
     // 28 record length, 29 segment length.
     static int16_t Parse(const void* buffer, size_t size, KeyLayout& out);
     // Bytes of the creation buffer that carry information: header and used segments.
-    size_t SpecSize() const { return 16 + 16 * static_cast<size_t>(segmentCount); }
+    size_t FileBufSize() const { return 16 + 16 * static_cast<size_t>(segmentCount); }
 };
 
 // Windows-1252 upper-casing of one byte: a-z and the accented letters 0xE0..0xFE but 0xF7.

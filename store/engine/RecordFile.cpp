@@ -32,7 +32,7 @@ std::string IndexSql(const KeyLayout& layout, size_t k) {
 
 std::string SchemaSql(const KeyLayout& layout) {
     std::string sql =
-        "CREATE TABLE toverin_spec(format INTEGER NOT NULL, spec BLOB NOT NULL, "
+        "CREATE TABLE toverin_file(format INTEGER NOT NULL, file_buf BLOB NOT NULL, "
         "flushes INTEGER NOT NULL DEFAULT 0);"
         "CREATE TABLE records(id INTEGER PRIMARY KEY, chg INTEGER NOT NULL DEFAULT 0, "
         "rec BLOB NOT NULL";
@@ -74,9 +74,9 @@ int16_t RecordFile::Open(const std::string& path, int8_t mode, bool firstOpener,
         // keeps other processes out.
         if (file->exclusive_) file->db_.Exec("PRAGMA locking_mode=EXCLUSIVE");
         {
-            Statement spec(file->db_, "SELECT format, spec FROM toverin_spec");
-            if (!spec.Step() || spec.Int(0) != kFormat) return btr::kNotARecordFile;
-            std::string_view bytes = spec.Blob(1);
+            Statement fileBuf(file->db_, "SELECT format, file_buf FROM toverin_file");
+            if (!fileBuf.Step() || fileBuf.Int(0) != kFormat) return btr::kNotARecordFile;
+            std::string_view bytes = fileBuf.Blob(1);
             if (KeyLayout::Parse(bytes.data(), bytes.size(), file->layout_) != btr::kSuccess)
                 return btr::kNotARecordFile;
         }
@@ -162,9 +162,9 @@ int16_t RecordFile::Create(const std::string& path, const KeyLayout& layout) {
         db.Exec("PRAGMA page_size=4096");
         db.Exec("BEGIN");
         db.Exec(SchemaSql(layout).c_str());
-        Statement insert(db, "INSERT INTO toverin_spec(format, spec) VALUES(?1, ?2)");
+        Statement insert(db, "INSERT INTO toverin_file(format, file_buf) VALUES(?1, ?2)");
         insert.BindInt(1, kFormat);
-        insert.BindBlob(2, &layout.spec, sizeof layout.spec);
+        insert.BindBlob(2, &layout.fileBuf, sizeof layout.fileBuf);
         insert.Step();
         insert = Statement();
         db.Exec("COMMIT");
@@ -270,7 +270,7 @@ void RecordFile::CommitBatch(bool durable) {
     db_.Exec("PRAGMA synchronous=FULL");
     db_.Exec("BEGIN IMMEDIATE");
     try {
-        db_.Exec("UPDATE toverin_spec SET flushes = flushes + 1");
+        db_.Exec("UPDATE toverin_file SET flushes = flushes + 1");
         db_.Exec("COMMIT");
     } catch (const SqliteError&) {
         if (!sqlite3_get_autocommit(db_.get())) sqlite3_exec(db_.get(), "ROLLBACK", 0, 0, 0);

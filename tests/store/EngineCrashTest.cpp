@@ -18,8 +18,8 @@ namespace {
 using engine::EngineFile;
 using testing::Song;
 using testing::SongFile;
+using testing::SongFileBuf;
 using testing::SongNumber;
-using testing::SongSpec;
 using testing::TempDir;
 
 // Opens with the SQLite library alone (which also rolls back what a killed writer left) and
@@ -77,10 +77,10 @@ int WriteUntilKilled(const std::string& path, int8_t mode, int target) {
 TEST(EngineCrash, KilledNormalWriterKeepsEveryAcknowledgedWrite) {
     TempDir dir;
     std::string path = dir.file("FRADA05.bt6");
-    ASSERT_EQ(EngineFile::Create(path, SongSpec()), btr::kSuccess);
+    ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
     for (int round = 0; round < 3; ++round) {
         SCOPED_TRACE(round);
-        ASSERT_EQ(EngineFile::Create(path, SongSpec()), btr::kSuccess);
+        ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
         int acknowledged = WriteUntilKilled(path, btr::kOpenNormal, 150 + 37 * round);
         ASSERT_GT(acknowledged, 0);
         EXPECT_EQ(IntegrityCheck(path), "ok");
@@ -104,7 +104,7 @@ TEST(EngineCrash, KilledNormalWriterKeepsEveryAcknowledgedWrite) {
 TEST(EngineCrash, KilledBulkWriterLeavesASoundFile) {
     TempDir dir;
     std::string path = dir.file("FRADA06.bt6");
-    ASSERT_EQ(EngineFile::Create(path, SongSpec()), btr::kSuccess);
+    ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
     int acknowledged = WriteUntilKilled(path, btr::kOpenAccelerated, 20000);
     ASSERT_GT(acknowledged, 0);
     EXPECT_EQ(IntegrityCheck(path), "ok");
@@ -156,7 +156,7 @@ class EngineDamage : public ::testing::Test {
   protected:
     void SetUp() override {
         path = dir.file("FRAD022.bt6");
-        ASSERT_EQ(EngineFile::Create(path, SongSpec()), btr::kSuccess);
+        ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
         SongFile bulk;
         ASSERT_EQ(bulk.Open(path, btr::kOpenAccelerated), btr::kSuccess);
         for (int n = 1; n <= kRecords; ++n)

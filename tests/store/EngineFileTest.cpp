@@ -14,14 +14,14 @@ namespace {
 using engine::EngineFile;
 using testing::Song;
 using testing::SongFile;
-using testing::SongSpec;
+using testing::SongFileBuf;
 using testing::TempDir;
 
-TEST(EngineFile, StatReturnsTheCreationSpecWithTheRecordCount) {
+TEST(EngineFile, StatReturnsTheCreationBufferWithTheRecordCount) {
     TempDir dir;
     std::string path = dir.file("FRADB22.bt6");
-    btr::PbTBtrFileBuf spec = SongSpec();
-    ASSERT_EQ(EngineFile::Create(path, spec), btr::kSuccess);
+    btr::PbTBtrFileBuf fileBuf = SongFileBuf();
+    ASSERT_EQ(EngineFile::Create(path, fileBuf), btr::kSuccess);
 
     SongFile songs;
     ASSERT_EQ(songs.Open(path), btr::kSuccess);
@@ -31,7 +31,7 @@ TEST(EngineFile, StatReturnsTheCreationSpecWithTheRecordCount) {
     ASSERT_EQ(songs.file.Stat(stat), btr::kSuccess);
     EXPECT_EQ(stat.RecordCount, 3u);
     stat.RecordCount = 0;
-    EXPECT_EQ(std::memcmp(&stat, &spec, sizeof spec), 0) << "segments and flags as created";
+    EXPECT_EQ(std::memcmp(&stat, &fileBuf, sizeof fileBuf), 0) << "segments and flags as created";
 
     // Stat needs room for the header and every segment (4 here).
     std::string shortBuffer(16 + 3 * 16, '\0');
@@ -40,12 +40,14 @@ TEST(EngineFile, StatReturnsTheCreationSpecWithTheRecordCount) {
 
 TEST(EngineFile, CreateRejectsLayoutsThatDoNotFitTheRecord) {
     TempDir dir;
-    auto create = [&](btr::PbTBtrFileBuf spec) { return EngineFile::Create(dir.file("x"), spec); };
-    EXPECT_EQ(create(testing::MakeSpec(0, 1, {{1, 4, 0}})), 28);
-    EXPECT_EQ(create(testing::MakeSpec(10, 1, {{0, 4, 0}})), 27);
-    EXPECT_EQ(create(testing::MakeSpec(10, 1, {{8, 4, 0}})), 29) << "runs past the record";
-    EXPECT_EQ(create(testing::MakeSpec(10, 0, {})), 26);
-    EXPECT_EQ(create(testing::MakeSpec(10, 2, {{1, 4, 16}, {5, 2, 0}})), 27)
+    auto create = [&](btr::PbTBtrFileBuf fileBuf) {
+        return EngineFile::Create(dir.file("x"), fileBuf);
+    };
+    EXPECT_EQ(create(testing::MakeFileBuf(0, 1, {{1, 4, 0}})), 28);
+    EXPECT_EQ(create(testing::MakeFileBuf(10, 1, {{0, 4, 0}})), 27);
+    EXPECT_EQ(create(testing::MakeFileBuf(10, 1, {{8, 4, 0}})), 29) << "runs past the record";
+    EXPECT_EQ(create(testing::MakeFileBuf(10, 0, {})), 26);
+    EXPECT_EQ(create(testing::MakeFileBuf(10, 2, {{1, 4, 16}, {5, 2, 0}})), 27)
         << "the segmented key took both segments; the second key has none";
     EXPECT_FALSE(std::filesystem::exists(dir.file("x")));
 }
@@ -70,7 +72,7 @@ TEST(EngineFile, OpenStatusesForMissingForeignAndUnknownFiles) {
 
 TEST(EngineFile, PathsAreTakenUpToTheTerminatorWithEitherSeparator) {
     TempDir dir;
-    ASSERT_EQ(EngineFile::Create(dir.file("a.btr"), SongSpec()), btr::kSuccess);
+    ASSERT_EQ(EngineFile::Create(dir.file("a.btr"), SongFileBuf()), btr::kSuccess);
     // The access layer passes a 255-byte blank-padded key buffer, or appends one blank.
     std::string path = dir.path().string() + "\\a.btr";
     std::string key = testing::Padded(path, 255, ' ');
@@ -84,15 +86,15 @@ TEST(EngineFile, PathsAreTakenUpToTheTerminatorWithEitherSeparator) {
 TEST(EngineFile, CreateReplacesAFileUnlessItIsOpen) {
     TempDir dir;
     std::string path = dir.file("FRAD040.bt6");
-    ASSERT_EQ(EngineFile::Create(path, SongSpec()), btr::kSuccess);
+    ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
     {
         SongFile songs;
         ASSERT_EQ(songs.Open(path), btr::kSuccess);
         ASSERT_EQ(songs.Insert(Song(1, "Kept")), btr::kSuccess);
-        EXPECT_EQ(EngineFile::Create(path, SongSpec()), btr::kFileInUseCreate);
+        EXPECT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kFileInUseCreate);
         EXPECT_EQ(songs.Get(btr::kGetFirst, 0), btr::kSuccess) << "the open file is untouched";
     }
-    btr::PbTBtrFileBuf other = testing::MakeSpec(32, 1, {{1, 4, 1}});
+    btr::PbTBtrFileBuf other = testing::MakeFileBuf(32, 1, {{1, 4, 1}});
     ASSERT_EQ(EngineFile::Create(path, other), btr::kSuccess);
     EngineFile file;
     ASSERT_EQ(file.Open(path), btr::kSuccess);
@@ -103,14 +105,14 @@ TEST(EngineFile, CreateReplacesAFileUnlessItIsOpen) {
     file.Close();
 
     testing::WriteFile(path, "garbage left by something else");
-    EXPECT_EQ(EngineFile::Create(path, SongSpec()), btr::kSuccess);
+    EXPECT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
     EXPECT_EQ(file.Open(path), btr::kSuccess);
 }
 
 TEST(EngineFile, ExclusiveOpenKeepsOtherOpenersOut) {
     TempDir dir;
     std::string path = dir.file("FRAD010.bt6");
-    ASSERT_EQ(EngineFile::Create(path, SongSpec()), btr::kSuccess);
+    ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
     {
         EngineFile owner, other;
         ASSERT_EQ(owner.Open(path, btr::kOpenExclusive), btr::kSuccess);
@@ -127,7 +129,7 @@ TEST(EngineFile, ExclusiveOpenKeepsOtherOpenersOut) {
 TEST(EngineFile, ReadOnlyHandleReadsButEveryWriteIsDenied) {
     TempDir dir;
     std::string path = dir.file("FRAD001.bt6");
-    ASSERT_EQ(EngineFile::Create(path, SongSpec()), btr::kSuccess);
+    ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
     SongFile writer, reader;
     ASSERT_EQ(writer.Open(path), btr::kSuccess);
     ASSERT_EQ(writer.Insert(Song(1, "One")), btr::kSuccess);
@@ -142,8 +144,8 @@ TEST(EngineFile, ReadOnlyHandleReadsButEveryWriteIsDenied) {
 
 TEST(EngineFile, StopAndResetCloseEveryHandle) {
     TempDir dir;
-    ASSERT_EQ(EngineFile::Create(dir.file("a"), SongSpec()), btr::kSuccess);
-    ASSERT_EQ(EngineFile::Create(dir.file("b"), SongSpec()), btr::kSuccess);
+    ASSERT_EQ(EngineFile::Create(dir.file("a"), SongFileBuf()), btr::kSuccess);
+    ASSERT_EQ(EngineFile::Create(dir.file("b"), SongFileBuf()), btr::kSuccess);
     for (uint16_t operation : {btr::kStop, btr::kReset}) {
         SongFile a, b;
         ASSERT_EQ(a.Open(dir.file("a")), btr::kSuccess);

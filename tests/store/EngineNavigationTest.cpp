@@ -13,15 +13,15 @@ namespace {
 using engine::EngineFile;
 using testing::Song;
 using testing::SongFile;
+using testing::SongFileBuf;
 using testing::SongNumber;
-using testing::SongSpec;
 using testing::TempDir;
 
 class EngineNavigation : public ::testing::Test {
   protected:
     void SetUp() override {
         path = dir.file("FRADB22.bt6");
-        ASSERT_EQ(EngineFile::Create(path, SongSpec()), btr::kSuccess);
+        ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
         ASSERT_EQ(songs.Open(path), btr::kSuccess);
     }
     // Numbers met by repeating `operation` until it fails; the failing status in `last`.

@@ -18,20 +18,20 @@ struct SegmentDef {
     uint16_t flags;
 };
 
-inline btr::PbTBtrFileBuf MakeSpec(uint16_t recordLength, uint16_t keyCount,
-                                   std::initializer_list<SegmentDef> segments) {
-    btr::PbTBtrFileBuf spec{};
-    spec.RecLen = recordLength;
-    spec.PageSize = 4096;
-    spec.IndxCnt = keyCount;
+inline btr::PbTBtrFileBuf MakeFileBuf(uint16_t recordLength, uint16_t keyCount,
+                                      std::initializer_list<SegmentDef> segments) {
+    btr::PbTBtrFileBuf fileBuf{};
+    fileBuf.RecLen = recordLength;
+    fileBuf.PageSize = 4096;
+    fileBuf.IndxCnt = keyCount;
     int i = 0;
     for (const SegmentDef& s : segments) {
-        spec.Keys[i].position = s.position;
-        spec.Keys[i].length = s.length;
-        spec.Keys[i].flags = s.flags;
+        fileBuf.Keys[i].position = s.position;
+        fileBuf.Keys[i].length = s.length;
+        fileBuf.Keys[i].flags = s.flags;
         ++i;
     }
-    return spec;
+    return fileBuf;
 }
 
 // Songs: 64-byte records.
@@ -39,8 +39,8 @@ inline btr::PbTBtrFileBuf MakeSpec(uint16_t recordLength, uint16_t keyCount,
 //   key 1: title, bytes 7-26, duplicates, modifiable, case-insensitive (1027)
 //   key 2: station (27-28) + date (29-36), segmented, duplicates, modifiable (19 + 3)
 inline constexpr uint16_t kSongLength = 64;
-inline btr::PbTBtrFileBuf SongSpec() {
-    return MakeSpec(kSongLength, 3, {{1, 6, 0}, {7, 20, 1027}, {27, 2, 19}, {29, 8, 3}});
+inline btr::PbTBtrFileBuf SongFileBuf() {
+    return MakeFileBuf(kSongLength, 3, {{1, 6, 0}, {7, 20, 1027}, {27, 2, 19}, {29, 8, 3}});
 }
 
 inline std::string Padded(std::string text, size_t length, char fill = ' ') {

@@ -12,15 +12,15 @@ namespace {
 using engine::EngineFile;
 using testing::Song;
 using testing::SongFile;
+using testing::SongFileBuf;
 using testing::SongNumber;
-using testing::SongSpec;
 using testing::TempDir;
 
 class EngineWrite : public ::testing::Test {
   protected:
     void SetUp() override {
         path = dir.file("FRAD003.btr");
-        ASSERT_EQ(EngineFile::Create(path, SongSpec()), btr::kSuccess);
+        ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
     }
     TempDir dir;
     std::string path;
@@ -29,8 +29,8 @@ class EngineWrite : public ::testing::Test {
 TEST_F(EngineWrite, DuplicateAndNonModifiableKeysAreRefusedAndChangeNothing) {
     // Key 2 of this layout allows duplicates; make a file whose title key is unique instead.
     std::string unique = dir.file("unique.btr");
-    ASSERT_EQ(EngineFile::Create(
-                  unique, testing::MakeSpec(testing::kSongLength, 2, {{1, 6, 0}, {7, 20, 1026}})),
+    ASSERT_EQ(EngineFile::Create(unique, testing::MakeFileBuf(testing::kSongLength, 2,
+                                                              {{1, 6, 0}, {7, 20, 1026}})),
               btr::kSuccess);
     SongFile songs;
     ASSERT_EQ(songs.Open(unique), btr::kSuccess);
