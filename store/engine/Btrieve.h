@@ -53,6 +53,8 @@ enum Status : int16_t {
     kModifiableKeyChanged = 10,
     kInvalidFileName = 11,
     kFileNotFound = 12,
+    kDiskFull = 18,
+    kKeyBufferTooShort = 21,
     kDataBufferTooShort = 22,
     kFileInUseCreate = 25,
     kNotARecordFile = 30,
@@ -106,9 +108,21 @@ struct PbTBtrFileBuf {
     uint16_t PreAlloc;
     KeySpec Keys[9];
 };
+
+// One component of the Version answer (operation 26). The data buffer receives two of them,
+// 10 bytes: the engine itself (product 'T') and the SQLite library under it (product 'S').
+struct VersionComponent {
+    uint16_t major;
+    uint16_t minor;
+    char product;
+};
 #pragma pack(pop)
 
 static_assert(sizeof(KeySpec) == 16);
 static_assert(sizeof(PbTBtrFileBuf) == 160);
+static_assert(sizeof(VersionComponent) == 5);
+
+inline constexpr uint16_t kEngineMajor = 1;
+inline constexpr uint16_t kEngineMinor = 0;
 
 }  // namespace toverin::btr

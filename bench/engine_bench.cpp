@@ -1,0 +1,269 @@
+// Record engine throughput on a file of 400-byte records with three keys: inserts (normal and
+// accelerated), Get Next over the whole file, Get Equal at random, Update, and a record-by-record
+// copy through BTRCALL into an accelerated file, timed against SQLite's own VACUUM INTO of the
+// same file in the same run.
+//
+//   engine_bench [--records N] [--normal N] [--dir FOLDER] [--copy-only 1]
+//
+// --copy-only fills the source without timing it and runs only the copy and its peer (for
+// profiling the copy).
+#include <sqlite3.h>
+#include <sys/resource.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "store/engine/Btrieve.h"
+#include "store/engine/EngineFile.h"
+
+namespace {
+
+using namespace toverin;
+using engine::EngineFile;
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+constexpr uint16_t kRecordLength = 400;
+
+btr::PbTBtrFileBuf BenchFileBuf() {
+    btr::PbTBtrFileBuf fileBuf{};
+    fileBuf.RecLen = kRecordLength;
+    fileBuf.PageSize = 4096;
+    fileBuf.IndxCnt = 3;
+    auto segment = [&](int i, uint16_t position, uint16_t length, uint16_t flags) {
+        fileBuf.Keys[i].position = position;
+        fileBuf.Keys[i].length = length;
+        fileBuf.Keys[i].flags = flags;
+    };
+    segment(0, 1, 8, 0);      // song number, unique
+    segment(1, 9, 30, 1027);  // title: duplicates, modifiable, case-insensitive
+    segment(2, 39, 2, 19);    // station + date: segmented, duplicates
+    segment(3, 41, 8, 3);
+    return fileBuf;
+}
+
+struct Random {
+    uint64_t state;
+    uint64_t Next() {
+        state ^= state << 13;
+        state ^= state >> 7;
+        state ^= state << 17;
+        return state;
+    }
+};
+
+void MakeRecord(uint64_t number, Random& random, std::string& record) {
+    static const char* words[] = {"Amour", "nuit",  "Soleil", "danse", "Reve",   "ciel",
+                                  "Coeur", "route", "Ville",  "mer",   "Etoile", "temps"};
+    record.assign(kRecordLength, ' ');
+    char text[64];
+    std::snprintf(text, sizeof text, "%08llu", static_cast<unsigned long long>(number));
+    std::memcpy(&record[0], text, 8);
+    int n = std::snprintf(text, sizeof text, "%s %s %u", words[random.Next() % 12],
+                          words[random.Next() % 12], static_cast<unsigned>(random.Next() % 500));
+    std::memcpy(&record[8], text, static_cast<size_t>(n));
+    std::snprintf(text, sizeof text, "%02u2026%02u%02u",
+                  static_cast<unsigned>(random.Next() % 10 + 1),
+                  static_cast<unsigned>(random.Next() % 12 + 1),
+                  static_cast<unsigned>(random.Next() % 28 + 1));
+    std::memcpy(&record[38], text, 10);
+    for (size_t i = 48; i < kRecordLength; i += 8) {
+        uint64_t v = random.Next();
+        std::memcpy(&record[i], &v, std::min<size_t>(8, kRecordLength - i));
+    }
+}
+
+std::string NumberKey(uint64_t number) {
+    char text[24];
+    std::snprintf(text, sizeof text, "%08llu", static_cast<unsigned long long>(number));
+    return std::string(text, 8) + std::string(247, '\0');
+}
+
+double Seconds(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+long PeakRssMb() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss / 1024;
+}
+
+void Report(const char* what, uint64_t records, double seconds) {
+    std::printf("%-44s %9llu records %8.3f s %12.0f records/s   (peak RSS %ld MB)\n", what,
+                static_cast<unsigned long long>(records), seconds, records / seconds, PeakRssMb());
+    std::fflush(stdout);
+}
+
+[[noreturn]] void Fail(const char* what, int status) {
+    std::fprintf(stderr, "%s: status %d\n", what, status);
+    std::exit(1);
+}
+
+void Check(int16_t status, const char* what) {
+    if (status != btr::kSuccess) Fail(what, status);
+}
+
+// Inserts records 1..count into a fresh file; the time includes the Close that makes them durable.
+double Fill(const std::string& path, uint64_t count, int8_t mode) {
+    Check(EngineFile::Create(path, BenchFileBuf()), "create");
+    auto start = Clock::now();
+    EngineFile file;
+    Check(file.Open(path, mode), "open");
+    Random random{0x9E3779B97F4A7C15ull};
+    std::string record, key(255, '\0');
+    for (uint64_t n = 1; n <= count; ++n) {
+        MakeRecord(n, random, record);
+        Check(file.Call(btr::kInsert, record, key, 0), "insert");
+    }
+    Check(file.Close(), "close");
+    return Seconds(start);
+}
+
+uint64_t ScanAll(const std::string& path, int8_t keyNumber, double& seconds) {
+    auto start = Clock::now();
+    EngineFile file;
+    Check(file.Open(path, btr::kOpenReadOnly), "open");
+    std::string record(kRecordLength, '\0'), key(255, '\0');
+    uint64_t count = 0;
+    int16_t status = file.Call(btr::kGetFirst, record, key, keyNumber);
+    while (status == btr::kSuccess) {
+        ++count;
+        status = file.Call(btr::kGetNext, record, key, keyNumber);
+    }
+    if (status != btr::kEndOfFile) Fail("get next", status);
+    seconds = Seconds(start);
+    return count;
+}
+
+// Inserts, scans, searches and updates; leaves the source file filled.
+void MeasureAccess(const fs::path& dir, const std::string& source, uint64_t records,
+                   uint64_t normal) {
+    Report("insert, normal mode (one sync per write)", normal,
+           Fill((dir / "normal.bt6").string(), normal, btr::kOpenNormal));
+    Report("insert, accelerated mode (durable at Close)", records,
+           Fill(source, records, btr::kOpenAccelerated));
+
+    double seconds = 0;
+    uint64_t count = ScanAll(source, 0, seconds);
+    if (count != records) Fail("scan count", static_cast<int>(count));
+    Report("Get Next over the file, key 0 (unique)", count, seconds);
+    count = ScanAll(source, 1, seconds);
+    Report("Get Next over the file, key 1 (duplicates)", count, seconds);
+
+    {
+        uint64_t lookups = std::min<uint64_t>(records, 200000);
+        EngineFile file;
+        Check(file.Open(source, btr::kOpenReadOnly), "open");
+        Random random{12345};
+        std::string record(kRecordLength, '\0');
+        auto start = Clock::now();
+        for (uint64_t i = 0; i < lookups; ++i) {
+            std::string key = NumberKey(random.Next() % records + 1);
+            Check(file.Call(btr::kGetEqual, record, key, 0), "get equal");
+        }
+        Report("Get Equal at random, key 0", lookups, Seconds(start));
+    }
+
+    auto updateRun = [&](uint64_t updates, int8_t mode, const char* what) {
+        EngineFile file;
+        Check(file.Open(source, mode), "open");
+        Random random{777};
+        std::string record(kRecordLength, '\0');
+        auto start = Clock::now();
+        for (uint64_t i = 0; i < updates; ++i) {
+            std::string key = NumberKey(random.Next() % records + 1);
+            record.assign(kRecordLength, '\0');
+            Check(file.Call(btr::kGetEqual, record, key, 0), "get equal");
+            record[100] = static_cast<char>('A' + i % 26);  // not part of any key
+            Check(file.Call(btr::kUpdate, record, key, 0), "update");
+        }
+        Check(file.Close(), "close");
+        Report(what, updates, Seconds(start));
+    };
+    updateRun(normal, btr::kOpenNormal, "Get Equal + Update, normal mode");
+    updateRun(std::min<uint64_t>(records, 200000), btr::kOpenAccelerated,
+              "Get Equal + Update, accelerated mode");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    uint64_t records = 1000000;
+    uint64_t normal = 2000;
+    std::string folder;
+    bool copyOnly = false;
+    for (int i = 1; i + 1 < argc; i += 2) {
+        std::string option = argv[i];
+        if (option == "--records")
+            records = std::strtoull(argv[i + 1], nullptr, 10);
+        else if (option == "--normal")
+            normal = std::strtoull(argv[i + 1], nullptr, 10);
+        else if (option == "--dir")
+            folder = argv[i + 1];
+        else if (option == "--copy-only")
+            copyOnly = std::string(argv[i + 1]) != "0";
+    }
+    fs::path dir =
+        folder.empty() ? fs::temp_directory_path() / "toverin-engine-bench" : fs::path(folder);
+    fs::remove_all(dir);
+    fs::create_directories(dir);
+    std::string source = (dir / "FRADB22.bt6").string();
+    std::printf("Record engine: %llu records of %u bytes, 3 keys, SQLite %s, folder %s\n",
+                static_cast<unsigned long long>(records), kRecordLength, sqlite3_libversion(),
+                dir.string().c_str());
+
+    if (copyOnly)
+        Fill(source, records, btr::kOpenAccelerated);
+    else
+        MeasureAccess(dir, source, records, normal);
+
+    // The copy that backups and restores make, against SQLite copying the same file by itself.
+    std::string vacuumTarget = (dir / "vacuum.db").string();
+    double vacuum = 0;
+    {
+        sqlite3* db = nullptr;
+        sqlite3_open_v2(source.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
+        std::string sql = "VACUUM INTO '" + vacuumTarget + "'";
+        auto start = Clock::now();
+        int rc = sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr);
+        vacuum = Seconds(start);
+        sqlite3_close(db);
+        if (rc != SQLITE_OK) Fail("vacuum into", rc);
+    }
+    Report("SQLite VACUUM INTO (peer)", records, vacuum);
+
+    std::string target = (dir / "FRADC22.bt6").string();
+    Check(EngineFile::Create(target, BenchFileBuf()), "create target");
+    auto start = Clock::now();
+    double loop = 0;
+    {
+        EngineFile from, to;
+        Check(from.Open(source, btr::kOpenReadOnly), "open source");
+        Check(to.Open(target, btr::kOpenAccelerated), "open target");
+        std::string record(kRecordLength, '\0'), key(255, '\0');
+        int16_t status = from.Call(btr::kGetFirst, record, key, 0);
+        while (status == btr::kSuccess) {
+            Check(to.Call(btr::kInsert, record, key, 0), "copy insert");
+            status = from.Call(btr::kGetNext, record, key, 0);
+        }
+        if (status != btr::kEndOfFile) Fail("copy read", status);
+        loop = Seconds(start);
+        Check(to.Close(), "close target");
+    }
+    double copy = Seconds(start);
+    Report("record-by-record copy through BTRCALL", records, copy);
+    std::printf("  of which reads and inserts %.3f s, Close (index builds, sync) %.3f s\n", loop,
+                copy - loop);
+    std::printf("copy / VACUUM INTO time ratio: %.2f\n", copy / vacuum);
+    std::printf("file sizes: source %.0f MB, copy %.0f MB, VACUUM INTO %.0f MB\n",
+                fs::file_size(source) / 1e6, fs::file_size(target) / 1e6,
+                fs::file_size(vacuumTarget) / 1e6);
+    if (!std::getenv("TOVERIN_BENCH_KEEP")) fs::remove_all(dir);
+    return 0;
+}

@@ -1,0 +1,483 @@
+// BTRCALL: the process-wide table of handles (one per position block) over the open record
+// files, currency, and the dispatch of every operation.
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "store/engine/Btrieve.h"
+#include "store/engine/RecordFile.h"
+
+namespace toverin::engine {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace toverin::btr;
+
+// What a position block holds: our mark and the handle number. Handle numbers are never reused,
+// so a block kept after Close (or Stop) is recognised as stale.
+constexpr char kMagic[4] = {'T', 'v', 'E', 'n'};
+
+struct Handle {
+    std::shared_ptr<RecordFile> file;  // first: destroyed after the statements below
+    int8_t mode = kOpenNormal;
+
+    // Currency: a place in the order of one key, (key value, row id). onRecord is false after a
+    // Delete: the place stays between the deleted record's neighbours.
+    bool positioned = false;
+    bool onRecord = false;
+    int key = 0;
+    std::string keyValue;  // stored form
+    int64_t id = 0;
+    int64_t change = 0;  // the record's change counter when this handle read or wrote it
+
+    // The stepping statement that produced the current record, while it can go on: sequential
+    // reads then cost one step each instead of a search.
+    Statement* live = nullptr;
+    CursorKind liveKind = CursorKind::kGreater;
+    uint64_t liveGeneration = 0;
+    std::vector<std::array<Statement, kCursorKinds>> cursors;  // per key, prepared on first use
+
+    std::string search;   // scratch: stored form of a search value
+    std::string scratch;  // scratch: key returned to the caller
+
+    bool accelerated() const { return mode == kOpenAccelerated; }
+    bool readOnly() const { return mode == kOpenReadOnly; }
+    Statement& Cursor(int k, CursorKind kind) {
+        Statement& s = cursors[k][static_cast<int>(kind)];
+        if (!s) s = file->PrepareCursor(k, kind);
+        return s;
+    }
+};
+
+struct EngineState {
+    std::mutex mutex;
+    uint32_t nextHandle = 1;
+    std::unordered_map<uint32_t, std::unique_ptr<Handle>> handles;
+    std::map<std::string, std::weak_ptr<RecordFile>> files;  // by canonical path
+};
+
+EngineState& State() {
+    static EngineState state;
+    return state;
+}
+
+// The path in a key buffer: up to the first NUL, trailing blanks dropped (callers pad, or append
+// a blank as a terminator). Both separators are accepted.
+std::string PathFromKey(const void* keyBuffer, uint8_t keyLength) {
+    if (keyBuffer == nullptr) return {};
+    const char* p = static_cast<const char*>(keyBuffer);
+    std::string path(p, strnlen(p, keyLength));
+    while (!path.empty() && path.back() == ' ') path.pop_back();
+#ifndef _WIN32
+    std::replace(path.begin(), path.end(), '\\', '/');
+#endif
+    return path;
+}
+
+std::string CanonicalPath(const std::string& path) {
+    std::error_code ec;
+    fs::path canonical = fs::weakly_canonical(fs::absolute(path, ec), ec);
+    return ec ? fs::path(path).lexically_normal().string() : canonical.string();
+}
+
+Handle* FindHandle(const void* positionBlock) {
+    if (positionBlock == nullptr) return nullptr;
+    const char* block = static_cast<const char*>(positionBlock);
+    if (std::memcmp(block, kMagic, sizeof kMagic) != 0) return nullptr;
+    uint32_t number;
+    std::memcpy(&number, block + sizeof kMagic, sizeof number);
+    auto it = State().handles.find(number);
+    return it == State().handles.end() ? nullptr : it->second.get();
+}
+
+void MarkPositionBlock(void* positionBlock, uint32_t number) {
+    char* block = static_cast<char*>(positionBlock);
+    std::memset(block, 0, kPositionBlockSize);
+    std::memcpy(block, kMagic, sizeof kMagic);
+    std::memcpy(block + sizeof kMagic, &number, sizeof number);
+}
+
+int16_t StatusOf(const SqliteError& e) {
+    switch (e.primary()) {
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+            return kRecordLocked;
+        case SQLITE_READONLY:
+            return kAccessDenied;
+        case SQLITE_FULL:
+            return kDiskFull;
+        case SQLITE_CONSTRAINT:
+            return kDuplicateKey;
+        default:
+            return kIoError;  // damage (CORRUPT, NOTADB) and I/O failures
+    }
+}
+
+// ---- Open, Close, Create, Stat, Version, Stop --------------------------------------------
+
+int16_t CloseHandle(uint32_t number) {
+    EngineState& state = State();
+    auto it = state.handles.find(number);
+    if (it == state.handles.end()) return kFileNotOpen;
+    std::unique_ptr<Handle> handle = std::move(it->second);
+    state.handles.erase(it);
+    std::string path = handle->file->path();
+    int16_t status = kSuccess;
+    try {
+        if (handle->accelerated()) handle->file->RemoveAcceleratedHandle();
+    } catch (const SqliteError& e) {
+        status = StatusOf(e);
+    }
+    handle.reset();  // the file closes with its last handle
+    auto file = state.files.find(path);
+    if (file != state.files.end() && file->second.expired()) state.files.erase(file);
+    return status;
+}
+
+int16_t CloseAll() {
+    int16_t status = kSuccess;
+    std::vector<uint32_t> numbers;
+    for (const auto& [number, handle] : State().handles) numbers.push_back(number);
+    for (uint32_t number : numbers) {
+        int16_t s = CloseHandle(number);
+        if (status == kSuccess) status = s;
+    }
+    return status;
+}
+
+int16_t Open(void* positionBlock, void* keyBuffer, uint8_t keyLength, int8_t mode) {
+    if (positionBlock == nullptr) return kFileNotOpen;
+    if (mode != kOpenNormal && mode != kOpenAccelerated && mode != kOpenReadOnly &&
+        mode != kOpenExclusive && mode != -3 /* verify: same as normal here */)
+        return kInvalidKeyNumber;
+    std::string path = PathFromKey(keyBuffer, keyLength);
+    if (path.empty()) return kInvalidFileName;
+    std::string canonical = CanonicalPath(path);
+
+    EngineState& state = State();
+    std::shared_ptr<RecordFile> file = state.files[canonical].lock();
+    if (file) {
+        if (file->exclusive() || mode == kOpenExclusive) return kFileLocked;
+    } else {
+        std::unique_ptr<RecordFile> opened;
+        int16_t status = RecordFile::Open(canonical, mode, true, opened);
+        if (status != kSuccess) {
+            state.files.erase(canonical);
+            return status;
+        }
+        file = std::move(opened);
+        state.files[canonical] = file;
+    }
+    auto handle = std::make_unique<Handle>();
+    handle->file = file;
+    handle->mode = mode == -3 ? static_cast<int8_t>(kOpenNormal) : mode;
+    handle->cursors.resize(file->layout().keys.size());
+    if (handle->accelerated()) file->AddAcceleratedHandle();
+    uint32_t number = state.nextHandle++;
+    state.handles[number] = std::move(handle);
+    MarkPositionBlock(positionBlock, number);
+    return kSuccess;
+}
+
+int16_t Create(const void* dataBuffer, const uint32_t* dataLength, void* keyBuffer,
+               uint8_t keyLength) {
+    if (dataBuffer == nullptr || dataLength == nullptr) return kDataBufferTooShort;
+    std::string path = PathFromKey(keyBuffer, keyLength);
+    if (path.empty()) return kInvalidFileName;
+    KeyLayout layout;
+    int16_t status = KeyLayout::Parse(dataBuffer, *dataLength, layout);
+    if (status != kSuccess) return status;
+    std::string canonical = CanonicalPath(path);
+    if (!State().files[canonical].expired()) return kFileInUseCreate;
+    State().files.erase(canonical);
+    return RecordFile::Create(canonical, layout);
+}
+
+int16_t Stat(Handle& h, void* dataBuffer, uint32_t* dataLength) {
+    const KeyLayout& layout = h.file->layout();
+    if (dataBuffer == nullptr || dataLength == nullptr || *dataLength < layout.FileBufSize())
+        return kDataBufferTooShort;
+    PbTBtrFileBuf fileBuf = layout.fileBuf;
+    fileBuf.RecordCount = h.file->CountRecords();
+    std::memcpy(dataBuffer, &fileBuf, std::min<size_t>(*dataLength, sizeof fileBuf));
+    *dataLength = static_cast<uint32_t>(layout.FileBufSize());
+    return kSuccess;
+}
+
+int16_t Version(void* dataBuffer, uint32_t* dataLength) {
+    VersionComponent components[2] = {
+        {kEngineMajor, kEngineMinor, 'T'},
+        {static_cast<uint16_t>(SQLITE_VERSION_NUMBER / 1000000),
+         static_cast<uint16_t>(SQLITE_VERSION_NUMBER / 1000 % 1000), 'S'},
+    };
+    if (dataBuffer == nullptr || dataLength == nullptr || *dataLength < sizeof components)
+        return kDataBufferTooShort;
+    std::memcpy(dataBuffer, components, sizeof components);
+    *dataLength = sizeof components;
+    return kSuccess;
+}
+
+// ---- Reads -------------------------------------------------------------------------------
+
+bool InGroup(CursorKind kind) {
+    return kind == CursorKind::kAfterInGroup || kind == CursorKind::kBeforeInGroup;
+}
+bool Forward(CursorKind kind) {
+    return kind == CursorKind::kAfterInGroup || kind == CursorKind::kGreater ||
+           kind == CursorKind::kGreaterEqual;
+}
+
+// Starts a stepping statement and reads its first row. The bound value is copied by SQLite:
+// the statement compares against it on every later step.
+bool Seek(Handle& h, int key, CursorKind kind, std::string_view value, int64_t id = 0) {
+    h.live = nullptr;
+    Statement& s = h.Cursor(key, kind);
+    s.Reset();
+    int rc = value.empty() ? sqlite3_bind_zeroblob(s.get(), 1, 0)
+                           : sqlite3_bind_blob(s.get(), 1, value.data(),
+                                               static_cast<int>(value.size()), SQLITE_TRANSIENT);
+    if (rc != SQLITE_OK) throw SqliteError(rc, sqlite3_errstr(rc));
+    if (InGroup(kind)) s.BindInt(2, id);
+    if (!s.Step()) return false;
+    h.live = &s;
+    h.liveKind = kind;
+    h.liveGeneration = h.file->generation();
+    h.file->NoteLiveCursor();
+    return true;
+}
+
+// Moves to the next record in the current key's order (forward or backward) from the currency.
+bool Step(Handle& h, bool forward) {
+    const KeyDef& key = h.file->layout().keys[h.key];
+    if (h.live != nullptr && h.liveGeneration == h.file->generation() &&
+        Forward(h.liveKind) == forward) {
+        if (h.live->Step()) return true;
+        bool inGroup = InGroup(h.liveKind);
+        h.live = nullptr;
+        if (!inGroup) return false;
+        // The duplicates of the current value are exhausted; go on with the values beyond.
+        return Seek(h, h.key, forward ? CursorKind::kGreater : CursorKind::kLess, h.keyValue);
+    }
+    if (key.duplicates &&
+        Seek(h, h.key, forward ? CursorKind::kAfterInGroup : CursorKind::kBeforeInGroup, h.keyValue,
+             h.id))
+        return true;
+    return Seek(h, h.key, forward ? CursorKind::kGreater : CursorKind::kLess, h.keyValue);
+}
+
+// Takes the live row as the current record and returns it to the caller.
+int16_t Deliver(Handle& h, int key, void* dataBuffer, uint32_t* dataLength, void* keyBuffer,
+                uint8_t keyLength) {
+    const KeyLayout& layout = h.file->layout();
+    Statement& s = *h.live;
+    h.positioned = true;
+    h.onRecord = true;
+    h.key = key;
+    h.id = s.Int(kColId);
+    h.change = s.Int(kColChange);
+    std::string_view stored = s.Blob(kColKey);
+    h.keyValue.assign(stored.data(), stored.size());
+    std::string_view record = s.Blob(kColRecord);
+    if (record.size() < layout.recordLength) throw SqliteError(SQLITE_CORRUPT, "short record");
+    BuildRecordKey(layout.keys[key], record.data(), h.scratch);
+    if (keyBuffer != nullptr)
+        std::memcpy(keyBuffer, h.scratch.data(), std::min<size_t>(keyLength, h.scratch.size()));
+    uint32_t room = *dataLength;
+    std::memcpy(dataBuffer, record.data(), std::min<size_t>(room, layout.recordLength));
+    *dataLength = layout.recordLength;
+    return room < layout.recordLength ? kDataBufferTooShort : kSuccess;
+}
+
+int16_t Read(Handle& h, uint16_t operation, void* dataBuffer, uint32_t* dataLength, void* keyBuffer,
+             uint8_t keyLength, int8_t keyNumber) {
+    const KeyLayout& layout = h.file->layout();
+    if (keyNumber < 0 || keyNumber >= static_cast<int>(layout.keys.size()))
+        return kInvalidKeyNumber;
+    const KeyDef& key = layout.keys[keyNumber];
+    if (dataBuffer == nullptr || dataLength == nullptr) return kDataBufferTooShort;
+    if (keyBuffer != nullptr && keyLength < key.length) return kKeyBufferTooShort;
+    h.file->EnsureIndex(keyNumber);
+
+    if (operation == kGetNext || operation == kGetPrevious) {
+        if (!h.positioned) return kInvalidPositioning;
+        if (keyNumber != h.key) return kDifferentKeyNumber;
+        if (!Step(h, operation == kGetNext)) return kEndOfFile;
+        return Deliver(h, keyNumber, dataBuffer, dataLength, keyBuffer, keyLength);
+    }
+
+    // A search starts from the newest committed state (a live statement reads a snapshot).
+    h.file->EndLiveCursors();
+    bool searches = operation != kGetFirst && operation != kGetLast;
+    if (searches) {
+        if (keyBuffer == nullptr) return kKeyBufferTooShort;
+        NormalizeSearchKey(key, static_cast<const char*>(keyBuffer), h.search);
+    }
+    bool found = false;
+    switch (operation) {
+        case kGetEqual:
+            found = Seek(h, keyNumber, CursorKind::kGreaterEqual, h.search) &&
+                    h.live->Blob(kColKey) == h.search;
+            if (!found) {
+                if (h.live != nullptr) h.live->Reset();
+                h.live = nullptr;
+                return kKeyNotFound;
+            }
+            break;
+        case kGetGreater:
+            found = Seek(h, keyNumber, CursorKind::kGreater, h.search);
+            break;
+        case kGetGreaterOrEqual:
+            found = Seek(h, keyNumber, CursorKind::kGreaterEqual, h.search);
+            break;
+        case kGetLessThan:
+            found = Seek(h, keyNumber, CursorKind::kLess, h.search);
+            break;
+        case kGetLessOrEqual:
+            found = Seek(h, keyNumber, CursorKind::kLessEqual, h.search);
+            break;
+        case kGetFirst:
+            found = Seek(h, keyNumber, CursorKind::kGreaterEqual, {});
+            break;
+        case kGetLast:
+            // Every stored value of this key is shorter than this one and not above it.
+            h.search.assign(key.length + 1, '\xff');
+            found = Seek(h, keyNumber, CursorKind::kLessEqual, h.search);
+            break;
+    }
+    if (!found) return kEndOfFile;
+    return Deliver(h, keyNumber, dataBuffer, dataLength, keyBuffer, keyLength);
+}
+
+// ---- Writes ------------------------------------------------------------------------------
+
+// After a write, the handle stands on the written record in the order of `keyNumber`.
+void PositionOnWritten(Handle& h, int keyNumber, const char* record, void* keyBuffer,
+                       uint8_t keyLength) {
+    const KeyDef& key = h.file->layout().keys[keyNumber];
+    h.positioned = true;
+    h.onRecord = true;
+    h.key = keyNumber;
+    h.live = nullptr;
+    BuildStoredKey(key, record, h.keyValue);
+    BuildRecordKey(key, record, h.scratch);
+    if (keyBuffer != nullptr)
+        std::memcpy(keyBuffer, h.scratch.data(), std::min<size_t>(keyLength, h.scratch.size()));
+}
+
+int16_t Write(Handle& h, uint16_t operation, void* dataBuffer, uint32_t* dataLength,
+              void* keyBuffer, uint8_t keyLength, int8_t keyNumber) {
+    const KeyLayout& layout = h.file->layout();
+    if (h.readOnly()) return kAccessDenied;
+    if (keyNumber < 0 || keyNumber >= static_cast<int>(layout.keys.size()))
+        return kInvalidKeyNumber;
+    if (operation != kInsert && !h.onRecord) return kInvalidPositioning;
+    if (operation == kDelete) {
+        int16_t status = h.file->Delete(h.id, h.change, h.accelerated());
+        if (status == kSuccess) {
+            h.onRecord = false;  // keeps its place between the neighbours
+            h.live = nullptr;
+        }
+        return status;
+    }
+    if (dataBuffer == nullptr || dataLength == nullptr || *dataLength < layout.recordLength)
+        return kDataBufferTooShort;
+    const char* record = static_cast<const char*>(dataBuffer);
+    int16_t status;
+    if (operation == kInsert) {
+        int64_t id = 0;
+        status = h.file->Insert(record, h.accelerated(), id);
+        if (status == kSuccess) {
+            h.id = id;
+            h.change = 0;
+        }
+    } else {
+        int64_t change = 0;
+        status = h.file->Update(h.id, h.change, record, h.accelerated(), change);
+        if (status == kSuccess) h.change = change;
+    }
+    if (status == kSuccess) PositionOnWritten(h, keyNumber, record, keyBuffer, keyLength);
+    return status;
+}
+
+int16_t Dispatch(uint16_t operation, void* positionBlock, void* dataBuffer, uint32_t* dataLength,
+                 void* keyBuffer, uint8_t keyLength, int8_t keyNumber) {
+    switch (operation) {
+        case kOpen:
+            return Open(positionBlock, keyBuffer, keyLength, keyNumber);
+        case kCreate:
+            return Create(dataBuffer, dataLength, keyBuffer, keyLength);
+        case kVersion:
+            return Version(dataBuffer, dataLength);
+        case kStop:
+        case kReset:
+            // Single client per process: releasing the caller's resources closes everything.
+            return CloseAll();
+        case kClose:
+        case kInsert:
+        case kUpdate:
+        case kDelete:
+        case kGetEqual:
+        case kGetNext:
+        case kGetPrevious:
+        case kGetGreater:
+        case kGetGreaterOrEqual:
+        case kGetLessThan:
+        case kGetLessOrEqual:
+        case kGetFirst:
+        case kGetLast:
+        case kStat:
+            break;
+        default:
+            return kInvalidOperation;
+    }
+    Handle* h = FindHandle(positionBlock);
+    if (h == nullptr) return kFileNotOpen;
+    switch (operation) {
+        case kClose: {
+            uint32_t number;
+            std::memcpy(&number, static_cast<char*>(positionBlock) + sizeof kMagic, sizeof number);
+            int16_t status = CloseHandle(number);
+            std::memset(positionBlock, 0, sizeof kMagic);
+            return status;
+        }
+        case kStat:
+            return Stat(*h, dataBuffer, dataLength);
+        case kInsert:
+        case kUpdate:
+        case kDelete:
+            return Write(*h, operation, dataBuffer, dataLength, keyBuffer, keyLength, keyNumber);
+        default:
+            try {
+                return Read(*h, operation, dataBuffer, dataLength, keyBuffer, keyLength, keyNumber);
+            } catch (...) {
+                h->live = nullptr;  // the failing statement was reset
+                throw;
+            }
+    }
+}
+
+}  // namespace
+}  // namespace toverin::engine
+
+extern "C" int16_t BTRCALL(uint16_t operation, void* positionBlock, void* dataBuffer,
+                           uint32_t* dataLength, void* keyBuffer, uint8_t keyLength,
+                           int8_t keyNumber) {
+    using namespace toverin::engine;
+    std::lock_guard<std::mutex> lock(State().mutex);
+    try {
+        return Dispatch(operation, positionBlock, dataBuffer, dataLength, keyBuffer, keyLength,
+                        keyNumber);
+    } catch (const SqliteError& e) {
+        return StatusOf(e);
+    } catch (const std::bad_alloc&) {
+        return toverin::btr::kIoError;
+    }
+}

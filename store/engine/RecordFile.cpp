@@ -1,0 +1,468 @@
+#include "store/engine/RecordFile.h"
+
+#include <filesystem>
+#include <system_error>
+
+namespace toverin::engine {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int64_t kFormat = 1;
+// Lets a reader or writer ride out another process's checkpoint or short write without failing;
+// longer waits are the access layer's retry business (it waits between retries itself).
+constexpr int kBusyTimeoutMs = 250;
+// Accelerated writes per transaction: large enough that commits cost nothing measurable, small
+// enough that a crash loses a bounded amount of a bulk copy, which is restarted anyway.
+constexpr int kBatchWrites = 200000;
+constexpr const char* kNormalCache = "PRAGMA cache_size=-8192";         // 8 MiB
+constexpr const char* kAcceleratedCache = "PRAGMA cache_size=-131072";  // 128 MiB, still bounded
+
+std::string KeyColumn(int k) {
+    return "k" + std::to_string(k);
+}
+
+std::string IndexSql(const KeyLayout& layout, size_t k) {
+    // An index on (k) carries the row id as its last column, so duplicates come back in
+    // insertion order both ways without a sort.
+    return std::string(layout.keys[k].duplicates ? "CREATE INDEX" : "CREATE UNIQUE INDEX") +
+           " IF NOT EXISTS records_" + KeyColumn(k) + " ON records(" + KeyColumn(k) + ");";
+}
+
+std::string SchemaSql(const KeyLayout& layout) {
+    std::string sql =
+        "CREATE TABLE toverin_file(format INTEGER NOT NULL, file_buf BLOB NOT NULL, "
+        "flushes INTEGER NOT NULL DEFAULT 0);"
+        "CREATE TABLE records(id INTEGER PRIMARY KEY, chg INTEGER NOT NULL DEFAULT 0, "
+        "rec BLOB NOT NULL";
+    for (size_t k = 0; k < layout.keys.size(); ++k) sql += ", " + KeyColumn(k) + " BLOB NOT NULL";
+    sql += ");";
+    for (size_t k = 0; k < layout.keys.size(); ++k) sql += IndexSql(layout, k);
+    return sql;
+}
+
+int16_t OpenFailure(const SqliteError& e) {
+    switch (e.primary()) {
+        case SQLITE_NOTADB:
+        case SQLITE_ERROR:  // a database without our tables
+            return btr::kNotARecordFile;
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+            return btr::kFileLocked;
+        case SQLITE_CANTOPEN:
+            return btr::kFileNotFound;
+        default:
+            return btr::kIoError;
+    }
+}
+
+}  // namespace
+
+int16_t RecordFile::Open(const std::string& path, int8_t mode, bool firstOpener,
+                         std::unique_ptr<RecordFile>& out) {
+    std::error_code ec;
+    if (!fs::is_regular_file(path, ec)) return btr::kFileNotFound;
+    std::unique_ptr<RecordFile> file(new RecordFile);
+    file->path_ = path;
+    file->exclusive_ = mode == btr::kOpenExclusive;
+    try {
+        // Read-write when the file system allows it, read-only otherwise (SQLite decides).
+        file->db_ = Database(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
+        sqlite3_busy_timeout(file->db_.get(), kBusyTimeoutMs);
+        // Exclusive holders keep their locks for the life of the connection, which is what
+        // keeps other processes out.
+        if (file->exclusive_) file->db_.Exec("PRAGMA locking_mode=EXCLUSIVE");
+        {
+            Statement fileBuf(file->db_, "SELECT format, file_buf FROM toverin_file");
+            if (!fileBuf.Step() || fileBuf.Int(0) != kFormat) return btr::kNotARecordFile;
+            std::string_view bytes = fileBuf.Blob(1);
+            if (KeyLayout::Parse(bytes.data(), bytes.size(), file->layout_) != btr::kSuccess)
+                return btr::kNotARecordFile;
+        }
+        file->keys_.resize(file->layout_.keys.size());
+        file->deferred_.assign(file->layout_.keys.size(), 0);
+        file->ConfigureForMode(mode, firstOpener);
+    } catch (const SqliteError& e) {
+        return OpenFailure(e);
+    }
+    out = std::move(file);
+    return btr::kSuccess;
+}
+
+void RecordFile::ConfigureForMode(int8_t mode, bool firstOpener) {
+    if (!sqlite3_db_readonly(db_.get(), "main")) {
+        if (mode == btr::kOpenAccelerated && firstOpener) {
+            // A bulk load into a fresh file: with a rollback journal, pages appended beyond the
+            // file's original end are never journaled, so the data is written once; WAL would
+            // write it twice (log, then checkpoint). Switching fails quietly while another
+            // process has the file open, and the load then runs in WAL.
+            bulkJournal_ = db_.QueryText("PRAGMA journal_mode=TRUNCATE") == "truncate";
+            if (bulkJournal_) DeferDuplicateIndexes();
+        } else {
+            // WAL: readers never block the writer, and a commit is one append to the log.
+            db_.QueryText("PRAGMA journal_mode=WAL");
+            // A bulk load killed before its Close leaves indexes unbuilt.
+            try {
+                for (size_t k = 0; k < layout_.keys.size(); ++k)
+                    db_.Exec(IndexSql(layout_, k).c_str());
+            } catch (const SqliteError& e) {
+                if (e.primary() != SQLITE_BUSY && e.primary() != SQLITE_LOCKED) throw;
+            }
+        }
+    }
+    if (exclusive_) {
+        db_.Exec("BEGIN EXCLUSIVE");
+        db_.Exec("COMMIT");
+    }
+    // The compiled-in default zeroes freed space, which costs writes for nothing here.
+    db_.Exec("PRAGMA secure_delete=OFF");
+    db_.Exec(kNormalCache);
+    ApplySync();
+}
+
+void RecordFile::ApplySync() {
+    // Normal mode: FULL syncs the log at every commit, so an acknowledged write survives a
+    // crash of the process and of the machine. Accelerated writes are synced once, when the
+    // last accelerated handle closes (see CommitBatch).
+    if (bulkJournal_)
+        db_.Exec("PRAGMA synchronous=OFF");
+    else if (acceleratedHandles_ > 0)
+        db_.Exec("PRAGMA synchronous=NORMAL");  // in WAL: syncs at checkpoints only
+    else
+        db_.Exec("PRAGMA synchronous=FULL");
+}
+
+int16_t RecordFile::Create(const std::string& path, const KeyLayout& layout) {
+    std::error_code ec;
+    fs::path target(path);
+    fs::path folder = target.parent_path().empty() ? fs::path(".") : target.parent_path();
+    if (!fs::is_directory(folder, ec)) return btr::kFileNotFound;
+    if (fs::exists(target, ec)) {
+        if (fs::is_directory(target, ec)) return btr::kInvalidFileName;
+        try {
+            // Leaving WAL needs every other connection gone, and an exclusive transaction needs
+            // no other reader or writer: either failing means another process uses the file.
+            Database old(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
+            if (old.QueryText("PRAGMA journal_mode=DELETE") != "delete")
+                return btr::kFileInUseCreate;
+            old.Exec("BEGIN EXCLUSIVE");
+            old.Exec("COMMIT");
+        } catch (const SqliteError& e) {
+            if (e.primary() == SQLITE_BUSY || e.primary() == SQLITE_LOCKED)
+                return btr::kFileInUseCreate;
+            // Anything else is not one of our files (or is damaged): it is simply replaced.
+        }
+    }
+    // Built aside and renamed into place, so that a crash leaves the old file or the new one.
+    std::string building = path + ".creating";
+    fs::remove(building, ec);
+    try {
+        Database db(building, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX);
+        db.Exec("PRAGMA page_size=4096");
+        db.Exec("BEGIN");
+        db.Exec(SchemaSql(layout).c_str());
+        Statement insert(db, "INSERT INTO toverin_file(format, file_buf) VALUES(?1, ?2)");
+        insert.BindInt(1, kFormat);
+        insert.BindBlob(2, &layout.fileBuf, sizeof layout.fileBuf);
+        insert.Step();
+        insert = Statement();
+        db.Exec("COMMIT");
+    } catch (const SqliteError& e) {
+        fs::remove(building, ec);
+        return e.primary() == SQLITE_FULL ? btr::kDiskFull : btr::kIoError;
+    }
+    // A log or journal left by the old file must never be applied to the new one.
+    for (const char* suffix : {"-wal", "-shm", "-journal"}) fs::remove(path + suffix, ec);
+    fs::rename(building, target, ec);
+    if (ec) {
+        fs::remove(building, ec);
+        return btr::kIoError;
+    }
+    return btr::kSuccess;
+}
+
+RecordFile::~RecordFile() {
+    try {
+        if (acceleratedHandles_ > 0 || batchOpen_) {
+            acceleratedHandles_ = 0;
+            LeaveAcceleratedMode();
+        }
+    } catch (const SqliteError&) {
+        // Closing cannot report; the last committed state is what the file keeps.
+    }
+}
+
+Statement RecordFile::PrepareCursor(int key, CursorKind kind) {
+    std::string k = KeyColumn(key);
+    std::string sql = "SELECT id, chg, rec, " + k + " FROM records WHERE ";
+    switch (kind) {
+        case CursorKind::kAfterInGroup:
+            sql += k + " = ?1 AND id > ?2 ORDER BY id";
+            break;
+        case CursorKind::kGreater:
+            sql += k + " > ?1 ORDER BY " + k + ", id";
+            break;
+        case CursorKind::kGreaterEqual:
+            sql += k + " >= ?1 ORDER BY " + k + ", id";
+            break;
+        case CursorKind::kBeforeInGroup:
+            sql += k + " = ?1 AND id < ?2 ORDER BY id DESC";
+            break;
+        case CursorKind::kLess:
+            sql += k + " < ?1 ORDER BY " + k + " DESC, id DESC";
+            break;
+        case CursorKind::kLessEqual:
+            sql += k + " <= ?1 ORDER BY " + k + " DESC, id DESC";
+            break;
+    }
+    return Statement(db_, sql);
+}
+
+void RecordFile::EndLiveCursors() {
+    if (!liveCursors_) return;
+    for (sqlite3_stmt* s = sqlite3_next_stmt(db_.get(), nullptr); s != nullptr;
+         s = sqlite3_next_stmt(db_.get(), s)) {
+        if (sqlite3_stmt_busy(s)) sqlite3_reset(s);
+    }
+    liveCursors_ = false;
+    ++generation_;
+}
+
+void RecordFile::BeginWrite(bool accelerated) {
+    // A stepping statement holds a read snapshot; a write must start from the newest state.
+    EndLiveCursors();
+    ++generation_;
+    if (!batchOpen_ && (accelerated || acceleratedHandles_ > 0)) {
+        // Normal writes also go through a transaction while accelerated handles share the
+        // connection, so that they can be committed with a sync of their own.
+        db_.Exec("BEGIN IMMEDIATE");
+        batchOpen_ = true;
+        batchWrites_ = 0;
+    }
+}
+
+void RecordFile::EndWrite(bool accelerated) {
+    if (batchOpen_ && sqlite3_get_autocommit(db_.get())) batchOpen_ = false;  // rolled back
+    if (!batchOpen_) return;
+    if (!accelerated)
+        CommitBatch(true);
+    else if (++batchWrites_ >= kBatchWrites)
+        CommitBatch(false);
+}
+
+void RecordFile::CommitBatch(bool durable) {
+    if (batchOpen_) {
+        try {
+            db_.Exec("COMMIT");
+        } catch (const SqliteError&) {
+            if (sqlite3_get_autocommit(db_.get())) batchOpen_ = false;
+            throw;
+        }
+        batchOpen_ = false;
+        batchWrites_ = 0;
+        unsynced_ = true;
+    }
+    if (!durable || !unsynced_) return;
+    // The safety level cannot change inside a transaction, and a commit syncs only when it
+    // writes: a small write committed with FULL syncs the file, which covers every batch
+    // committed before it without a sync.
+    db_.Exec("PRAGMA synchronous=FULL");
+    db_.Exec("BEGIN IMMEDIATE");
+    try {
+        db_.Exec("UPDATE toverin_file SET flushes = flushes + 1");
+        db_.Exec("COMMIT");
+    } catch (const SqliteError&) {
+        if (!sqlite3_get_autocommit(db_.get())) sqlite3_exec(db_.get(), "ROLLBACK", 0, 0, 0);
+        throw;
+    }
+    unsynced_ = false;
+    ApplySync();
+}
+
+void RecordFile::AddAcceleratedHandle() {
+    if (acceleratedHandles_++ > 0) return;
+    db_.Exec(kAcceleratedCache);
+    ApplySync();
+}
+
+void RecordFile::RemoveAcceleratedHandle() {
+    if (acceleratedHandles_ > 0 && --acceleratedHandles_ == 0) LeaveAcceleratedMode();
+}
+
+void RecordFile::DeferDuplicateIndexes() {
+    // Loading an empty file: an index of duplicates is built far faster by one sort at the end
+    // than by inserting each value at its place. Unique indexes stay, they must refuse
+    // duplicates as they come.
+    if (db_.QueryInt("SELECT count(*) FROM (SELECT 1 FROM records LIMIT 1)") != 0) return;
+    for (size_t k = 0; k < layout_.keys.size(); ++k) {
+        if (!layout_.keys[k].duplicates) continue;
+        db_.Exec(("DROP INDEX IF EXISTS records_" + KeyColumn(k)).c_str());
+        deferred_[k] = 1;
+    }
+}
+
+void RecordFile::BuildDeferredIndexes() {
+    EndLiveCursors();  // an index cannot be built under a pending read of its table
+    for (size_t k = 0; k < layout_.keys.size(); ++k) {
+        if (!deferred_[k]) continue;
+        db_.Exec(IndexSql(layout_, k).c_str());
+        deferred_[k] = 0;
+    }
+}
+
+void RecordFile::LeaveAcceleratedMode() {
+    BuildDeferredIndexes();
+    CommitBatch(true);
+    if (bulkJournal_) {
+        EndLiveCursors();
+        bulkJournal_ = false;
+        try {
+            db_.QueryText("PRAGMA journal_mode=WAL");
+        } catch (const SqliteError&) {
+            // Another process reads it now; the next normal open switches it.
+        }
+    }
+    ApplySync();
+    db_.Exec(kNormalCache);
+}
+
+void RecordFile::AfterFailedWrite() {
+    if (batchOpen_ && sqlite3_get_autocommit(db_.get())) batchOpen_ = false;
+}
+
+int16_t RecordFile::Insert(const char* record, bool accelerated, int64_t& id) {
+    if (!insert_) {
+        std::string sql = "INSERT INTO records(rec";
+        std::string values = "?1";
+        for (size_t k = 0; k < layout_.keys.size(); ++k) {
+            sql += ", " + KeyColumn(k);
+            values += ", ?" + std::to_string(k + 2);
+        }
+        insert_ = Statement(db_, sql + ") VALUES(" + values + ")");
+    }
+    BeginWrite(accelerated);
+    int16_t status = btr::kSuccess;
+    try {
+        ResetOnExit reset(insert_);
+        insert_.BindBlob(1, record, layout_.recordLength);
+        for (size_t k = 0; k < layout_.keys.size(); ++k) {
+            BuildStoredKey(layout_.keys[k], record, keys_[k]);
+            insert_.BindBlob(static_cast<int>(k + 2), keys_[k].data(), keys_[k].size());
+        }
+        try {
+            insert_.Step();
+            id = sqlite3_last_insert_rowid(db_.get());
+        } catch (const SqliteError& e) {
+            if (e.code() != SQLITE_CONSTRAINT_UNIQUE) throw;
+            status = btr::kDuplicateKey;
+        }
+    } catch (const SqliteError&) {
+        AfterFailedWrite();
+        throw;
+    }
+    EndWrite(accelerated);
+    return status;
+}
+
+Statement& RecordFile::UpdateStatement(uint32_t changedKeys) {
+    Statement& s = updates_[changedKeys];
+    if (!s) {
+        std::string sql = "UPDATE records SET rec = ?1, chg = chg + 1";
+        int parameter = 2;
+        for (size_t k = 0; k < layout_.keys.size(); ++k) {
+            if (changedKeys & (1u << k))
+                sql += ", " + KeyColumn(k) + " = ?" + std::to_string(parameter++);
+        }
+        sql += " WHERE id = ?" + std::to_string(parameter) + " AND chg = ?" +
+               std::to_string(parameter + 1);
+        s = Statement(db_, sql);
+    }
+    return s;
+}
+
+int16_t RecordFile::Update(int64_t id, int64_t expectedChange, const char* record, bool accelerated,
+                           int64_t& newChange) {
+    if (!fetch_) {
+        std::string sql = "SELECT chg";
+        for (size_t k = 0; k < layout_.keys.size(); ++k) sql += ", " + KeyColumn(k);
+        fetch_ = Statement(db_, sql + " FROM records WHERE id = ?1");
+    }
+    BeginWrite(accelerated);
+    int16_t status = btr::kSuccess;
+    try {
+        // Only the keys whose value changes are rewritten, which spares their index updates.
+        uint32_t changed = 0;
+        {
+            ResetOnExit reset(fetch_);
+            fetch_.BindInt(1, id);
+            if (!fetch_.Step() || fetch_.Int(0) != expectedChange) {
+                status = btr::kConflict;  // deleted or changed through another position block
+            } else {
+                for (size_t k = 0; k < layout_.keys.size(); ++k) {
+                    BuildStoredKey(layout_.keys[k], record, keys_[k]);
+                    if (fetch_.Blob(static_cast<int>(k + 1)) == keys_[k]) continue;
+                    if (!layout_.keys[k].modifiable) {
+                        status = btr::kModifiableKeyChanged;
+                        break;
+                    }
+                    changed |= 1u << k;
+                }
+            }
+        }
+        if (status == btr::kSuccess) {
+            Statement& update = UpdateStatement(changed);
+            ResetOnExit reset(update);
+            update.BindBlob(1, record, layout_.recordLength);
+            int parameter = 2;
+            for (size_t k = 0; k < layout_.keys.size(); ++k) {
+                if (changed & (1u << k))
+                    update.BindBlob(parameter++, keys_[k].data(), keys_[k].size());
+            }
+            update.BindInt(parameter, id);
+            update.BindInt(parameter + 1, expectedChange);
+            try {
+                update.Step();
+                if (sqlite3_changes(db_.get()) == 0)
+                    status = btr::kConflict;
+                else
+                    newChange = expectedChange + 1;
+            } catch (const SqliteError& e) {
+                if (e.code() != SQLITE_CONSTRAINT_UNIQUE) throw;
+                status = btr::kDuplicateKey;
+            }
+        }
+    } catch (const SqliteError&) {
+        AfterFailedWrite();
+        throw;
+    }
+    EndWrite(accelerated);
+    return status;
+}
+
+int16_t RecordFile::Delete(int64_t id, int64_t expectedChange, bool accelerated) {
+    if (!delete_) delete_ = Statement(db_, "DELETE FROM records WHERE id = ?1 AND chg = ?2");
+    BeginWrite(accelerated);
+    int16_t status = btr::kSuccess;
+    try {
+        ResetOnExit reset(delete_);
+        delete_.BindInt(1, id);
+        delete_.BindInt(2, expectedChange);
+        delete_.Step();
+        if (sqlite3_changes(db_.get()) == 0) status = btr::kConflict;
+    } catch (const SqliteError&) {
+        AfterFailedWrite();
+        throw;
+    }
+    EndWrite(accelerated);
+    return status;
+}
+
+uint32_t RecordFile::CountRecords() {
+    if (!count_) count_ = Statement(db_, "SELECT count(*) FROM records");
+    ResetOnExit reset(count_);
+    count_.Step();
+    return static_cast<uint32_t>(count_.Int(0));
+}
+
+}  // namespace toverin::engine

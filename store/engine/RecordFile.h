@@ -1,0 +1,105 @@
+// One record file open in this process: its SQLite connection, its layout, the statements every
+// handle shares, and the grouping of accelerated writes into large transactions. Handles (one per
+// position block) keep their own stepping statements on this connection.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "store/engine/KeyLayout.h"
+#include "store/engine/Sqlite.h"
+
+namespace toverin::engine {
+
+// How a handle's stepping statement searches, per key.
+enum class CursorKind {
+    kAfterInGroup,   // same key value, later rows (duplicates), ascending
+    kGreater,        // key > value, ascending
+    kGreaterEqual,   // key >= value, ascending
+    kBeforeInGroup,  // same key value, earlier rows, descending
+    kLess,           // key < value, descending
+    kLessEqual,      // key <= value, descending
+};
+inline constexpr int kCursorKinds = 6;
+
+// Columns of every cursor row.
+enum CursorColumn { kColId = 0, kColChange = 1, kColRecord = 2, kColKey = 3 };
+
+class RecordFile {
+  public:
+    // Opens an existing record file; `firstOpener` is true when no other handle of this process
+    // has it open (only then may accelerated mode switch its journal). Returns 0 or a status.
+    static int16_t Open(const std::string& path, int8_t mode, bool firstOpener,
+                        std::unique_ptr<RecordFile>& out);
+    // Creates (or replaces) the file at `path`. The caller has checked that this process does not
+    // have it open; another process holding it gives 25.
+    static int16_t Create(const std::string& path, const KeyLayout& layout);
+
+    ~RecordFile();
+    RecordFile(const RecordFile&) = delete;
+    RecordFile& operator=(const RecordFile&) = delete;
+
+    const KeyLayout& layout() const { return layout_; }
+    const std::string& path() const { return path_; }
+    bool exclusive() const { return exclusive_; }
+
+    Statement PrepareCursor(int key, CursorKind kind);
+    // Builds the index of `key` if a bulk load put it off; called before reading by that key.
+    void EnsureIndex(int key) {
+        if (deferred_[key]) BuildDeferredIndexes();
+    }
+    // A handle left a stepping statement alive (it holds a read snapshot).
+    void NoteLiveCursor() { liveCursors_ = true; }
+    // Resets every stepping statement so that the next read or write starts a fresh snapshot;
+    // handles notice through generation() and seek again.
+    void EndLiveCursors();
+    uint64_t generation() const { return generation_; }
+
+    // Writes. `accelerated` writes join the open batch; normal ones are durable on return.
+    int16_t Insert(const char* record, bool accelerated, int64_t& id);
+    int16_t Update(int64_t id, int64_t expectedChange, const char* record, bool accelerated,
+                   int64_t& newChange);
+    int16_t Delete(int64_t id, int64_t expectedChange, bool accelerated);
+    uint32_t CountRecords();
+
+    void AddAcceleratedHandle();
+    // Called when an accelerated handle closes: the last one makes the batch durable.
+    void RemoveAcceleratedHandle();
+
+  private:
+    RecordFile() = default;
+    void ConfigureForMode(int8_t mode, bool firstOpener);
+    void ApplySync();
+    void AfterFailedWrite();
+    void BeginWrite(bool accelerated);
+    void EndWrite(bool accelerated);
+    void CommitBatch(bool durable);
+    void LeaveAcceleratedMode();
+    void DeferDuplicateIndexes();
+    void BuildDeferredIndexes();
+    Statement& UpdateStatement(uint32_t changedKeys);
+
+    std::string path_;
+    KeyLayout layout_;
+    bool exclusive_ = false;
+    std::vector<std::string> keys_;  // scratch: stored key values of the record being written
+    std::vector<char> deferred_;     // per key: index dropped for a bulk load into an empty file
+
+    uint64_t generation_ = 0;
+    bool liveCursors_ = false;
+    int acceleratedHandles_ = 0;
+    bool bulkJournal_ = false;  // journal switched from WAL to a rollback journal for a bulk load
+    bool batchOpen_ = false;
+    bool unsynced_ = false;  // batches committed without a sync since the last durable point
+    int batchWrites_ = 0;
+
+    // Declared last: statements must be finalized before the connection closes.
+    Database db_;
+    Statement insert_, fetch_, delete_, count_;
+    std::map<uint32_t, Statement> updates_;  // by set of changed key columns
+};
+
+}  // namespace toverin::engine

@@ -1,0 +1,239 @@
+// A writer killed at any instant, and a file damaged on disk: what the engine keeps and what it
+// can still read.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <vector>
+
+#include "tests/store/EngineTestSupport.h"
+#include "tests/support/TestSupport.h"
+
+namespace toverin {
+namespace {
+
+using engine::EngineFile;
+using testing::Song;
+using testing::SongFile;
+using testing::SongFileBuf;
+using testing::SongNumber;
+using testing::TempDir;
+
+// Opens with the SQLite library alone (which also rolls back what a killed writer left) and
+// runs its own consistency check.
+std::string IntegrityCheck(const std::string& path) {
+    sqlite3* raw = nullptr;
+    sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE, nullptr);
+    sqlite3_stmt* stmt = nullptr;
+    std::string result = "cannot prepare";
+    if (sqlite3_prepare_v2(raw, "PRAGMA integrity_check", -1, &stmt, nullptr) == SQLITE_OK) {
+        result.clear();
+        while (sqlite3_step(stmt) == SQLITE_ROW)
+            result += reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
+    }
+    sqlite3_finalize(stmt);
+    sqlite3_close(raw);
+    return result;
+}
+
+// Runs a child that writes in a loop in `mode` and reports each acknowledged insert through a
+// pipe; kills it once `target` inserts were acknowledged. Returns the last acknowledged number.
+int WriteUntilKilled(const std::string& path, int8_t mode, int target) {
+    int fds[2];
+    if (pipe(fds) != 0) return -1;
+    pid_t pid = fork();
+    if (pid == 0) {
+        close(fds[0]);
+        SongFile f;
+        if (f.Open(path, mode) != btr::kSuccess) _exit(1);
+        std::string note(20, 'x');
+        for (int n = 1;; ++n) {
+            if (f.Insert(Song(n, "Crash", "01", "20260101", note)) != btr::kSuccess) _exit(2);
+            if (n % 4 == 0) {
+                // Rewrite and delete too, so that the kill may land in any kind of write.
+                if (f.Get(btr::kGetEqual, 0, SongNumber(n - 1)) != btr::kSuccess) _exit(3);
+                if (f.Update(Song(n - 1, "Rewritten", "02")) != btr::kSuccess) _exit(4);
+                if (f.Get(btr::kGetEqual, 0, SongNumber(n - 2)) != btr::kSuccess) _exit(5);
+                if (f.Delete() != btr::kSuccess) _exit(6);
+            }
+            if (write(fds[1], &n, sizeof n) != sizeof n) _exit(7);
+        }
+    }
+    close(fds[1]);
+    int acknowledged = 0, n = 0;
+    while (acknowledged < target && read(fds[0], &n, sizeof n) == sizeof n) acknowledged = n;
+    kill(pid, SIGKILL);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    close(fds[0]);
+    EXPECT_TRUE(WIFSIGNALED(status))
+        << "the writer stopped by itself, exit " << WEXITSTATUS(status);
+    return acknowledged;
+}
+
+TEST(EngineCrash, KilledNormalWriterKeepsEveryAcknowledgedWrite) {
+    TempDir dir;
+    std::string path = dir.file("FRADA05.bt6");
+    ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
+    for (int round = 0; round < 3; ++round) {
+        SCOPED_TRACE(round);
+        ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
+        int acknowledged = WriteUntilKilled(path, btr::kOpenNormal, 150 + 37 * round);
+        ASSERT_GT(acknowledged, 0);
+        EXPECT_EQ(IntegrityCheck(path), "ok");
+
+        SongFile f;
+        ASSERT_EQ(f.Open(path), btr::kSuccess);
+        for (int n = 1; n <= acknowledged; ++n) {
+            // Every fourth insert m rewrites m - 1 and deletes m - 2.
+            bool deleted = n % 4 == 2 && n + 2 <= acknowledged;
+            bool rewritten = n % 4 == 3 && n + 1 <= acknowledged;
+            ASSERT_EQ(f.Get(btr::kGetEqual, 0, SongNumber(n)),
+                      deleted ? btr::kKeyNotFound : btr::kSuccess)
+                << n;
+            if (rewritten) {
+                EXPECT_EQ(f.record.substr(6, 9), "Rewritten") << n;
+            }
+        }
+    }
+}
+
+TEST(EngineCrash, KilledBulkWriterLeavesASoundFile) {
+    TempDir dir;
+    std::string path = dir.file("FRADA06.bt6");
+    ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
+    int acknowledged = WriteUntilKilled(path, btr::kOpenAccelerated, 20000);
+    ASSERT_GT(acknowledged, 0);
+    EXPECT_EQ(IntegrityCheck(path), "ok");
+    SongFile f;
+    ASSERT_EQ(f.Open(path), btr::kSuccess);
+    for (int8_t key : {0, 1, 2}) {
+        int16_t first = f.Get(btr::kGetFirst, key);
+        EXPECT_TRUE(first == btr::kSuccess || first == btr::kEndOfFile) << first;
+    }
+    // Opening again rebuilt the indexes the bulk had put off until its Close.
+    EXPECT_EQ(IntegrityCheck(path), "ok");
+    sqlite3* raw = nullptr;
+    sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_stmt* stmt = nullptr;
+    sqlite3_prepare_v2(raw, "SELECT count(*) FROM sqlite_master WHERE type = 'index'", -1, &stmt,
+                       nullptr);
+    ASSERT_EQ(sqlite3_step(stmt), SQLITE_ROW);
+    EXPECT_EQ(sqlite3_column_int(stmt, 0), 3);
+    sqlite3_finalize(stmt);
+    sqlite3_close(raw);
+}
+
+// Pages of one table or index in the order of its b-tree, leaves only, with their cell counts.
+std::vector<std::pair<int, int>> LeafPages(const std::string& path, const std::string& name) {
+    std::vector<std::pair<int, int>> pages;
+    sqlite3* raw = nullptr;
+    sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_stmt* stmt = nullptr;
+    sqlite3_prepare_v2(raw,
+                       "SELECT pageno, ncell FROM dbstat WHERE name = ?1 AND pagetype = 'leaf' "
+                       "ORDER BY path",
+                       -1, &stmt, nullptr);
+    sqlite3_bind_text(stmt, 1, name.c_str(), -1, SQLITE_TRANSIENT);
+    while (sqlite3_step(stmt) == SQLITE_ROW)
+        pages.emplace_back(sqlite3_column_int(stmt, 0), sqlite3_column_int(stmt, 1));
+    sqlite3_finalize(stmt);
+    sqlite3_close(raw);
+    return pages;
+}
+
+void Scribble(const std::string& path, int page) {
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(static_cast<std::streamoff>(page - 1) * 4096);
+    std::string garbage(4096, '\xab');
+    file.write(garbage.data(), garbage.size());
+}
+
+class EngineDamage : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        path = dir.file("FRAD022.bt6");
+        ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
+        SongFile bulk;
+        ASSERT_EQ(bulk.Open(path, btr::kOpenAccelerated), btr::kSuccess);
+        for (int n = 1; n <= kRecords; ++n)
+            ASSERT_EQ(bulk.Insert(Song(n, "Title " + std::to_string(n % 97))), btr::kSuccess);
+    }
+    // Reads forward with Get Next from the current record; returns the numbers read.
+    std::vector<int> ReadOn(SongFile& f, uint16_t operation) {
+        std::vector<int> numbers{f.number()};
+        while ((last = f.Get(operation, 0)) == btr::kSuccess) numbers.push_back(f.number());
+        return numbers;
+    }
+
+    static constexpr int kRecords = 3000;
+    TempDir dir;
+    std::string path;
+    int16_t last = 0;
+};
+
+TEST_F(EngineDamage, ReadsAroundADamagedDataPage) {
+    auto leaves = LeafPages(path, "records");
+    ASSERT_GT(leaves.size(), 10u);
+    ASSERT_FALSE(std::filesystem::exists(path + "-wal") &&
+                 std::filesystem::file_size(path + "-wal") > 0);
+    size_t middle = leaves.size() / 2;
+    int before = 0;
+    for (size_t i = 0; i < middle; ++i) before += leaves[i].second;
+    int lost = leaves[middle].second;
+    Scribble(path, leaves[middle].first);
+
+    SongFile f;
+    ASSERT_EQ(f.Open(path), btr::kSuccess);
+    ASSERT_EQ(f.Get(btr::kGetFirst, 0), btr::kSuccess);
+    std::vector<int> head = ReadOn(f, btr::kGetNext);
+    EXPECT_EQ(last, btr::kIoError);
+    EXPECT_EQ(static_cast<int>(head.size()), before);
+    EXPECT_EQ(f.Get(btr::kGetNext, 0), btr::kIoError) << "the damage stays where it is";
+
+    // The user gives a key past the damage; reading goes on from there to the end.
+    EXPECT_EQ(f.Get(btr::kGetGreater, 0, SongNumber(before + 1)), btr::kIoError);
+    ASSERT_EQ(f.Get(btr::kGetGreater, 0, SongNumber(before + lost)), btr::kSuccess);
+    std::vector<int> tail = ReadOn(f, btr::kGetNext);
+    EXPECT_EQ(last, btr::kEndOfFile);
+    EXPECT_EQ(tail.front(), before + lost + 1);
+    EXPECT_EQ(tail.back(), kRecords);
+    EXPECT_EQ(head.size() + tail.size(), static_cast<size_t>(kRecords - lost));
+
+    // And backwards, from below the damage.
+    ASSERT_EQ(f.Get(btr::kGetLessThan, 0, SongNumber(before + 1)), btr::kSuccess);
+    EXPECT_EQ(ReadOn(f, btr::kGetPrevious).size(), static_cast<size_t>(before));
+    EXPECT_EQ(last, btr::kEndOfFile);
+}
+
+TEST_F(EngineDamage, ReadsAroundADamagedIndexPage) {
+    auto leaves = LeafPages(path, "records_k0");
+    ASSERT_GT(leaves.size(), 4u);
+    Scribble(path, leaves[leaves.size() / 2].first);
+
+    SongFile f;
+    ASSERT_EQ(f.Open(path), btr::kSuccess);
+    ASSERT_EQ(f.Get(btr::kGetFirst, 0), btr::kSuccess);
+    std::vector<int> head = ReadOn(f, btr::kGetNext);
+    ASSERT_EQ(last, btr::kIoError);
+    ASSERT_GT(head.size(), 100u);
+    ASSERT_LT(head.size(), static_cast<size_t>(kRecords));
+
+    // Keys tried one after another, as a user would, until one lies past the damage.
+    int probe = head.back();
+    int16_t status = btr::kIoError;
+    while (status == btr::kIoError && probe < kRecords) {
+        status = f.Get(btr::kGetGreater, 0, SongNumber(++probe));
+    }
+    ASSERT_EQ(status, btr::kSuccess);
+    std::vector<int> tail = ReadOn(f, btr::kGetNext);
+    EXPECT_EQ(last, btr::kEndOfFile);
+    EXPECT_EQ(tail.back(), kRecords);
+    EXPECT_LT(probe - head.back(), 400) << "one index page holds far fewer keys";
+}
+
+}  // namespace
+}  // namespace toverin

@@ -1,0 +1,99 @@
+// Record files for the engine tests: a small layout that exercises every kind of key, and
+// helpers that build its records and call the engine.
+#pragma once
+
+#include <cstdio>
+#include <cstring>
+#include <initializer_list>
+#include <string>
+
+#include "store/engine/Btrieve.h"
+#include "store/engine/EngineFile.h"
+
+namespace toverin::testing {
+
+struct SegmentDef {
+    uint16_t position;
+    uint16_t length;
+    uint16_t flags;
+};
+
+inline btr::PbTBtrFileBuf MakeFileBuf(uint16_t recordLength, uint16_t keyCount,
+                                      std::initializer_list<SegmentDef> segments) {
+    btr::PbTBtrFileBuf fileBuf{};
+    fileBuf.RecLen = recordLength;
+    fileBuf.PageSize = 4096;
+    fileBuf.IndxCnt = keyCount;
+    int i = 0;
+    for (const SegmentDef& s : segments) {
+        fileBuf.Keys[i].position = s.position;
+        fileBuf.Keys[i].length = s.length;
+        fileBuf.Keys[i].flags = s.flags;
+        ++i;
+    }
+    return fileBuf;
+}
+
+// Songs: 64-byte records.
+//   key 0: number, bytes 1-6, unique, not modifiable
+//   key 1: title, bytes 7-26, duplicates, modifiable, case-insensitive (1027)
+//   key 2: station (27-28) + date (29-36), segmented, duplicates, modifiable (19 + 3)
+inline constexpr uint16_t kSongLength = 64;
+inline btr::PbTBtrFileBuf SongFileBuf() {
+    return MakeFileBuf(kSongLength, 3, {{1, 6, 0}, {7, 20, 1027}, {27, 2, 19}, {29, 8, 3}});
+}
+
+inline std::string Padded(std::string text, size_t length, char fill = ' ') {
+    text.resize(length, fill);
+    return text;
+}
+
+inline std::string SongNumber(int number) {
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "%06d", number);
+    return digits;
+}
+
+inline std::string Song(int number, const std::string& title, const std::string& station = "01",
+                        const std::string& date = "20260101", const std::string& note = "") {
+    return Padded(
+        SongNumber(number) + Padded(title, 20) + Padded(station, 2) + Padded(date, 8) + note,
+        kSongLength);
+}
+
+inline int NumberOf(const std::string& record) {
+    return std::stoi(record.substr(0, 6));
+}
+
+// Calls on one open file with record-sized buffers.
+struct SongFile {
+    engine::EngineFile file;
+    std::string record = std::string(kSongLength, '\0');
+    std::string key = std::string(255, '\0');
+
+    int16_t Open(const std::string& path, int8_t mode = btr::kOpenNormal) {
+        return file.Open(path, mode);
+    }
+    int16_t Insert(const std::string& song, int8_t keyNumber = 0) {
+        record = song;
+        return file.Call(btr::kInsert, record, key, keyNumber);
+    }
+    int16_t Update(const std::string& song, int8_t keyNumber = 0) {
+        record = song;
+        return file.Call(btr::kUpdate, record, key, keyNumber);
+    }
+    int16_t Delete(int8_t keyNumber = 0) {
+        record.assign(kSongLength, '\0');
+        return file.Call(btr::kDelete, record, key, keyNumber);
+    }
+    // A read; `search` (if given) fills the key buffer, padded with `fill`.
+    int16_t Get(uint16_t operation, int8_t keyNumber, const std::string& search = "",
+                char fill = '\0') {
+        record.assign(kSongLength, '\0');
+        key = Padded(search, 255, fill);
+        return file.Call(operation, record, key, keyNumber);
+    }
+    int number() const { return NumberOf(record); }
+};
+
+}  // namespace toverin::testing
