@@ -1,9 +1,11 @@
 #include "store/RecordView.h"
 
+#include <algorithm>
 #include <cctype>
 #include <stdexcept>
 
 #include "app/Text.h"
+#include "store/Catalogue.h"
 
 namespace toverin {
 
@@ -138,6 +140,16 @@ std::vector<std::string> RecordView::Columns() const {
 
 std::vector<std::string> CutRecord(int fileNumber, const std::string& record) {
     return RecordView(fileNumber, record).Columns();
+}
+
+std::string KeyOf(int fileNumber, int keyNumber, std::string_view record) {
+    std::vector<std::vector<KeySegment>> keys = KeysOf(fileNumber);
+    if (keyNumber < 0 || keyNumber >= static_cast<int>(keys.size())) return "";
+    std::string key;
+    for (const KeySegment& segment : keys[keyNumber]) {
+        key += record.substr(std::min<size_t>(segment.position - 1, record.size()), segment.length);
+    }
+    return key;
 }
 
 std::vector<std::string> HeadingsForRecord(int fileNumber, const std::string& record) {

@@ -71,6 +71,10 @@ class RecordView {
 
 // The viewer's and the dump's cut of a record of a file (layout chosen by the record).
 std::vector<std::string> CutRecord(int fileNumber, const std::string& record);
+// The value of key `keyNumber` in a record: its segments' bytes joined, as the engine builds it
+// (before any upper-casing of case-insensitive segments). Used to read a record again by its
+// own key. Empty when the file has no such key.
+std::string KeyOf(int fileNumber, int keyNumber, std::string_view record);
 // Headings matching CutRecord for this record.
 std::vector<std::string> HeadingsForRecord(int fileNumber, const std::string& record);
 

@@ -141,6 +141,32 @@ TEST(RecordViewColumns, CutFollowsTheHeadingsAndTheRecordsForm) {
     }
 }
 
+TEST(RecordViewKeys, KeyValuesAreBuiltFromTheRecordsFields) {
+    std::string record = BlankRecord(35);
+    RecordView event(35, record);
+    event.SetText("Date", "20260302");
+    ASSERT_TRUE(event.SetNumber("HH", 9));
+    event.SetText("Rup", "R01");
+    ASSERT_TRUE(event.SetNumber("Sequence", 123456));
+    ASSERT_TRUE(event.SetNumber("NoLig_Hor", 17));
+    EXPECT_EQ(KeyOf(35, 0, record), "2026030209R01123456");
+    EXPECT_EQ(KeyOf(35, 1, record), "000017");
+    EXPECT_EQ(KeyOf(35, 2, record), "2026030209123456");  // segmented: date + hour, sequence
+    EXPECT_EQ(KeyOf(35, 3, record), "");
+
+    std::string artist = BlankRecord(20);
+    RecordView view(20, artist);
+    view.SetText("Key", "B");
+    view.SetText("Label", "Brassens Georges et les Copains");
+    EXPECT_EQ(KeyOf(20, 3, artist), "BBrassens Georges et ");
+    EXPECT_EQ(KeyOf(20, 2, artist).size(), 20u);
+
+    std::string label = BlankRecord(21);
+    RecordView(21, label).SetText("Header", "VOIX");
+    RecordView(21, label).SetText("Code", "F01");
+    EXPECT_EQ(KeyOf(21, 0, label), "VOIX F01  ");
+}
+
 TEST(RecordViewGuards, WrongLengthAndReadOnlyViewsAreRefused) {
     std::string shortRecord(10, ' ');
     EXPECT_THROW(RecordView(22, shortRecord), std::invalid_argument);

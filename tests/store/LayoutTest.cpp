@@ -142,6 +142,29 @@ TEST(LayoutKeys, KeyFieldsTheOperationsRelyOn) {
     EXPECT_EQ(at(46, "Counter"), P(5 + 26 * 13 + 1, 4));
 }
 
+// The backup bounds history files by date as strings: the key it reads them by must begin
+// with a date field, and the keys the duplication builds ("date + hour …") must begin with the
+// date followed by the two-digit hour.
+TEST(LayoutKeys, HistoryKeysBeginWithTheirDate) {
+    for (int f = 0; f < kCatalogueSize; ++f) {
+        if (!IsHistoryFile(f)) continue;
+        const KeySegment first = KeysOf(f)[HistoryKeyNumber(f)].front();
+        const Field* field = nullptr;
+        for (const Field& candidate : LayoutFor(f).fields) {
+            if (candidate.offset == first.position - 1) field = &candidate;
+        }
+        ASSERT_NE(field, nullptr) << f;
+        EXPECT_EQ(field->kind, FieldKind::Date) << f << " " << field->name;
+    }
+    for (int f : {34, 35}) {
+        const RecordLayout& l = LayoutFor(f);
+        const Field* date = l.Find("Date");
+        const Field* hour = l.Find(f == 35 ? "HH" : "hhmmss");
+        EXPECT_EQ(date->offset + 1, KeysOf(f)[0].front().position) << f;
+        EXPECT_EQ(hour->offset, date->End()) << f;
+    }
+}
+
 TEST(LayoutViewer, ColumnCountsAndSharedLists) {
     const std::map<int, size_t> declared = {{22, 136}, {25, 78}, {46, 27},
                                             {47, 136}, {49, 49}, {3, 34}};
