@@ -340,19 +340,19 @@ bool IsCommonFileName(const std::string& name) {
 }
 
 btr::PbTBtrFileBuf CreationRecord(int fileNumber) {
-    btr::PbTBtrFileBuf spec;
-    std::memset(&spec, 0, sizeof spec);
+    btr::PbTBtrFileBuf creation;
+    std::memset(&creation, 0, sizeof creation);
     const CatalogueEntry& entry = CatalogueEntryFor(fileNumber);
-    spec.RecLen = static_cast<uint16_t>(entry.recordLength);
-    spec.PageSize = static_cast<uint16_t>(entry.pageSize);
-    spec.IndxCnt = static_cast<uint16_t>(entry.keyCount);
-    size_t count = std::min(entry.segments.size(), std::size(spec.Keys));
+    creation.RecLen = static_cast<uint16_t>(entry.recordLength);
+    creation.PageSize = static_cast<uint16_t>(entry.pageSize);
+    creation.IndxCnt = static_cast<uint16_t>(entry.keyCount);
+    size_t count = std::min(entry.segments.size(), std::size(creation.Keys));
     for (size_t i = 0; i < count; ++i) {
-        spec.Keys[i].position = entry.segments[i].position;
-        spec.Keys[i].length = entry.segments[i].length;
-        spec.Keys[i].flags = entry.segments[i].flags;
+        creation.Keys[i].position = entry.segments[i].position;
+        creation.Keys[i].length = entry.segments[i].length;
+        creation.Keys[i].flags = entry.segments[i].flags;
     }
-    return spec;
+    return creation;
 }
 
 std::vector<std::vector<KeySegment>> KeysOf(int fileNumber) {

@@ -48,7 +48,7 @@ std::string StationFileName(int fileNumber, int station);
 // A name that has a digit as its fifth character is common to the base (not per station).
 bool IsCommonFileName(const std::string& name);
 
-// The file specification given to Create: record length, page size, key count and segments.
+// The record given to Create: record length, page size, key count and key segments.
 btr::PbTBtrFileBuf CreationRecord(int fileNumber);
 // Segments grouped per key (key 0 first).
 std::vector<std::vector<KeySegment>> KeysOf(int fileNumber);
