@@ -76,23 +76,23 @@ TEST(CatalogueKeys, EveryKeyCountMatchesItsSegmentsAndStaysInsideTheRecord) {
 }
 
 TEST(CatalogueCreation, RecordOf47AndOfASegmentedFile) {
-    btr::PbTBtrFileBuf spec = CreationRecord(47);
-    EXPECT_EQ(spec.RecLen, 4082);
-    EXPECT_EQ(spec.PageSize, 4096);
-    EXPECT_EQ(spec.IndxCnt, 1);
-    EXPECT_EQ(spec.RecordCount, 0u);
-    EXPECT_EQ(spec.Keys[0].position, 1);
-    EXPECT_EQ(spec.Keys[0].length, 11);
-    EXPECT_EQ(spec.Keys[0].flags, btr::kKeyModifiable);  // unique
-    EXPECT_EQ(spec.Keys[1].length, 0);
+    btr::PbTBtrFileBuf creation = CreationRecord(47);
+    EXPECT_EQ(creation.RecLen, 4082);
+    EXPECT_EQ(creation.PageSize, 4096);
+    EXPECT_EQ(creation.IndxCnt, 1);
+    EXPECT_EQ(creation.RecordCount, 0u);
+    EXPECT_EQ(creation.Keys[0].position, 1);
+    EXPECT_EQ(creation.Keys[0].length, 11);
+    EXPECT_EQ(creation.Keys[0].flags, btr::kKeyModifiable);  // unique
+    EXPECT_EQ(creation.Keys[1].length, 0);
 
-    spec = CreationRecord(35);
-    EXPECT_EQ(spec.RecLen, 400);
-    EXPECT_EQ(spec.IndxCnt, 3);
-    EXPECT_EQ(spec.Keys[2].position, 1);
-    EXPECT_EQ(spec.Keys[2].flags, 19);
-    EXPECT_EQ(spec.Keys[3].position, 14);
-    EXPECT_EQ(spec.Keys[3].length, 6);
+    creation = CreationRecord(35);
+    EXPECT_EQ(creation.RecLen, 400);
+    EXPECT_EQ(creation.IndxCnt, 3);
+    EXPECT_EQ(creation.Keys[2].position, 1);
+    EXPECT_EQ(creation.Keys[2].flags, 19);
+    EXPECT_EQ(creation.Keys[3].position, 14);
+    EXPECT_EQ(creation.Keys[3].length, 6);
 }
 
 TEST(CatalogueHistory, TheBackupTableAndDateLedKeys) {
