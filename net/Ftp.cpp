@@ -294,6 +294,7 @@ struct cFTP::Session {
 struct cFTP::Request {
     std::string path;  // absolute remote path; a folder ends with '/'
     bool noBody = false;
+    bool connecting = false;  // the login itself
     Slist quote;
     const char* listCommand = nullptr;
     bool transfer = false;  // a file's STOR or RETR
@@ -323,11 +324,14 @@ void cFTP::SetLastError(int number, std::string text) {
     lastErrorText_ = std::move(text);
 }
 
-std::string cFTP::CurlErrorText(int code) const {
+std::string cFTP::CurlErrorText(int code, bool withBuffer) const {
     std::string text = curl_easy_strerror(static_cast<CURLcode>(code));
     if (!session_) return text;
     std::string detail = LastFailureReply(session_->replies);
-    if (detail.empty()) detail = session_->errorBuffer;
+    // libcurl keeps the first message of a request in the error buffer, and some are not fatal
+    // (the active-mode address probing writes one on every transfer). Only while connecting is
+    // the first message the one that tells why.
+    if (detail.empty() && withBuffer) detail = session_->errorBuffer;
     while (!detail.empty() && (detail.back() == '\n' || detail.back() == '\r')) detail.pop_back();
     if (!detail.empty() && detail != text) text += " - " + detail;
     return text;
@@ -419,7 +423,7 @@ int cFTP::Perform(Request& request) {
                          static_cast<curl_off_t>(request.reader->length));
     }
     CURLcode result = curl_easy_perform(h);
-    if (result != CURLE_OK) SetLastError(result, CurlErrorText(result));
+    if (result != CURLE_OK) SetLastError(result, CurlErrorText(result, request.connecting));
     return result;
 }
 
@@ -445,6 +449,7 @@ bool cFTP::OpenConnection(const std::string& server, const std::string& user,
         Request login;
         login.path = "/";
         login.noBody = true;
+        login.connecting = true;
         result = Perform(login);
     } else {
         SetLastError(result,

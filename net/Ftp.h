@@ -102,7 +102,7 @@ class cFTP {
     int Perform(Request& request);
     void Fail(std::string_view procedure, const std::string& line, bool framed = false);
     void SetLastError(int number, std::string text);
-    std::string CurlErrorText(int code) const;
+    std::string CurlErrorText(int code, bool withBuffer) const;
     std::string Resolve(const std::string& name) const;
     bool List(const std::string& folder, std::string& listing);
 

@@ -392,6 +392,23 @@ TEST_F(FtpServerTest, FailuresAreLoggedInTheProgramsFormAndNeverThrown) {
     EXPECT_TRUE(Logged(log, " |Sub: FTPDownloadFile:Cls_FTP Err: 78 Message: "));
 }
 
+// The test server fails writes to "full-*" files after 50 bytes, like a full disk.
+TEST_F(FtpServerTest, BrokenUploadNamesTheWriteThatFailed) {
+    cFTP ftp;
+    ftp.SetTransferBinary();
+    Connect(ftp);
+    // Only a remainder block (100 bytes in the 256-byte plan): the failure is in it.
+    WriteFile(dir.path() / "small.bin", Bytes(100));
+    EXPECT_FALSE(ftp.FTPUploadFile(dir.file("small.bin"), "full-small.bin"));
+    // Far more than any socket buffer: the failure arrives while whole blocks are being sent.
+    WriteFile(dir.path() / "big.bin", Bytes(16 * 1024 * 1024 + 1));
+    EXPECT_FALSE(ftp.FTPUploadFile(dir.file("big.bin"), "full-big.bin"));
+    std::string log = env.LogText();
+    EXPECT_TRUE(Logged(log, "Err: FTP: InternetWriteFile/2 (")) << log;
+    EXPECT_TRUE(Logged(log, "Err: FTP: InternetWriteFile/1 (")) << log;
+    EXPECT_TRUE(Logged(log, " |Sub: FTPUploadFile:Cls_FTP Err: ")) << log;
+}
+
 TEST(FtpUnreachable, ServerDownOrSilentFailsWithinTheConnectTimeout) {
     TempDir dir;
     ScopedLogAndRegistry env(dir);
