@@ -181,6 +181,19 @@ void TraceLogForce() {
     }
 }
 
+bool& ProcedureTrace() {
+    static bool on = false;
+    return on;
+}
+
+void TraceProcedure(std::string_view module, std::string_view name) {
+    if (!ProcedureTrace()) return;
+    std::string line(module);
+    line.push_back(':');
+    line.append(name);
+    TraceLog(line);
+}
+
 LogSettings& LogConfig() {
     return State().settings;
 }

@@ -30,6 +30,11 @@ inline void TraceLogEncadre(std::string_view message, char frame = '=') {
 }
 void TraceLogForce();
 
+// The procedure trace: when on, procedures that support it log "Module:Name" as they start, so
+// that a site's log shows the path that led to a fault.
+bool& ProcedureTrace();
+void TraceProcedure(std::string_view module, std::string_view name);
+
 // What the day file's header says of the machine and the program.
 struct LogIdentity {
     std::string version = TOVERIN_VERSION;
