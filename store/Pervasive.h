@@ -18,8 +18,8 @@
 
 namespace toverin {
 
-inline constexpr int kCopyBank = 8;     // base index + kCopyBank: the copy's slot of that base
-inline constexpr int kSlotBases = 16;   // 8 bases and their copies
+inline constexpr int kCopyBank = 8;    // base index + kCopyBank: the copy's slot of that base
+inline constexpr int kSlotBases = 16;  // 8 bases and their copies
 
 // The engine behind the layer (our BTRCALL by default); tests put a scripted one here.
 void SetRecordEngine(BtrCallFunction engine);
@@ -40,17 +40,23 @@ bool& UpperCaseKey(int base, int fileNumber, int keyNumber);
 std::vector<std::string> CallHistory(int base);
 
 // What ends the program when the layer must (an operation on an unopened file, Abort in an
-// error report, an error in automatic mode). Tests install one that throws.
+// error report, an error in automatic mode). The default logs the reason, writes the log out and
+// exits. A hook that returns (tests) makes the call in progress give up with its status.
+// An empty function restores the default.
 void SetProgramEnd(std::function<void(const std::string& reason)> end);
 
-// Resets every table (open flags, position blocks, paths, histories, flags) as at start.
+// Resets every table (open flags, position blocks, paths, record lengths, histories, flags, the
+// last network incident) as at start. The engine and the program-end hook stay as they are.
 void ResetRecordAccess();
 
 // The guarded call. `data` is the record buffer (Windows-1252 bytes; an empty one becomes 100
-// blanks), `key` the key buffer, both in/out. The status is left in LastStatus().
+// blanks), `key` the key buffer, both in/out. The engine is handed the slot's record length of
+// data and a 255-byte key buffer (the key padded with NULs); `data` comes back as long as the
+// engine says, `key` at least as long as the key. The status is left in LastStatus().
 void BTRieve(int base, uint16_t operation, std::string& data, std::string& key, int keyNumber,
              int fileNumber, int station, const std::string& caller);
-// One engine call on the slot, no retry and no report; returns the status.
+// One engine call on the slot, no retry and no report; returns the status. Files 0..49 only:
+// any other number is a programming error, reported, and answered with status 1.
 int16_t BTRieve_Reel(int base, int fileNumber, int station, uint16_t operation, std::string& data,
                      std::string& key, int keyNumber);
 
@@ -60,14 +66,18 @@ int16_t BTRieve_Reel(int base, int fileNumber, int station, uint16_t operation, 
 bool FichierPervasiveOuvrir(int base, int firstStation, int lastStation, int fileNumber);
 void FichierPervasiveFermer(int base, int firstStation, int lastStation, int fileNumber);
 // Opens `path` into the slot (base, fileNumber, station) with `openMode` (btr::OpenMode); the
-// path must exist. Returns the engine status (12 when the path does not exist).
+// path must exist. Returns the engine status (12 when the path does not exist). A slot that was
+// open is closed first.
 int16_t OuvertureFichierBTrieve(int base, int fileNumber, const std::string& path,
                                 uint32_t recordLength, int station, int8_t openMode);
+// Closes the slot with Close (1): the engine's Stop (25) would release every file of the
+// process, not just this one.
 void FermetureFichierBTrieve(int base, int fileNumber, int station);
 bool IsFileOpen(int base, int fileNumber, int station);
 std::string OpenFilePath(int base, int fileNumber, int station);
 
-// The full path of a station's file in the base's data folder ("" for the empty entries).
+// The full path of a station's file in the base's data folder ("" for the empty entries and for
+// unknown bases). A copy bank slot (kCopyBank + base) answers with its base's data folder.
 std::string DataFilePath(int base, int fileNumber, int station);
 
 // Creates `path` empty with the catalogue layout of `fileNumber` (an existing file is replaced);
@@ -79,7 +89,8 @@ long long RecordCount(int base, int fileNumber, int station);
 long long RecordCountOfFile(const std::string& path);
 
 // The structure reading: "F" line (record length, page size, keys, records) and one "K" line per
-// key segment with its flag words; "" and a trace line when the file cannot be opened.
+// key segment with its flag words; "" and a trace line when the file cannot be opened. The
+// engine's Reset before it is skipped while the layer holds open files, since it would close them.
 std::string LectureStructureFichier(int fileNumber, const std::string& path);
 // The engine's version, components "major.minor" separated by a blank.
 std::string VersionsMoteur();
@@ -87,7 +98,8 @@ std::string VersionsMoteur();
 // The message of a status (followed by a line feed).
 std::string ErreurBTrieveLibelle(int status, const std::string& fileName);
 // Reports the failed call in LastStatus() for the slot; returns the user's answer (Retry, Ignore
-// or Ok), or Abort when the program was ended.
+// or Ok), or Abort when the program was ended. Ok also when nothing was reported (status 0 or 80)
+// and when an unattended run goes on after a network incident.
 enum class ErrorChoice { Retry, Ignore, Ok, Abort };
 ErrorChoice ErreurBTrieve(int base, int fileNumber, int station, const std::string& data,
                           const std::string& caller, bool quietBox, int operation);
