@@ -16,6 +16,7 @@
 #include "app/Site.h"
 #include "app/Text.h"
 #include "store/PervasiveState.h"
+#include "store/RecordView.h"
 
 namespace toverin {
 
@@ -170,6 +171,10 @@ void GuardedCall(int base, uint16_t operation, std::string& data, std::string& k
                 // made on the latest version. The caller's record and key stay as they were.
                 std::string d = data;
                 std::string k = key;
+                if (k.find_first_not_of(std::string(" \0", 2)) == std::string::npos) {
+                    // A caller that did not keep the key of its read: the record names itself.
+                    k = KeyOf(fileNumber, keyNumber, data);
+                }
                 reRead(d, k);
             }
             continue;

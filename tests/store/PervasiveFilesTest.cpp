@@ -1,0 +1,192 @@
+// The access layer on the real engine and real files in a temporary data folder.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <regex>
+
+#include "app/Paths.h"
+#include "app/Text.h"
+#include "store/RecordLayout.h"
+#include "tests/store/PervasiveTestSupport.h"
+#include "tests/store/ScriptedEngine.h"
+
+namespace toverin::testing {
+namespace {
+
+using namespace btr;
+
+constexpr int kCommon = 42;  // one file for the base, key 0: bytes 1..20, unique
+
+std::string Record42(const std::string& key, char fill = ' ') {
+    std::string record = BlankRecord(kCommon);
+    record.replace(0, 20, FixedWidth(key, 20));
+    record[100] = fill;
+    return record;
+}
+
+class RealFiles : public AccessLayerTest {
+  protected:
+    int16_t Call(uint16_t operation, const std::string& search = "", int base = 0) {
+        key = search;
+        BTRieve(base, operation, data, key, 0, kCommon, 1, "Test");
+        return LastStatus();
+    }
+    int16_t Write(uint16_t operation, const std::string& record, int base = 0) {
+        data = record;
+        key.clear();
+        BTRieve(base, operation, data, key, 0, kCommon, 1, "Test");
+        return LastStatus();
+    }
+
+    std::string data;
+    std::string key;
+};
+
+TEST_F(RealFiles, SmallFilesAreCreatedOnOpenOthersStayMissing) {
+    ASSERT_TRUE(FichierPervasiveOuvrir(0, 1, 2, 45));
+    for (int station : {1, 2}) {
+        std::string path = DataFilePath(0, 45, station);
+        EXPECT_TRUE(FileExists(path)) << path;
+        EXPECT_TRUE(IsFileOpen(0, 45, station));
+        EXPECT_EQ(OpenFilePath(0, 45, station), path);
+        EXPECT_TRUE(Logged("File: " + path + " not found |Create empty structure"));
+    }
+    EXPECT_EQ(FileNameOf(DataFilePath(0, 45, 2)), "FRADB45.bt6");
+    EXPECT_EQ(RecordCount(0, 45, 2), 0);
+    FichierPervasiveFermer(0, 1, 2, 45);
+    EXPECT_FALSE(IsFileOpen(0, 45, 1));
+    EXPECT_EQ(RecordCount(0, 45, 1), -1);
+
+    // A missing file of another number is neither created nor opened; using it ends the program.
+    EXPECT_FALSE(FichierPervasiveOuvrir(0, 1, 1, 22));
+    EXPECT_FALSE(FileExists(DataFilePath(0, 22, 1)));
+    EXPECT_TRUE(dialogs.messages.empty());
+    std::string d, k;
+    BTRieve(0, kGetFirst, d, k, 0, 22, 1, "Lecture");
+    EXPECT_EQ(ends.size(), 1u);
+    EXPECT_EQ(LastStatus(), kFileNotOpen);
+
+    // Empty catalogue entries have no file.
+    EXPECT_FALSE(FichierPervasiveOuvrir(0, 1, 1, 36));
+}
+
+TEST_F(RealFiles, ReadsAndWritesGoThroughTheGuardedCall) {
+    ASSERT_TRUE(FichierPervasiveOuvrir(0, 1, 1, kCommon));
+    EXPECT_EQ(Write(kInsert, Record42("0002")), kSuccess);
+    EXPECT_EQ(Write(kInsert, Record42("0001")), kSuccess);
+    EXPECT_EQ(Write(kInsert, Record42("0003")), kSuccess);
+    EXPECT_EQ(Write(kInsert, Record42("0001")), kDuplicateKey);  // silent
+
+    EXPECT_EQ(Call(kGetEqual, FixedWidth("0002", 20)), kSuccess);
+    EXPECT_EQ(data.size(), CatalogueEntryFor(kCommon).recordLength);
+    EXPECT_EQ(key, FixedWidth("0002", 20));
+    EXPECT_EQ(Call(kGetNext, key), kSuccess);
+    EXPECT_EQ(data.substr(0, 4), "0003");
+    EXPECT_EQ(Call(kGetNext, key), kEndOfFile);                        // silent
+    EXPECT_EQ(Call(kGetEqual, FixedWidth("0009", 20)), kKeyNotFound);  // silent
+
+    // High values lowered to 'z' still find the last record below them.
+    EXPECT_EQ(Call(kGetLessThan, std::string(20, '\xff')), kSuccess);
+    EXPECT_EQ(data.substr(0, 4), "0003");
+
+    EXPECT_EQ(Call(kGetEqual, FixedWidth("0001", 20)), kSuccess);
+    EXPECT_EQ(Write(kUpdate, Record42("0001", 'X')), kSuccess);
+    EXPECT_EQ(Call(kGetFirst), kSuccess);
+    EXPECT_EQ(data[100], 'X');
+    EXPECT_TRUE(dialogs.messages.empty());
+
+    EXPECT_EQ(RecordCount(0, kCommon, 1), 3);
+    std::string path = OpenFilePath(0, kCommon, 1);
+    FichierPervasiveFermer(0, 1, 1, kCommon);
+    EXPECT_EQ(RecordCountOfFile(path), 3);
+    EXPECT_EQ(RecordCountOfFile(dir.file("nothing.bt6")), -1);
+}
+
+TEST_F(RealFiles, AnUpdateAfterAnotherSlotsChangeIsReReadAndWritten) {
+    // The base and its copy bank on the same file stand for two workstations.
+    ASSERT_TRUE(FichierPervasiveOuvrir(0, 1, 1, kCommon));
+    ASSERT_TRUE(FichierPervasiveOuvrir(kCopyBank, 1, 1, kCommon));
+    ASSERT_EQ(Write(kInsert, Record42("0001")), kSuccess);
+    ASSERT_EQ(Call(kGetEqual, FixedWidth("0001", 20), 0), kSuccess);
+    ASSERT_EQ(Call(kGetEqual, FixedWidth("0001", 20), kCopyBank), kSuccess);
+    ASSERT_EQ(Write(kUpdate, Record42("0001", 'A'), 0), kSuccess);
+
+    EXPECT_EQ(Write(kUpdate, Record42("0001", 'B'), kCopyBank), kSuccess);
+    EXPECT_EQ(clock->TotalSlept(), Milliseconds(500));
+    EXPECT_EQ(Call(kGetEqual, FixedWidth("0001", 20), 0), kSuccess);
+    EXPECT_EQ(data[100], 'B');
+    EXPECT_NE(CallHistory(kCopyBank)[0].find(" S:0"), std::string::npos);
+
+    // A caller that kept the key of its read is re-read by that key.
+    ASSERT_EQ(Write(kUpdate, Record42("0001", 'C'), kCopyBank), kSuccess);
+    data = Record42("0001", 'D');
+    key = FixedWidth("0001", 20);
+    BTRieve(0, kUpdate, data, key, 0, kCommon, 1, "Test");
+    EXPECT_EQ(LastStatus(), kSuccess);
+    EXPECT_EQ(clock->TotalSlept(), Milliseconds(1000));
+    EXPECT_EQ(Call(kGetEqual, FixedWidth("0001", 20), kCopyBank), kSuccess);
+    EXPECT_EQ(data[100], 'D');
+    FichierPervasiveFermer(kCopyBank, 1, 1, kCommon);
+    FichierPervasiveFermer(0, 1, 1, kCommon);
+}
+
+TEST_F(RealFiles, StructureOfACreatedFile) {
+    std::string path = dir.file("FRADA20.bt6");
+    ASSERT_EQ(CreationFichierBTrieve(path, 20), kSuccess);
+    // Reading a structure while the layer holds a file open leaves that file usable.
+    ASSERT_TRUE(FichierPervasiveOuvrir(0, 1, 1, kCommon));
+    std::string expected =
+        "F RecLen:300 PageSize:" + std::to_string(CatalogueEntryFor(20).pageSize) +
+        " Keys:4 Records:0\n"
+        "K0 Pos:1 Len:5 Modifiable\n"
+        "K1 Pos:6 Len:10 Duplicate Modifiable\n"
+        "K2 Pos:16 Len:20 Duplicate Modifiable Casse\n"
+        "K3 Pos:46 Len:1 Duplicate Modifiable Segmented\n"
+        "K3 Pos:16 Len:20 Duplicate Modifiable\n";
+    EXPECT_EQ(LectureStructureFichier(20, path), expected);
+    EXPECT_EQ(Write(kInsert, Record42("0001")), kSuccess);
+    FichierPervasiveFermer(0, 1, 1, kCommon);
+    // With nothing open, the engine is reset first; the answer is the same.
+    EXPECT_EQ(LectureStructureFichier(20, path), expected);
+
+    std::string missing = dir.file("FRADA21.bt6");
+    EXPECT_EQ(LectureStructureFichier(21, missing), "");
+    EXPECT_TRUE(Logged("Err: 12 File: " + missing));
+}
+
+TEST_F(RealFiles, FailedCreationIsRetriedOnceAndTraced) {
+    std::string path = dir.folder() + "absent/FRADA20.bt6";
+    EXPECT_NE(CreationFichierBTrieve(path, 20), kSuccess);
+    EXPECT_TRUE(Logged("Err: Create File: " + path +
+                       " |PbSBtrPosBulk$:  |PbTBtrFileBuf.RecLen: 300 |PbTBtrFileBuf.IndxCnt: 4"
+                       " |BufferCle: " +
+                       path + "  |LngCle: " + std::to_string(path.size() + 1)));
+
+    // The retry carries the name with a terminating blank.
+    ScriptedEngine engine;
+    engine.Queue(kCreate, kInvalidFileName);
+    std::string other = dir.file("FRADA20.bt6");
+    EXPECT_EQ(CreationFichierBTrieve(other, 20), kSuccess);
+    ASSERT_EQ(engine.calls.size(), 2u);
+    EXPECT_EQ(engine.calls[0].key, other);
+    EXPECT_EQ(engine.calls[1].key, other + " ");
+    EXPECT_EQ(engine.calls[1].dataLength, 160u);
+}
+
+TEST_F(RealFiles, AFileOfAnotherKindIsReportedAndLeftClosed) {
+    WriteFile(DataFilePath(0, kCommon, 1), "this is not a record file, just text");
+    EXPECT_FALSE(FichierPervasiveOuvrir(0, 1, 1, kCommon));
+    EXPECT_FALSE(IsFileOpen(0, kCommon, 1));
+    EXPECT_NE(LastStatus(), kSuccess);
+    ASSERT_EQ(dialogs.messages.size(), 1u);
+    EXPECT_NE(dialogs.messages[0].text.find(": Impossible d'ouvrir: "), std::string::npos);
+    EXPECT_TRUE(Logged(": Unable to open: " + DataFilePath(0, kCommon, 1)));
+}
+
+TEST_F(RealFiles, EngineVersion) {
+    EXPECT_TRUE(std::regex_match(VersionsMoteur(), std::regex(R"(1\.00 3\.\d\d)")))
+        << VersionsMoteur();
+}
+
+}  // namespace
+}  // namespace toverin::testing
