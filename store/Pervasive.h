@@ -53,6 +53,8 @@ void ResetRecordAccess();
 // blanks), `key` the key buffer, both in/out. The engine is handed the slot's record length of
 // data and a 255-byte key buffer (the key padded with NULs); `data` comes back as long as the
 // engine says, `key` at least as long as the key. The status is left in LastStatus().
+// A write that meets a conflict re-reads its record by `key` before retrying (by the record's own
+// key when `key` is blank), keeping the caller's `data`.
 void BTRieve(int base, uint16_t operation, std::string& data, std::string& key, int keyNumber,
              int fileNumber, int station, const std::string& caller);
 // One engine call on the slot, no retry and no report; returns the status. Files 0..49 only:

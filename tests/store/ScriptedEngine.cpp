@@ -34,11 +34,6 @@ std::vector<uint16_t> ScriptedEngine::Operations() const {
     return ops;
 }
 
-size_t ScriptedEngine::Count(uint16_t operation) const {
-    return static_cast<size_t>(std::count_if(
-        calls.begin(), calls.end(), [&](const EngineCall& c) { return c.operation == operation; }));
-}
-
 }  // namespace toverin::testing
 
 extern "C" int16_t ScriptedBtrCall(uint16_t operation, void* positionBlock, void* dataBuffer,

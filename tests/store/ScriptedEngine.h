@@ -39,7 +39,6 @@ class ScriptedEngine {
     void QueueRecord(uint16_t operation, int16_t status, std::string record);
 
     std::vector<uint16_t> Operations() const;
-    size_t Count(uint16_t operation) const;
     void ClearCalls() { calls.clear(); }
 
     std::vector<EngineCall> calls;
