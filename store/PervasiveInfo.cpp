@@ -15,7 +15,7 @@ using namespace pervasive;
 
 namespace {
 
-// Room for a specification of any size the engine allows; only the 160-byte head is read.
+// Room for the Stat answer of any key layout the engine allows; only the 160-byte head is read.
 constexpr size_t kStatBufferSize = 1024;
 constexpr size_t kVersionBufferSize = 255;
 
