@@ -126,6 +126,11 @@ bool FileExists(const std::string& path) {
     return !path.empty() && fs::is_regular_file(path, ec);
 }
 
+bool PathExists(const std::string& path) {
+    std::error_code ec;
+    return !path.empty() && fs::symlink_status(path, ec).type() != fs::file_type::not_found && !ec;
+}
+
 bool FolderExists(const std::string& path) {
     std::error_code ec;
     return !path.empty() && fs::is_directory(path, ec);

@@ -33,6 +33,8 @@ std::string FileNameOf(std::string_view path);
 std::string FolderOf(std::string_view path);  // with a trailing separator
 bool FileExists(const std::string& path);
 bool FolderExists(const std::string& path);
+// Anything at all at `path` (a file, a folder, a link).
+bool PathExists(const std::string& path);
 
 // Shares of this machine, for the UNC conversion.
 struct Share {

@@ -11,7 +11,11 @@ namespace {
 const char* kUsage =
     "usage: toverinctl COMMAND ...\n"
     "  ftp --server HOST[:PORT] --user U --password-file F [--passive] [--binary] [--cwd DIR]\n"
-    "      {ls|put LOCAL REMOTE|get REMOTE LOCAL|rm NAME|rmdir NAME|size NAME}\n";
+    "      {ls|put LOCAL REMOTE|get REMOTE LOCAL|rm NAME|rmdir NAME|size NAME}\n"
+    "  backup [--root DIR] --base N [--all]\n"
+    "  restore [--root DIR] --base N --day DAY --stations LIST [--files LIST] [--whole-file]\n"
+    "  create [--root DIR] --base N --stations LIST --files LIST [--yes]\n"
+    "      N: the base index as in /Backup_Base= (0 = the first base); LIST: 1,3 or 2-4 or all\n";
 
 }  // namespace
 
@@ -50,6 +54,9 @@ int Fail(const std::string& message, int status) {
 int RunCtl(const Args& args) {
     static const std::map<std::string, std::function<int(const Args&)>> commands = {
         {"ftp", RunFtpCommand},
+        {"backup", RunBackupCommand},
+        {"restore", RunRestoreCommand},
+        {"create", RunCreateCommand},
     };
     if (args.empty() || args[0] == "--help" || args[0] == "-h") {
         std::cout << kUsage;

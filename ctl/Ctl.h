@@ -14,6 +14,9 @@ int RunCtl(const Args& args);
 
 // The commands; each gets the words after its own name.
 int RunFtpCommand(const Args& args);
+int RunBackupCommand(const Args& args);
+int RunRestoreCommand(const Args& args);
+int RunCreateCommand(const Args& args);
 
 // Small helpers shared by the commands.
 // Value of "--name VALUE" or "--name=VALUE"; removes it from `args`. False when absent.

@@ -13,9 +13,12 @@ class FrmSetup : public QDialog {
   public:
     explicit FrmSetup(QWidget* parent = nullptr);
     void RefreshLog();
+    // Writes every base's backup settings from the controls.
+    void SaveBaseSettings();
     QCheckBox* CheckForcerVeille;
 
   private:
+    QWidget* BuildBasePage(int base, QWidget* parent);
     QListWidget* log_;
 };
 

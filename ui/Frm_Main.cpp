@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QScreen>
 #include <QStatusBar>
 #include <QVBoxLayout>
@@ -21,8 +22,13 @@
 #include "app/Site.h"
 #include "app/Startup.h"
 #include "app/Text.h"
+#include "operations/Backup.h"
+#include "store/Pervasive.h"
 #include "ui/FrmSetup.h"
 #include "ui/FrmSplash.h"
+#include "ui/FrmSysTray.h"
+#include "ui/OperationPages.h"
+#include "ui/PlanningPages.h"
 #include "ui/SingleInstance.h"
 
 namespace toverin::ui {
@@ -133,6 +139,14 @@ bool Frm_Main::Form_Load() {
         Announce("Toverin: Init: Create Object", true);
         BuildWindow();
         Announce("Toverin: Init: Data", true);
+        operationPages_ = new OperationPages(this);
+        operationPages_->Build();
+        planning_ = new PlanningPages(this, operationPages_->view());
+        planning_->Build();
+        planning_->scheduler().standbyCheck = [this] { TimerVeille_Timer(); };
+        if (!timerMainTick) timerMainTick = [this] { planning_->scheduler().TimerMain_Timer(); };
+        if (!savePlanning) savePlanning = [this] { planning_->SaveAll(); };
+        tray_ = new FrmSysTray([this] { ShowFromStandby(); }, [this] { ShowAbout(); }, this);
         if (initOperations) initOperations();
         Announce("Toverin: Init: TreeView", true);
         Announce("Toverin: Init: Grid", true);
@@ -157,8 +171,13 @@ bool Frm_Main::Form_Load() {
         if (CommandLineAsksBackup(st.ChaineDeCommande)) {
             if (commandLineBackup) {
                 commandLineBackup(st.BackupBase);
+            } else if (st.BackupBase < Site().baseCount) {
+                // Nobody watches a command-line backup: engine errors are logged, not asked.
+                AutomaticMode() = true;
+                BackupData(st.BackupBase, false, operationPages_->view());
+                AutomaticMode() = false;
             } else {
-                TraceLog("Backup Base: no backup available in this build");
+                TraceLog("Backup Base: " + std::to_string(st.BackupBase) + ": no such base");
             }
             abort = true;
         }
@@ -194,7 +213,7 @@ void Frm_Main::BuildWindow() {
     menu->setObjectName("Mnu01");
     QAction* veille = menu->addAction("Mise en veille");
     veille->setObjectName("Mnu01Veille");
-    connect(veille, &QAction::triggered, this, &Frm_Main::EnterStandby);
+    connect(veille, &QAction::triggered, this, &Frm_Main::CommandMiseEnVeille_Click);
     QAction* options = menu->addAction("Options...");
     options->setObjectName("Mnu01Options");
     connect(options, &QAction::triggered, this, &Frm_Main::ShowSetup);
@@ -226,6 +245,10 @@ void Frm_Main::BuildWindow() {
     }
     setCentralWidget(tabs_);
     statusBar()->showMessage(Q(Site().name));
+    auto* standby = new QPushButton("Mise en veille", this);
+    standby->setObjectName("CommandMiseEnVeille");
+    connect(standby, &QPushButton::clicked, this, &Frm_Main::CommandMiseEnVeille_Click);
+    statusBar()->addPermanentWidget(standby);
     resize(1000, 700);
 }
 
@@ -339,14 +362,25 @@ void Frm_Main::TimerMain_Timer() {
     });
 }
 
+void Frm_Main::CommandMiseEnVeille_Click() {
+    EnterStandby();
+}
+
 void Frm_Main::EnterStandby() {
     Startup().standby = true;
-    TraceLog("Standby: Start");
     hide();
+    if (tray_ && tray_->Show()) {
+        TraceLog("Standby: Start");
+    } else {
+        TraceLog(
+            "Standby: Start (no tray on this desktop: the window is hidden, the program keeps "
+            "running)");
+    }
 }
 
 void Frm_Main::ShowFromStandby() {
     Startup().standby = false;
+    if (tray_) tray_->Hide();
     showNormal();
     raise();
     activateWindow();

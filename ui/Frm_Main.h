@@ -16,6 +16,9 @@ class QVBoxLayout;
 namespace toverin::ui {
 
 class FrmSplash;
+class OperationPages;
+class PlanningPages;
+class FrmSysTray;
 class FrmSetup;
 class SingleInstance;
 
@@ -58,6 +61,8 @@ class Frm_Main : public QMainWindow {
     void MnuQuitter_Click();
     // Standby: hides the window (the tray shows it again).
     void EnterStandby();
+    // The standby button and menu entry.
+    void CommandMiseEnVeille_Click();
     void ShowFromStandby();
 
     // The page of `tab` for base `base` (0-based); later operations put their controls there.
@@ -79,6 +84,9 @@ class Frm_Main : public QMainWindow {
     std::function<void()> initOperations;
 
     bool unloaded() const { return unloaded_; }
+    OperationPages* pages() const { return operationPages_; }
+    PlanningPages* planning() const { return planning_; }
+    FrmSysTray* tray() const { return tray_; }
     // The program is locked by the user-rights lock (quitting is refused).
     bool locked = false;
     std::string versionText() const;
@@ -107,6 +115,9 @@ class Frm_Main : public QMainWindow {
     std::array<QTabWidget*, kMainTabCount> baseTabs_{};
     std::array<std::vector<QWidget*>, kMainTabCount> pages_;
     QPointer<FrmSplash> splash_;
+    OperationPages* operationPages_ = nullptr;
+    PlanningPages* planning_ = nullptr;
+    FrmSysTray* tray_ = nullptr;
     QPointer<FrmSetup> setup_;
     QTimer* timerLog_;
     int pendingUnloadMode_ = kFormControlMenu;

@@ -1,0 +1,173 @@
+// toverinctl backup / restore / create: the operations of the Backup, Restauration and Création
+// tabs for scripts and service managers. Questions are answered by the flags; a question no flag
+// answers gets No, and both are logged. The exit status is 0 only when the operation finished
+// without error.
+#include <iostream>
+#include <sstream>
+
+#include "app/DateTime.h"
+#include "app/Dialogs.h"
+#include "app/Initialisation.h"
+#include "app/Log.h"
+#include "app/Paths.h"
+#include "app/Site.h"
+#include "app/Text.h"
+#include "ctl/Ctl.h"
+#include "operations/Backup.h"
+#include "operations/Restore.h"
+#include "store/Pervasive.h"
+
+namespace toverin::ctl {
+namespace {
+
+// Answers the operations' questions from the command line's flags and logs every one.
+class FlagDialogs final : public Dialogs {
+  public:
+    explicit FlagDialogs(bool yes) : yes_(yes) {}
+    MsgAnswer Message(const MsgRequest& request) override {
+        MsgAnswer answer = UnattendedAnswer(request);
+        if (request.buttons == MsgButtons::YesNo && yes_) answer = MsgAnswer::Yes;
+        std::string text = ReplaceAll(ReplaceAll(request.text, "\r\n", " "), "\n", " ");
+        TraceLog("toverinctl: Message: '" + text + "' |Answer: " + AnswerName(answer));
+        std::cerr << text << " -> " << AnswerName(answer) << "\n";
+        return answer;
+    }
+    std::optional<std::string> Input(const InputRequest& request) override {
+        TraceLog("toverinctl: Input: '" + request.prompt + "' |Answer: Annuler");
+        return std::nullopt;
+    }
+    std::string SelectFolder(const std::string&, const std::string&) override { return "*"; }
+
+  private:
+    bool yes_;
+};
+
+// Reads the site as the program does: --root, TOVERIN_ROOT or the user's "Kavella" folder.
+bool OpenSite(Args& args) {
+    std::string root;
+    TakeOption(args, "--root", root);
+    SetSuiteRoot(DetermineSuiteRoot(root, ""));
+    DetermineDossierSettings();
+    DetermineDossierSettingsApplication();
+    DetermineFichierConfig();
+    return InitGeneralSite() == SiteInitResult::Ok;
+}
+
+bool ParseBase(Args& args, int& base) {
+    std::string text;
+    if (!TakeOption(args, "--base", text)) return false;
+    try {
+        size_t used = 0;
+        base = std::stoi(text, &used);
+        return used == text.size() && base >= 0 && base < Site().baseCount;
+    } catch (...) {
+        return false;
+    }
+}
+
+// "1,3" or "1-3" or "all" into a selection of numbers first..last.
+template <size_t N>
+bool ParseList(const std::string& text, int first, std::array<bool, N>& out) {
+    out.fill(false);
+    if (text == "all") {
+        for (size_t i = 0; i < N; ++i) out[i] = true;
+        return true;
+    }
+    std::stringstream ss(text);
+    std::string item;
+    while (std::getline(ss, item, ',')) {
+        size_t dash = item.find('-');
+        try {
+            int a = std::stoi(item.substr(0, dash));
+            int b = dash == std::string::npos ? a : std::stoi(item.substr(dash + 1));
+            for (int v = a; v <= b; ++v) {
+                if (v - first < 0 || v - first >= static_cast<int>(N)) return false;
+                out[static_cast<size_t>(v - first)] = true;
+            }
+        } catch (...) {
+            return false;
+        }
+    }
+    return true;
+}
+
+struct Session {
+    explicit Session(bool yes) : dialogs(yes) { SetAppDialogs(&dialogs); }
+    ~Session() {
+        TraceLogForce();
+        SetAppDialogs(nullptr);
+    }
+    FlagDialogs dialogs;
+    RecordingView view;
+};
+
+}  // namespace
+
+int RunBackupCommand(const Args& input) {
+    Args args = input;
+    bool all = TakeFlag(args, "--all");
+    Session session(false);
+    if (!OpenSite(args)) return Fail("backup: the site could not be read", 3);
+    int base = 0;
+    if (!ParseBase(args, base)) return Fail("backup: --base N (0 = the first base) is required");
+    if (!args.empty()) return Fail("backup: unexpected '" + args[0] + "'");
+    BackupOutcome outcome = BackupData(base, all, session.view);
+    std::cout << "backup of base " << base << ": " << outcome.records << " records, "
+              << outcome.failedFiles << " file(s) failed" << (outcome.stopped ? ", stopped" : "")
+              << "\n";
+    return outcome.finished && outcome.failedFiles == 0 ? 0 : 1;
+}
+
+int RunRestoreCommand(const Args& input) {
+    Args args = input;
+    RestoreRequest request;
+    request.createEmptyStructure = TakeFlag(args, "--whole-file");
+    Session session(false);
+    if (!OpenSite(args)) return Fail("restore: the site could not be read", 3);
+    int base = 0;
+    if (!ParseBase(args, base)) return Fail("restore: --base N (0 = the first base) is required");
+    std::string day, stations, files = "all";
+    if (!TakeOption(args, "--day", day))
+        return Fail("restore: --day DAY (Lundi .. Dimanche) is required");
+    bool known = false;
+    for (int d = 1; d <= 7; ++d) {
+        if (EqualsIgnoreCase(day, DayName(d))) {
+            day = DayName(d);
+            known = true;
+        }
+    }
+    if (!known) return Fail("restore: unknown day '" + day + "' (Lundi .. Dimanche)");
+    if (!TakeOption(args, "--stations", stations) || !ParseList(stations, 1, request.stations))
+        return Fail("restore: --stations LIST (for example 1,2 or 1-3) is required");
+    TakeOption(args, "--files", files);
+    if (!ParseList(files, 0, request.files))
+        return Fail("restore: bad --files list '" + files + "'");
+    if (!args.empty()) return Fail("restore: unexpected '" + args[0] + "'");
+    request.dayName = day;
+    RestoreOutcome outcome = RestoreData(base, request, session.view);
+    std::cout << "restore of base " << base << " from " << day << ": " << outcome.restoredFiles
+              << " file(s) restored, " << outcome.failedFiles << " failed\n";
+    return !outcome.refused && outcome.restoredFiles > 0 && outcome.failedFiles == 0 ? 0 : 1;
+}
+
+int RunCreateCommand(const Args& input) {
+    Args args = input;
+    bool yes = TakeFlag(args, "--yes");
+    Session session(yes);
+    if (!OpenSite(args)) return Fail("create: the site could not be read", 3);
+    int base = 0;
+    if (!ParseBase(args, base)) return Fail("create: --base N (0 = the first base) is required");
+    CreationRequest request;
+    std::string stations, files;
+    if (!TakeOption(args, "--stations", stations) || !ParseList(stations, 1, request.stations))
+        return Fail("create: --stations LIST is required");
+    if (!TakeOption(args, "--files", files) || !ParseList(files, 0, request.files))
+        return Fail("create: --files LIST is required");
+    if (!args.empty()) return Fail("create: unexpected '" + args[0] + "'");
+    CreationOutcome outcome = CreateData(base, request, session.view);
+    std::cout << "create in base " << base << ": " << outcome.created << " created, "
+              << outcome.kept << " kept, " << outcome.failed << " failed\n";
+    return !outcome.refused && outcome.failed == 0 ? 0 : 1;
+}
+
+}  // namespace toverin::ctl

@@ -1,0 +1,260 @@
+#include "ui/OperationPages.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFormLayout>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QProgressBar>
+#include <QPushButton>
+
+#include "app/DateTime.h"
+#include "app/Ini.h"
+#include "app/Site.h"
+#include "operations/Backup.h"
+#include "operations/BackupSettings.h"
+#include "operations/OperationState.h"
+#include "operations/Restore.h"
+#include "store/Catalogue.h"
+#include "ui/Frm_Main.h"
+
+namespace toverin::ui {
+namespace {
+
+QString Q(const std::string& s) {
+    return QString::fromStdString(s);
+}
+
+template <class W>
+W* Named(W* widget, const char* control, int index) {
+    widget->setObjectName(ControlName(control, index));
+    return widget;
+}
+
+QLineEdit* ReadOnlyBox(QWidget* parent, const char* control, int index) {
+    auto* box = Named(new QLineEdit(parent), control, index);
+    box->setReadOnly(true);
+    return box;
+}
+
+QProgressBar* Bar(QWidget* parent, const char* control, int index) {
+    auto* bar = Named(new QProgressBar(parent), control, index);
+    bar->setRange(0, 1);
+    bar->setValue(0);
+    return bar;
+}
+
+QListWidget* StationList(QWidget* parent, const char* control, int base) {
+    auto* list = Named(new QListWidget(parent), control, base);
+    list->setSelectionMode(QAbstractItemView::MultiSelection);
+    for (const auto& station : Site().bases[base].stations) list->addItem(Q(station.label));
+    list->setMaximumHeight(160);
+    return list;
+}
+
+template <class Array>
+Array Selection(QListWidget* list) {
+    Array out{};
+    for (int i = 0; list && i < list->count() && i < static_cast<int>(out.size()); ++i)
+        out[i] = list->item(i)->isSelected();
+    return out;
+}
+
+}  // namespace
+
+OperationPages::OperationPages(Frm_Main* main) : QObject(main), main_(main), view_(main) {}
+
+void OperationPages::Build() {
+    for (int b = 0; b < Site().baseCount; ++b) {
+        BuildBackupPage(b);
+        BuildRestorePage(b);
+        BuildCreationPage(b);
+    }
+    ShowRestoreDates();
+}
+
+QListWidget* OperationPages::FileList(QWidget* parent, int base, bool selectFromSettings) {
+    auto* list = Named(new QListWidget(parent), "ListeDesFichiers", base);
+    list->setSelectionMode(QAbstractItemView::MultiSelection);
+    BackupOptions options = LoadBackupOptions(base);
+    for (int f = 0; f < kCatalogueSize; ++f) {
+        auto* item = new QListWidgetItem(Q(FileListLine(f)), list);
+        if (!CatalogueEntryFor(f).Exists()) item->setFlags(Qt::NoItemFlags);
+        item->setSelected(selectFromSettings && options.files[f]);
+    }
+    return list;
+}
+
+void OperationPages::SaveFileSelection(int base, QListWidget* list) {
+    BackupOptions options = LoadBackupOptions(base);
+    options.files = Selection<std::array<bool, kCatalogueSize>>(list);
+    SaveBackupOptions(base, options);
+}
+
+void OperationPages::BuildBackupPage(int b) {
+    QWidget* page = main_->BasePage(MainTab::Backup, b);
+    auto* row = new QHBoxLayout();
+    QListWidget* files = FileList(page, b, true);
+    connect(files, &QListWidget::itemSelectionChanged, this,
+            [this, b, files] { SaveFileSelection(b, files); });
+    row->addWidget(files, 2);
+
+    auto* right = new QVBoxLayout();
+    auto* buttons = new QHBoxLayout();
+    auto* now =
+        Named(new QPushButton(QString::fromUtf8("Backup immédiat"), page), "CommandBkpNow", b);
+    auto* pause = Named(new QPushButton("Pause", page), "CommandBkpPause", b);
+    auto* stop = Named(new QPushButton("Stop", page), "CommandBkpStop", b);
+    pause->setEnabled(false);
+    stop->setEnabled(false);
+    connect(now, &QPushButton::clicked, this, [this, b] { CommandBkpNow(b); });
+    connect(pause, &QPushButton::clicked, this, [this, b] { CommandBkpPause(b); });
+    connect(stop, &QPushButton::clicked, this, [this, b] { CommandBkpStop(b); });
+    buttons->addWidget(now);
+    buttons->addWidget(pause);
+    buttons->addWidget(stop);
+    right->addLayout(buttons);
+
+    auto* progress = new QGroupBox("Progression", page);
+    auto* form = new QFormLayout(progress);
+    form->addRow("Fichier:", Named(new QLabel(progress), "LabelBkpFichier", b));
+    form->addRow(QString::fromUtf8("Clé:"), Named(new QLabel(progress), "LabelBkpKey", b));
+    form->addRow("Fichiers:", Bar(progress, "ProgressBarBkpFichiers", b));
+    form->addRow("Stations:", Bar(progress, "ProgressBarBkpStations", b));
+    form->addRow("Enregistrements:", Bar(progress, "ProgressBarBkpRecords", b));
+    form->addRow("Début:", ReadOnlyBox(progress, "TexteTimingDebutBkp", b));
+    form->addRow("Fin:", ReadOnlyBox(progress, "TexteTimingFinBkp", b));
+    form->addRow(QString::fromUtf8("Durée:"), ReadOnlyBox(progress, "TexteDureeBkp", b));
+    form->addRow("Dernier backup:", ReadOnlyBox(progress, "TexteDatePrevBkp", b));
+    right->addWidget(progress);
+    right->addStretch();
+    row->addLayout(right, 3);
+    main_->BasePageLayout(MainTab::Backup, b)->addLayout(row);
+
+    std::string last = LectureIni(Site().bases[b].BkSysIni(), "Sauvegarde", "Date", "");
+    LocalTime t;
+    if (ParseDateTime(last, t)) view_.SetText("TexteDatePrevBkp", b, FormatLongDateTime(t));
+}
+
+void OperationPages::BuildRestorePage(int b) {
+    QWidget* page = main_->BasePage(MainTab::Restauration, b);
+    auto* row = new QHBoxLayout();
+    auto* left = new QVBoxLayout();
+    left->addWidget(new QLabel("Stations:", page));
+    left->addWidget(StationList(page, "ListeRestaurationStation", b));
+    left->addWidget(new QLabel("Fichiers:", page));
+    left->addWidget(FileList(page, b, false));
+    row->addLayout(left, 2);
+
+    auto* right = new QVBoxLayout();
+    auto* days = new QGroupBox("Backups disponibles", page);
+    auto* grid = new QGridLayout(days);
+    auto* combo = Named(new QComboBox(days), "ComboRestaurationJour", b);
+    for (int d = 1; d <= 7; ++d) {
+        combo->addItem(Q(DayName(d)));
+        grid->addWidget(new QLabel(Q(DayName(d)), days), d - 1, 0);
+        grid->addWidget(ReadOnlyBox(days, "TexteRestaurationDate", b * 7 + d - 1), d - 1, 1);
+    }
+    combo->setCurrentIndex(WeekdayMondayFirst(AppClock().Now()) - 1);
+    right->addWidget(days);
+    auto* form = new QFormLayout();
+    form->addRow("Jour du backup:", combo);
+    auto* check =
+        Named(new QCheckBox(QString::fromUtf8("Création d'une structure cible vide"), page),
+              "CheckRestoreCreateEmptyStructure", b);
+    form->addRow(check);
+    right->addLayout(form);
+    auto* restore = Named(new QPushButton("Restaurer", page), "CommandRestoreNow", b);
+    connect(restore, &QPushButton::clicked, this, [this, b] { CommandRestoreNow(b); });
+    right->addWidget(restore);
+    auto* progress = new QGroupBox("Progression", page);
+    auto* pf = new QFormLayout(progress);
+    pf->addRow("Fichier:", Named(new QLabel(progress), "LabelRestaurationFichier", b));
+    pf->addRow(QString::fromUtf8("Clé:"), Named(new QLabel(progress), "LabelRestaurationKey", b));
+    pf->addRow("Fichiers:", Bar(progress, "ProgressBarRestaurationFichiers", b));
+    pf->addRow("Stations:", Bar(progress, "ProgressBarRestaurationStations", b));
+    pf->addRow("Enregistrements:", Bar(progress, "ProgressBarRestaurationRecords", b));
+    pf->addRow("Début:", ReadOnlyBox(progress, "TexteTimingDebutRestauration", b));
+    pf->addRow("Fin:", ReadOnlyBox(progress, "TexteTimingFinRestauration", b));
+    pf->addRow(QString::fromUtf8("Durée:"), ReadOnlyBox(progress, "TexteDureeRestauration", b));
+    right->addWidget(progress);
+    right->addStretch();
+    row->addLayout(right, 3);
+    main_->BasePageLayout(MainTab::Restauration, b)->addLayout(row);
+}
+
+void OperationPages::BuildCreationPage(int b) {
+    QWidget* page = main_->BasePage(MainTab::Creation, b);
+    auto* row = new QHBoxLayout();
+    auto* left = new QVBoxLayout();
+    left->addWidget(new QLabel("Stations:", page));
+    left->addWidget(StationList(page, "ListeCreationStation", b));
+    left->addStretch();
+    row->addLayout(left, 1);
+    auto* right = new QVBoxLayout();
+    right->addWidget(new QLabel(QString::fromUtf8("Fichiers à créer à vide:"), page));
+    right->addWidget(FileList(page, b, false));
+    auto* create =
+        Named(new QPushButton(QString::fromUtf8("Créer"), page), "CommandCreationNow", b);
+    connect(create, &QPushButton::clicked, this, [this, b] { CommandCreationNow(b); });
+    right->addWidget(create);
+    row->addLayout(right, 2);
+    main_->BasePageLayout(MainTab::Creation, b)->addLayout(row);
+}
+
+void OperationPages::ShowRestoreDates() {
+    for (int b = 0; b < Site().baseCount; ++b) {
+        for (int d = 1; d <= 7; ++d) {
+            std::string value =
+                LectureIni(Site().bases[b].BkSysIni(), "Sauvegarde", DayName(d), "");
+            LocalTime t;
+            view_.SetText("TexteRestaurationDate", b * 7 + d - 1,
+                          ParseDateTime(value, t) ? FormatLongDateTime(t) : value);
+        }
+    }
+}
+
+void OperationPages::CommandBkpNow(int base) {
+    if (Operations().backupRunning[base]) return;
+    view_.SetEnabled("CommandBkpNow", base, false);
+    CommandBkpNow_Click(base, view_);
+    view_.SetEnabled("CommandBkpNow", base, true);
+}
+
+void OperationPages::CommandBkpPause(int base) {
+    CommandBkpPause_Click(base, view_);
+}
+void OperationPages::CommandBkpStop(int base) {
+    CommandBkpStop_Click(base);
+}
+
+void OperationPages::CommandRestoreNow(int base) {
+    QWidget* page = main_->BasePage(MainTab::Restauration, base);
+    RestoreRequest request;
+    request.stations = Selection<std::array<bool, kMaxStations>>(
+        page->findChild<QListWidget*>(ControlName("ListeRestaurationStation", base)));
+    request.files = Selection<std::array<bool, kCatalogueSize>>(
+        page->findChild<QListWidget*>(ControlName("ListeDesFichiers", base)));
+    auto* combo = page->findChild<QComboBox*>(ControlName("ComboRestaurationJour", base));
+    request.dayName = combo ? combo->currentText().toStdString() : DayName(AppClock().Now());
+    auto* check =
+        page->findChild<QCheckBox*>(ControlName("CheckRestoreCreateEmptyStructure", base));
+    request.createEmptyStructure = check && check->isChecked();
+    RestoreData(base, request, view_);
+}
+
+void OperationPages::CommandCreationNow(int base) {
+    QWidget* page = main_->BasePage(MainTab::Creation, base);
+    CreationRequest request;
+    request.stations = Selection<std::array<bool, kMaxStations>>(
+        page->findChild<QListWidget*>(ControlName("ListeCreationStation", base)));
+    request.files = Selection<std::array<bool, kCatalogueSize>>(
+        page->findChild<QListWidget*>(ControlName("ListeDesFichiers", base)));
+    CreateData(base, request, view_);
+}
+
+}  // namespace toverin::ui

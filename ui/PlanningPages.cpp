@@ -1,0 +1,266 @@
+#include "ui/PlanningPages.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "app/DateTime.h"
+#include "app/Log.h"
+#include "app/Site.h"
+#include "app/Startup.h"
+#include "app/Text.h"
+#include "ui/Frm_Main.h"
+#include "ui/QtOperationView.h"
+
+namespace toverin::ui {
+namespace {
+
+struct KindNames {
+    const char* prefix;   // "Bkp", "Export", "Import"
+    const char* activer;  // the base's planning switch
+    const char* next;     // the next-date box
+    MainTab tab;
+};
+
+QString Q(const std::string& s) {
+    return QString::fromStdString(s);
+}
+
+template <class W>
+W* Named(W* w, const std::string& control, int index) {
+    w->setObjectName(ControlName(control, index));
+    return w;
+}
+
+}  // namespace
+
+PlanningPages::PlanningPages(Frm_Main* main, QtOperationView& view)
+    : QObject(main), main_(main), scheduler_(view) {}
+
+void PlanningPages::Build() {
+    loading_ = true;
+    for (int b = 0; b < Site().baseCount; ++b) {
+        for (Kind kind : {Kind::Backup, Kind::Export, Kind::Import}) {
+            MainTab tab = kind == Kind::Backup   ? MainTab::Backup
+                          : kind == Kind::Export ? MainTab::Export
+                                                 : MainTab::Import;
+            main_->BasePageLayout(tab, b)->addWidget(BuildPlan(kind, b, main_->BasePage(tab, b)));
+            if (kind != Kind::Backup) main_->BasePageLayout(tab, b)->addStretch();
+        }
+    }
+    scheduler_.Load();
+    // Show the plans as loaded.
+    for (int b = 0; b < Site().baseCount; ++b) {
+        const BasePlan& plan = scheduler_.Plan(b);
+        auto fill = [&](const std::string& prefix, const OperationPlan& op, const char* activer) {
+            for (int r = 0; r < kPlanRows; ++r) {
+                int i = b * 10 + r;
+                if (auto* c =
+                        main_->findChild<QCheckBox*>(ControlName("Check" + prefix + "Active", i)))
+                    c->setChecked(op.rows[r].active);
+                if (auto* c =
+                        main_->findChild<QComboBox*>(ControlName("Combo" + prefix + "Jour", i)))
+                    c->setCurrentIndex(op.rows[r].weekday);
+                if (auto* c =
+                        main_->findChild<QComboBox*>(ControlName("Combo" + prefix + "Heure", i)))
+                    c->setCurrentIndex(op.rows[r].hour);
+                if (auto* c =
+                        main_->findChild<QComboBox*>(ControlName("Combo" + prefix + "Minute", i)))
+                    c->setCurrentIndex(op.rows[r].minute);
+            }
+            if (auto* c = main_->findChild<QCheckBox*>(ControlName(activer, b)))
+                c->setChecked(op.active);
+        };
+        fill("Bkp", plan.backup, "CheckBackupActiver");
+        fill("Export", plan.exportPlan, "CheckExportActiver");
+        fill("Import", plan.importPlan, "CheckImportActiver");
+        if (auto* c = main_->findChild<QCheckBox*>(ControlName("CheckBkpAll", b)))
+            c->setChecked(plan.backupAll);
+        if (auto* c = main_->findChild<QComboBox*>(ControlName("ComboExportNature", b)))
+            c->setCurrentIndex(plan.exportPlan.nature == 2 ? 1 : 0);
+        if (auto* c = main_->findChild<QComboBox*>(ControlName("ComboImportNature", b)))
+            c->setCurrentIndex(std::clamp(plan.importPlan.nature, 0, 2));
+        for (int s = 0; s < kMaxStations; ++s)
+            if (auto* c =
+                    main_->findChild<QCheckBox*>(ControlName("CheckExportStation", b * 10 + s)))
+                c->setChecked(s < static_cast<int>(plan.stationsExport.size()) &&
+                              plan.stationsExport[s] == '1');
+        for (int k = 0; k < 8; ++k) {
+            std::string name =
+                std::string(k < 4 ? "ComboImportStationSource0" : "ComboImportStationCible0") +
+                std::to_string(k % 4 + 1);
+            int station =
+                k * 2 + 1 < static_cast<int>(plan.stationsImport.size())
+                    ? std::stoi("0" + plan.stationsImport.substr(static_cast<size_t>(k) * 2, 2))
+                    : 0;
+            if (auto* c = main_->findChild<QComboBox*>(ControlName(name, b)))
+                c->setCurrentIndex(std::clamp(station, 0, kMaxStations));
+        }
+        scheduler_.DetermineDateProchainBackup(b);
+        scheduler_.DetermineDateProchainExport(b);
+        scheduler_.DetermineDateProchainImport(b);
+    }
+    loading_ = false;
+}
+
+QGroupBox* PlanningPages::BuildPlan(Kind kind, int b, QWidget* page) {
+    static const KindNames names[] = {
+        {"Bkp", "CheckBackupActiver", "TexteDateProchainBackup", MainTab::Backup},
+        {"Export", "CheckExportActiver", "TexteDateProchainExport", MainTab::Export},
+        {"Import", "CheckImportActiver", "TexteDateProchainImport", MainTab::Import}};
+    const KindNames& n = names[static_cast<int>(kind)];
+    const std::string prefix = n.prefix;
+    auto* box = new QGroupBox(QString::fromUtf8("Planification"), page);
+    auto* layout = new QVBoxLayout(box);
+    auto* top = new QHBoxLayout();
+    auto* activer = Named(new QCheckBox("Activer la planification", box), n.activer, b);
+    connect(activer, &QCheckBox::toggled, this, &PlanningPages::MarkModified);
+    top->addWidget(activer);
+    if (kind == Kind::Backup) {
+        auto* all = Named(new QCheckBox(QString::fromUtf8("Sauvegarder tout l'historique"), box),
+                          "CheckBkpAll", b);
+        connect(all, &QCheckBox::toggled, this, &PlanningPages::MarkModified);
+        top->addWidget(all);
+    }
+    top->addStretch();
+    layout->addLayout(top);
+
+    auto* grid = new QGridLayout();
+    for (int r = 0; r < kPlanRows; ++r) {
+        const int i = b * 10 + r;
+        auto* active =
+            Named(new QCheckBox(QString::number(r + 1), box), "Check" + prefix + "Active", i);
+        auto* day = Named(new QComboBox(box), "Combo" + prefix + "Jour", i);
+        for (int d = 1; d <= 7; ++d) day->addItem(Q(DayName(d)));
+        auto* hour = Named(new QComboBox(box), "Combo" + prefix + "Heure", i);
+        for (int h = 0; h < 24; ++h) hour->addItem(Q(ZeroPad(h, 2)));
+        auto* minute = Named(new QComboBox(box), "Combo" + prefix + "Minute", i);
+        for (int m = 0; m < 60; ++m) minute->addItem(Q(ZeroPad(m, 2)));
+        connect(active, &QCheckBox::toggled, this, &PlanningPages::MarkModified);
+        for (QComboBox* c : {day, hour, minute})
+            connect(c, &QComboBox::currentIndexChanged, this, &PlanningPages::MarkModified);
+        int row = r % 5, col = (r / 5) * 5;
+        grid->addWidget(active, row, col);
+        grid->addWidget(day, row, col + 1);
+        grid->addWidget(hour, row, col + 2);
+        grid->addWidget(new QLabel("h", box), row, col + 3);
+        grid->addWidget(minute, row, col + 4);
+    }
+    layout->addLayout(grid);
+
+    if (kind == Kind::Export) {
+        auto* row = new QHBoxLayout();
+        row->addWidget(new QLabel("Nature:", box));
+        auto* nature = Named(new QComboBox(box), "ComboExportNature", b);
+        nature->addItem(QString::fromUtf8(kExportNatures[0]));
+        nature->addItem(QString::fromUtf8(kExportNatures[2]));
+        connect(nature, &QComboBox::currentIndexChanged, this, &PlanningPages::MarkModified);
+        row->addWidget(nature);
+        row->addWidget(new QLabel("Stations:", box));
+        for (int s = 0; s < Site().bases[b].stationCount; ++s) {
+            auto* st = Named(new QCheckBox(Q(Site().bases[b].stations[s].label), box),
+                             "CheckExportStation", b * 10 + s);
+            connect(st, &QCheckBox::toggled, this, &PlanningPages::MarkModified);
+            row->addWidget(st);
+        }
+        row->addStretch();
+        layout->addLayout(row);
+    } else if (kind == Kind::Import) {
+        auto* row = new QGridLayout();
+        row->addWidget(new QLabel("Nature:", box), 0, 0);
+        auto* nature = Named(new QComboBox(box), "ComboImportNature", b);
+        for (const char* name : kImportNatures) nature->addItem(QString::fromUtf8(name));
+        connect(nature, &QComboBox::currentIndexChanged, this, &PlanningPages::MarkModified);
+        row->addWidget(nature, 0, 1, 1, 4);
+        for (int k = 0; k < 8; ++k) {
+            std::string name =
+                std::string(k < 4 ? "ComboImportStationSource0" : "ComboImportStationCible0") +
+                std::to_string(k % 4 + 1);
+            auto* combo = Named(new QComboBox(box), name, b);
+            combo->addItem("-");
+            for (int s = 1; s <= kMaxStations; ++s) combo->addItem(Q(DefaultStationLabel(s)));
+            connect(combo, &QComboBox::currentIndexChanged, this, &PlanningPages::MarkModified);
+            if (k % 4 == 0)
+                row->addWidget(new QLabel(k < 4 ? "Sources:" : "Cibles:", box), 1 + k / 4, 0);
+            row->addWidget(combo, 1 + k / 4, 1 + k % 4);
+        }
+        layout->addLayout(row);
+    }
+
+    auto* bottom = new QHBoxLayout();
+    bottom->addWidget(
+        new QLabel(kind == Kind::Backup ? "Prochain backup:" : "Prochaine date:", box));
+    auto* next = Named(new QLineEdit(box), n.next, b);
+    next->setReadOnly(true);
+    bottom->addWidget(next, 1);
+    auto* save = Named(new QPushButton("Enregistrer", box), "Command" + prefix + "Enregistrer", b);
+    connect(save, &QPushButton::clicked, this, [this, b] { Save(b); });
+    bottom->addWidget(save);
+    layout->addLayout(bottom);
+    return box;
+}
+
+void PlanningPages::MarkModified() {
+    if (!loading_) Startup().planningModified = true;
+}
+
+void PlanningPages::ReadControls(int b) {
+    BasePlan& plan = scheduler_.Plan(b);
+    auto read = [&](const std::string& prefix, OperationPlan& op, const char* activer) {
+        for (int r = 0; r < kPlanRows; ++r) {
+            int i = b * 10 + r;
+            if (auto* c = main_->findChild<QCheckBox*>(ControlName("Check" + prefix + "Active", i)))
+                op.rows[r].active = c->isChecked();
+            if (auto* c = main_->findChild<QComboBox*>(ControlName("Combo" + prefix + "Jour", i)))
+                op.rows[r].weekday = c->currentIndex();
+            if (auto* c = main_->findChild<QComboBox*>(ControlName("Combo" + prefix + "Heure", i)))
+                op.rows[r].hour = c->currentIndex();
+            if (auto* c = main_->findChild<QComboBox*>(ControlName("Combo" + prefix + "Minute", i)))
+                op.rows[r].minute = c->currentIndex();
+        }
+        if (auto* c = main_->findChild<QCheckBox*>(ControlName(activer, b)))
+            op.active = c->isChecked();
+    };
+    read("Bkp", plan.backup, "CheckBackupActiver");
+    read("Export", plan.exportPlan, "CheckExportActiver");
+    read("Import", plan.importPlan, "CheckImportActiver");
+    if (auto* c = main_->findChild<QCheckBox*>(ControlName("CheckBkpAll", b)))
+        plan.backupAll = c->isChecked();
+    if (auto* c = main_->findChild<QComboBox*>(ControlName("ComboExportNature", b)))
+        plan.exportPlan.nature = c->currentIndex() == 1 ? 2 : 0;
+    if (auto* c = main_->findChild<QComboBox*>(ControlName("ComboImportNature", b)))
+        plan.importPlan.nature = c->currentIndex();
+    std::string stations(kMaxStations, '0');
+    for (int s = 0; s < kMaxStations; ++s)
+        if (auto* c = main_->findChild<QCheckBox*>(ControlName("CheckExportStation", b * 10 + s)))
+            stations[s] = c->isChecked() ? '1' : '0';
+    plan.stationsExport = stations;
+    std::string import;
+    for (int k = 0; k < 8; ++k) {
+        std::string name =
+            std::string(k < 4 ? "ComboImportStationSource0" : "ComboImportStationCible0") +
+            std::to_string(k % 4 + 1);
+        auto* c = main_->findChild<QComboBox*>(ControlName(name, b));
+        import += ZeroPad(c ? c->currentIndex() : 0, 2);
+    }
+    plan.stationsImport = import;
+}
+
+void PlanningPages::Save(int b) {
+    ReadControls(b);
+    scheduler_.Save(b);
+    TraceLog("Planning saved: base " + std::to_string(b));
+    Startup().planningModified = false;
+}
+
+void PlanningPages::SaveAll() {
+    for (int b = 0; b < Site().baseCount; ++b) Save(b);
+}
+
+}  // namespace toverin::ui
