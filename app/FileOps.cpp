@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <thread>
 #include <vector>
 
 #include "app/Clock.h"
@@ -348,7 +349,8 @@ int AttenteFinProcessusExterne(long processId) {
         }
         if (r < 0) return -1;
         DoEvents();
-        AppClock().Sleep(Milliseconds(50));
+        // A real process takes real time: this wait is not the program's clock.
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
 }
 

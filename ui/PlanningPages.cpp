@@ -152,6 +152,8 @@ QGroupBox* PlanningPages::BuildPlan(Kind kind, int b, QWidget* page) {
         grid->addWidget(new QLabel("h", box), row, col + 3);
         grid->addWidget(minute, row, col + 4);
     }
+    grid->setColumnStretch(10, 1);  // the rows keep their natural width, on the left
+    grid->setColumnMinimumWidth(5, 24);
     layout->addLayout(grid);
 
     if (kind == Kind::Export) {

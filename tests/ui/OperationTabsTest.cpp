@@ -1,0 +1,186 @@
+#include <gtest/gtest.h>
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QPushButton>
+
+#include "app/EventPump.h"
+#include "app/Ini.h"
+#include "app/Startup.h"
+#include "operations/BackupSettings.h"
+#include "operations/OperationState.h"
+#include "tests/operations/SiteFixture.h"
+#include "tests/ui/UiTestSupport.h"
+#include "ui/Frm_Main.h"
+#include "ui/PlanningPages.h"
+#include "ui/QtOperationView.h"
+#include "ui/SingleInstance.h"
+
+namespace toverin {
+namespace {
+
+using ui::ControlName;
+using ui::Frm_Main;
+using ui::MainTab;
+
+class OperationTabs : public testing::SiteFixture {
+  protected:
+    void SetUp() override {
+        testing::QtApp();
+        ResetStartup();
+        setenv("XDG_DATA_HOME", dir.file("xdg").c_str(), 1);
+        MakeSite(2);
+        for (int s = 1; s <= 2; ++s) {
+            std::vector<std::string> songs;
+            for (int n = 1; n <= 400; ++n) songs.push_back(Record(22, n));
+            WriteFile(22, s, songs);
+        }
+        BackupOptions o = Options();
+        o.files.fill(false);
+        o.files[0] = o.files[22] = true;
+        SaveBackupOptions(0, o);
+        instance = std::make_unique<ui::SingleInstance>(
+            QString::fromStdString(dir.file("Settings/_Local/Toverin.lock")));
+    }
+    void TearDown() override {
+        SetEventPump([] { QApplication::processEvents(QEventLoop::AllEvents, 20); });
+        unsetenv("XDG_DATA_HOME");
+    }
+    template <class W>
+    W* Control(Frm_Main& frm, const char* name, int index = 0) {
+        W* w = frm.findChild<W*>(ControlName(name, index));
+        EXPECT_NE(w, nullptr) << name;
+        return w;
+    }
+    // Closing waits half a second on the tick: let the fake clock move meanwhile.
+    void Close(Frm_Main& frm, int mode) {
+        clock->SetAutoAdvance(Milliseconds(50));
+        frm.CloseWithMode(mode);
+    }
+    std::unique_ptr<ui::SingleInstance> instance;
+};
+
+TEST_F(OperationTabs, BackupButtonWithPauseAndStopDuringTheRun) {
+    Frm_Main frm(instance.get());
+    ASSERT_TRUE(frm.Form_Load());
+    frm.resize(1100, 760);
+    frm.show();
+    auto* now = Control<QPushButton>(frm, "CommandBkpNow");
+    auto* pause = Control<QPushButton>(frm, "CommandBkpPause");
+    auto* stop = Control<QPushButton>(frm, "CommandBkpStop");
+    auto* records = Control<QProgressBar>(frm, "ProgressBarBkpRecords");
+    EXPECT_FALSE(pause->isEnabled());
+
+    dialogs.QueueAnswer(MsgAnswer::No);   // not the whole history
+    dialogs.QueueAnswer(MsgAnswer::Yes);  // yes, stop
+    int calls = 0;
+    bool sawPaused = false, sawProgress = false;
+    std::string duringCaption;
+    SetEventPump([&] {
+        QApplication::processEvents(QEventLoop::AllEvents, 5);
+        ++calls;
+        if (calls == 5) {
+            duringCaption = frm.windowTitle().toStdString();
+            sawProgress = records->value() > 0 && stop->isEnabled();
+            testing::SaveScreenshot(&frm, "backup_tab_during_run");
+            pause->click();
+        } else if (calls == 6) {
+            sawPaused = pause->text() == "Resume" && Operations().paused[0];
+            pause->click();  // resume
+        } else if (calls == 12) {
+            stop->click();
+        }
+    });
+    now->click();
+    SetEventPump([] { QApplication::processEvents(QEventLoop::AllEvents, 20); });
+
+    EXPECT_TRUE(sawProgress);
+    EXPECT_TRUE(sawPaused);
+    EXPECT_EQ(pause->text(), "Pause");
+    EXPECT_EQ(duringCaption, "Kavella: Toverin - V 3.4.0 - Backup en cours de la base Radio Test");
+    EXPECT_EQ(frm.windowTitle().toStdString(), "Radio Test - V 3.4.0 - Kavella: Toverin");
+    EXPECT_FALSE(stop->isEnabled());
+    EXPECT_FALSE(pause->isEnabled());
+    EXPECT_EQ(records->value(), 0);
+    EXPECT_FALSE(Control<QLineEdit>(frm, "TexteDureeBkp")->text().isEmpty());
+    EXPECT_TRUE(Control<QLabel>(frm, "LabelBkpFichier")->text().isEmpty());
+    EXPECT_TRUE(Control<QLineEdit>(frm, "TexteDatePrevBkp")->text().isEmpty())
+        << "a stopped run is not a backup";
+    EXPECT_EQ(dialogs.messages[1].text, "Voulez-vous stopper le backup des données ?");
+    EXPECT_EQ(LectureIni(dir.file("C/KV_Config/BK_PRG.ini"), "Data_Backup", "Start", ""), "0FF");
+    testing::SaveScreenshot(&frm, "backup_tab_after_stop");
+
+    // A whole run: the last-backup box and today's restore date are filled.
+    dialogs.QueueAnswer(MsgAnswer::No);
+    now->click();
+    EXPECT_EQ(Control<QLineEdit>(frm, "TexteDatePrevBkp")->text().toStdString(),
+              "lundi 23 novembre 2026 10:00:00");
+    EXPECT_EQ(Control<QLineEdit>(frm, "TexteRestaurationDate", 0)->text().toStdString(),
+              "lundi 23 novembre 2026 10:00:00");
+    testing::SaveScreenshot(&frm, "backup_tab_after_run");
+    frm.SftTabsMain()->setCurrentIndex(static_cast<int>(MainTab::Restauration));
+    testing::SaveScreenshot(&frm, "restauration_tab");
+    frm.SftTabsMain()->setCurrentIndex(static_cast<int>(MainTab::Creation));
+    testing::SaveScreenshot(&frm, "creation_tab");
+    Close(frm, ui::kFormCode);
+}
+
+TEST_F(OperationTabs, PlansAreShownSavedAndAskedAboutAtShutdown) {
+    Frm_Main frm(instance.get());
+    ASSERT_TRUE(frm.Form_Load());
+    frm.resize(1100, 760);
+    frm.show();
+    EXPECT_EQ(Control<QLineEdit>(frm, "TexteDateProchainBackup")->text().toStdString(),
+              "Non planifié");
+    EXPECT_TRUE(Control<QCheckBox>(frm, "CheckBkpActive", 6)->isChecked()) << "the default plan";
+    EXPECT_FALSE(Control<QCheckBox>(frm, "CheckBkpActive", 7)->isChecked());
+    EXPECT_EQ(Control<QComboBox>(frm, "ComboBkpMinute", 1)->currentText(), "02") << "row 2";
+
+    Control<QCheckBox>(frm, "CheckBackupActiver")->setChecked(true);
+    Control<QComboBox>(frm, "ComboBkpHeure", 0)->setCurrentIndex(23);
+    EXPECT_TRUE(Startup().planningModified);
+    Control<QPushButton>(frm, "CommandBkpEnregistrer")->click();
+    EXPECT_FALSE(Startup().planningModified);
+    EXPECT_EQ(Control<QLineEdit>(frm, "TexteDateProchainBackup")->text().toStdString(),
+              "lundi 23 novembre 2026 23:02");
+    EXPECT_EQ(LectureIni(dir.file("C/KV_Config/KV3_Toverin_Serveur.ini"), "Base_0",
+                         "Planning_Bkp_Actif", ""),
+              "1");
+    testing::SaveScreenshot(&frm, "backup_tab_plan");
+    frm.SftTabsMain()->setCurrentIndex(static_cast<int>(MainTab::Export));
+    testing::SaveScreenshot(&frm, "export_tab");
+    frm.SftTabsMain()->setCurrentIndex(static_cast<int>(MainTab::Import));
+    testing::SaveScreenshot(&frm, "import_tab");
+
+    Control<QComboBox>(frm, "ComboImportNature")->setCurrentIndex(1);
+    ASSERT_TRUE(Startup().planningModified);
+    dialogs.QueueAnswer(MsgAnswer::Yes);
+    Close(frm, ui::kFormControlMenu);
+    EXPECT_EQ(dialogs.messages.back().text,
+              "Voulez-vous enregistrer les changements apportés au planning des Backups ?");
+    EXPECT_EQ(LectureIni(dir.file("C/KV_Config/KV3_Toverin_Serveur.ini"), "Base_0",
+                         "Planning_Import_Nature", ""),
+              "1");
+}
+
+TEST_F(OperationTabs, StandbyHidesTheWindowAndASecondStartShowsItAgain) {
+    Frm_Main frm(instance.get());
+    ASSERT_TRUE(frm.Form_Load());
+    frm.show();
+    frm.CommandMiseEnVeille_Click();
+    EXPECT_FALSE(frm.isVisible());
+    EXPECT_TRUE(Startup().standby);
+    ui::SingleInstance second(QString::fromStdString(dir.file("Settings/_Local/Toverin.lock")));
+    ASSERT_TRUE(second.OtherRunning());
+    EXPECT_TRUE(second.Send("show"));
+    testing::Pump(200);
+    EXPECT_TRUE(frm.isVisible());
+    EXPECT_FALSE(Startup().standby);
+    Close(frm, ui::kFormCode);
+}
+
+}  // namespace
+}  // namespace toverin
