@@ -11,7 +11,13 @@ namespace {
 const char* kUsage =
     "usage: toverinctl COMMAND ...\n"
     "  ftp --server HOST[:PORT] --user U --password-file F [--passive] [--binary] [--cwd DIR]\n"
-    "      {ls|put LOCAL REMOTE|get REMOTE LOCAL|rm NAME|rmdir NAME|size NAME}\n";
+    "      {ls|put LOCAL REMOTE|get REMOTE LOCAL|rm NAME|rmdir NAME|size NAME}\n"
+    "  file stat PATH\n"
+    "  file dump PATH [--key N] [--from V] [--to V] [--format csv|xml] [--catalogue N]\n"
+    "  file create PATH [--catalogue N]\n"
+    "  file copy SRC DST\n"
+    "  file check PATH\n"
+    "exit status: 0 ok, 1 failed, 2 usage error, 3 missing file, 4 not a record file\n";
 
 }  // namespace
 
@@ -50,6 +56,7 @@ int Fail(const std::string& message, int status) {
 int RunCtl(const Args& args) {
     static const std::map<std::string, std::function<int(const Args&)>> commands = {
         {"ftp", RunFtpCommand},
+        {"file", RunFileCommand},
     };
     if (args.empty() || args[0] == "--help" || args[0] == "-h") {
         std::cout << kUsage;
