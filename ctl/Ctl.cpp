@@ -12,6 +12,7 @@ const char* kUsage =
     "usage: toverinctl COMMAND ...\n"
     "  ftp --server HOST[:PORT] --user U --password-file F [--passive] [--binary] [--cwd DIR]\n"
     "      {ls|put LOCAL REMOTE|get REMOTE LOCAL|rm NAME|rmdir NAME|size NAME}\n"
+    "  demo create DIR [--size small|medium|large] [--history-days N]\n"
     "  file stat PATH\n"
     "  file dump PATH [--key N] [--from V] [--to V] [--format csv|xml] [--catalogue N]\n"
     "  file create PATH [--catalogue N]\n"
@@ -56,6 +57,7 @@ int Fail(const std::string& message, int status) {
 int RunCtl(const Args& args) {
     static const std::map<std::string, std::function<int(const Args&)>> commands = {
         {"ftp", RunFtpCommand},
+        {"demo", RunDemoCommand},
         {"file", RunFileCommand},
     };
     if (args.empty() || args[0] == "--help" || args[0] == "-h") {

@@ -20,6 +20,7 @@ inline constexpr int kExitNotRecordFile = 4;  // the file is not a record file (
 
 // The commands; each gets the words after its own name.
 int RunFtpCommand(const Args& args);
+int RunDemoCommand(const Args& args);
 int RunFileCommand(const Args& args);
 
 // Small helpers shared by the commands.
