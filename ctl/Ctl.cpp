@@ -15,7 +15,14 @@ const char* kUsage =
     "  backup [--root DIR] --base N [--all]\n"
     "  restore [--root DIR] --base N --day DAY --stations LIST [--files LIST] [--whole-file]\n"
     "  create [--root DIR] --base N --stations LIST --files LIST [--yes]\n"
-    "      N: the base index as in /Backup_Base= (0 = the first base); LIST: 1,3 or 2-4 or all\n";
+    "      N: the base index as in /Backup_Base= (0 = the first base); LIST: 1,3 or 2-4 or all\n"
+    "  demo create DIR [--size small|medium|large] [--history-days N]\n"
+    "  file stat PATH\n"
+    "  file dump PATH [--key N] [--from V] [--to V] [--format csv|xml] [--catalogue N]\n"
+    "  file create PATH [--catalogue N]\n"
+    "  file copy SRC DST\n"
+    "  file check PATH\n"
+    "exit status: 0 ok, 1 failed, 2 usage error, 3 missing file, 4 not a record file\n";
 
 }  // namespace
 
@@ -57,6 +64,8 @@ int RunCtl(const Args& args) {
         {"backup", RunBackupCommand},
         {"restore", RunRestoreCommand},
         {"create", RunCreateCommand},
+        {"demo", RunDemoCommand},
+        {"file", RunFileCommand},
     };
     if (args.empty() || args[0] == "--help" || args[0] == "-h") {
         std::cout << kUsage;

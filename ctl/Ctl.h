@@ -12,11 +12,19 @@ using Args = std::vector<std::string>;
 // Runs one command line (without the program name) and returns the process exit status.
 int RunCtl(const Args& args);
 
+// Exit statuses shared by the commands.
+inline constexpr int kExitFailed = 1;         // the operation or the check failed
+inline constexpr int kExitUsage = 2;          // bad command line (unknown option, bad key number)
+inline constexpr int kExitMissingFile = 3;    // a file to read does not exist
+inline constexpr int kExitNotRecordFile = 4;  // the file is not a record file (status 30)
+
 // The commands; each gets the words after its own name.
 int RunFtpCommand(const Args& args);
 int RunBackupCommand(const Args& args);
 int RunRestoreCommand(const Args& args);
 int RunCreateCommand(const Args& args);
+int RunDemoCommand(const Args& args);
+int RunFileCommand(const Args& args);
 
 // Small helpers shared by the commands.
 // Value of "--name VALUE" or "--name=VALUE"; removes it from `args`. False when absent.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <stdexcept>
 
 #include "app/Text.h"
@@ -121,8 +122,15 @@ const Layouts& AllLayouts() {
     return all;
 }
 
+std::string_view WithoutTrailingBlanks(std::string_view text) {
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
+        text.remove_suffix(1);
+    return text;
+}
+
+// Called for every field access of every record built in bulk, so it compares in place.
 bool SameName(std::string_view heading, std::string_view name) {
-    return TrimRight(heading) == TrimRight(name);
+    return WithoutTrailingBlanks(heading) == WithoutTrailingBlanks(name);
 }
 
 }  // namespace

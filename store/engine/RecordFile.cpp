@@ -1,13 +1,18 @@
 #include "store/engine/RecordFile.h"
 
+#include <atomic>
 #include <filesystem>
 #include <system_error>
+
+#include "store/engine/EngineFile.h"
 
 namespace toverin::engine {
 
 namespace fs = std::filesystem;
 
 namespace {
+
+std::atomic<bool> gSyncedWrites{true};
 
 constexpr int64_t kFormat = 1;
 // Lets a reader or writer ride out another process's checkpoint or short write without failing;
@@ -91,6 +96,8 @@ int16_t RecordFile::Open(const std::string& path, int8_t mode, bool firstOpener,
 }
 
 void RecordFile::ConfigureForMode(int8_t mode, bool firstOpener) {
+    // Before the journal and index changes below, which commit too.
+    if (!SyncedWrites()) db_.Exec("PRAGMA synchronous=OFF");
     if (!sqlite3_db_readonly(db_.get(), "main")) {
         if (mode == btr::kOpenAccelerated && firstOpener) {
             // A bulk load into a fresh file: with a rollback journal, pages appended beyond the
@@ -121,11 +128,19 @@ void RecordFile::ConfigureForMode(int8_t mode, bool firstOpener) {
     ApplySync();
 }
 
+void SetSyncedWrites(bool on) {
+    gSyncedWrites = on;
+}
+
+bool SyncedWrites() {
+    return gSyncedWrites;
+}
+
 void RecordFile::ApplySync() {
     // Normal mode: FULL syncs the log at every commit, so an acknowledged write survives a
     // crash of the process and of the machine. Accelerated writes are synced once, when the
     // last accelerated handle closes (see CommitBatch).
-    if (bulkJournal_)
+    if (bulkJournal_ || !SyncedWrites())
         db_.Exec("PRAGMA synchronous=OFF");
     else if (acceleratedHandles_ > 0)
         db_.Exec("PRAGMA synchronous=NORMAL");  // in WAL: syncs at checkpoints only
@@ -160,6 +175,7 @@ int16_t RecordFile::Create(const std::string& path, const KeyLayout& layout) {
     try {
         Database db(building, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX);
         db.Exec("PRAGMA page_size=4096");
+        if (!SyncedWrites()) db.Exec("PRAGMA synchronous=OFF");
         db.Exec("BEGIN");
         db.Exec(SchemaSql(layout).c_str());
         Statement insert(db, "INSERT INTO toverin_file(format, file_buf) VALUES(?1, ?2)");
@@ -263,7 +279,7 @@ void RecordFile::CommitBatch(bool durable) {
         batchWrites_ = 0;
         unsynced_ = true;
     }
-    if (!durable || !unsynced_) return;
+    if (!durable || !unsynced_ || !SyncedWrites()) return;
     // The safety level cannot change inside a transaction, and a commit syncs only when it
     // writes: a small write committed with FULL syncs the file, which covers every batch
     // committed before it without a sync.

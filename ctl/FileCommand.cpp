@@ -1,0 +1,490 @@
+// toverinctl file: one record file from the command line, through the same engine the program
+// uses: its structure (stat), its records cut into the viewer's fields (dump), an empty file of
+// the catalogue (create), a record-by-record copy (copy) and an integrity check (check).
+#include <sqlite3.h>
+
+#include <cctype>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <optional>
+
+#include "app/Paths.h"
+#include "app/Text.h"
+#include "ctl/Ctl.h"
+#include "store/Catalogue.h"
+#include "store/RecordLayout.h"
+#include "store/RecordView.h"
+#include "store/engine/EngineFile.h"
+
+namespace toverin::ctl {
+
+namespace {
+
+namespace fs = std::filesystem;
+using engine::EngineFile;
+
+const char* kFileUsage =
+    "usage: toverinctl file stat PATH\n"
+    "       toverinctl file dump PATH [--key N] [--from V] [--to V] [--format csv|xml] "
+    "[--catalogue N]\n"
+    "       toverinctl file create PATH [--catalogue N]\n"
+    "       toverinctl file copy SRC DST\n"
+    "       toverinctl file check PATH";
+
+int Usage(const std::string& message) {
+    return Fail("file: " + message + "\n" + kFileUsage, kExitUsage);
+}
+
+bool ParseSmallNumber(const std::string& text, int& value) {
+    if (text.empty() || text.size() > 3) return false;
+    for (char c : text)
+        if (!std::isdigit(static_cast<unsigned char>(c))) return false;
+    value = std::stoi(text);
+    return true;
+}
+
+// The catalogue number a base's file name carries: "FRAD" and three digits for a common file
+// ("FRAD003.bt6"), "FRAD", the station letter and two digits for a station's ("FRADC22.btr").
+// -1 for any other name.
+int CatalogueNumberOfName(const std::string& path) {
+    std::string name = UpperAscii(FileNameOf(path));
+    size_t dot = name.rfind('.');
+    std::string stem = dot == std::string::npos ? name : name.substr(0, dot);
+    if (stem.size() != 7 || stem.compare(0, 4, "FRAD") != 0) return -1;
+    auto digit = [&](size_t i) { return std::isdigit(static_cast<unsigned char>(stem[i])) != 0; };
+    if (!digit(5) || !digit(6)) return -1;
+    int number = -1;
+    if (digit(4)) {
+        number = std::stoi(stem.substr(4, 3));
+    } else if (stem[4] >= 'A' && stem[4] <= 'J') {
+        number = std::stoi(stem.substr(5, 2));
+    }
+    return CatalogueEntryFor(number).Exists() ? number : -1;
+}
+
+// Opens `path` read-only; 0, or the exit status after the message.
+int OpenExisting(EngineFile& file, const std::string& path, int8_t mode = btr::kOpenReadOnly) {
+    if (!FileExists(path)) return Fail("file: no such file: " + path, kExitMissingFile);
+    int16_t status = file.Open(path, mode);
+    if (status == btr::kSuccess) return 0;
+    if (status == btr::kFileNotFound) return Fail("file: no such file: " + path, kExitMissingFile);
+    if (status == btr::kNotARecordFile)
+        return Fail("file: not a record file (status 30): " + path, kExitNotRecordFile);
+    return Fail("file: status " + std::to_string(status) + " opening " + path, kExitFailed);
+}
+
+// The keys of the structure Stat returns, each as its segments.
+std::vector<std::vector<btr::KeySpec>> KeysOfFileBuf(const btr::PbTBtrFileBuf& fileBuf) {
+    std::vector<std::vector<btr::KeySpec>> keys;
+    bool startNew = true;
+    for (const btr::KeySpec& segment : fileBuf.Keys) {
+        if (startNew) {
+            if (keys.size() == fileBuf.IndxCnt) break;
+            keys.emplace_back();
+        }
+        keys.back().push_back(segment);
+        startNew = (segment.flags & btr::kKeySegmented) == 0;
+    }
+    return keys;
+}
+
+std::string FlagNames(uint16_t flags) {
+    static const std::pair<uint16_t, const char*> names[] = {
+        {btr::kKeyDuplicates, "duplicates"},
+        {btr::kKeyModifiable, "modifiable"},
+        {btr::kKeyBinary, "binary"},
+        {btr::kKeyNullKey, "null"},
+        {btr::kKeySegmented, "segmented"},
+        {btr::kKeyAlternate, "alternate"},
+        {btr::kKeyDescending, "descending"},
+        {btr::kKeySupplemental, "supplemental"},
+        {btr::kKeyExtendedType, "extended-type"},
+        {btr::kKeyManual, "manual"},
+        {btr::kKeyCaseInsensitive, "case-insensitive"},
+    };
+    std::string text;
+    for (const auto& [bit, name] : names) {
+        if ((flags & bit) == 0) continue;
+        if (!text.empty()) text += ",";
+        text += name;
+    }
+    return text.empty() ? "unique" : text;
+}
+
+int StatCommand(const Args& args) {
+    if (args.size() != 1) return Usage("stat takes one file");
+    EngineFile file;
+    if (int status = OpenExisting(file, args[0])) return status;
+    btr::PbTBtrFileBuf fileBuf;
+    int16_t status = file.Stat(fileBuf);
+    if (status != btr::kSuccess)
+        return Fail(
+            "file: status " + std::to_string(status) + " reading the structure of " + args[0],
+            kExitFailed);
+    std::cout << "F record-length " << fileBuf.RecLen << " page-size " << fileBuf.PageSize
+              << " keys " << fileBuf.IndxCnt << " records " << fileBuf.RecordCount << "\n";
+    auto keys = KeysOfFileBuf(fileBuf);
+    for (size_t k = 0; k < keys.size(); ++k) {
+        for (size_t s = 0; s < keys[k].size(); ++s) {
+            const btr::KeySpec& segment = keys[k][s];
+            std::cout << "K " << k << "." << s << " position " << segment.position << " length "
+                      << segment.length << " flags " << segment.flags << " "
+                      << FlagNames(segment.flags) << "\n";
+        }
+    }
+    std::cout << "Records: " << fileBuf.RecordCount << "\n";
+    return 0;
+}
+
+// ---- dump
+
+// Text fit for CSV and XML: control characters (a record's padding may hold NULs) dropped.
+std::string Printable(const std::string& utf8) {
+    std::string text;
+    for (char c : utf8) {
+        if (static_cast<unsigned char>(c) >= 0x20 || c == '\t') text += c;
+    }
+    return text;
+}
+
+std::string CsvField(const std::string& value) {
+    std::string text = Printable(value);
+    if (text.find_first_of(";\"\n\r") == std::string::npos) return text;
+    return "\"" + ReplaceAll(text, "\"", "\"\"") + "\"";
+}
+
+std::string XmlEscaped(const std::string& value) {
+    std::string text;
+    for (char c : Printable(value)) {
+        switch (c) {
+            case '&':
+                text += "&amp;";
+                break;
+            case '<':
+                text += "&lt;";
+                break;
+            case '>':
+                text += "&gt;";
+                break;
+            default:
+                text += c;
+        }
+    }
+    return text;
+}
+
+// A heading made into an XML element name: ASCII letters, digits, '_', '-', '.' and the
+// letters beyond ASCII stay; anything else ("°", "#", "/", a blank) becomes '_'; a name that
+// cannot start an element ("#Broad" → "_Broad", "1st") gets a leading '_'.
+std::string XmlName(const std::string& heading) {
+    std::string name;
+    const std::string text = Trim(heading);
+    for (size_t i = 0; i < text.size(); ++i) {
+        unsigned char c = static_cast<unsigned char>(text[i]);
+        if (std::isalnum(c) || c == '_' || c == '-' || c == '.') {
+            name += static_cast<char>(c);
+        } else if (c >= 0xC3 && c < 0xF0 && i + 1 < text.size()) {
+            // Two- and three-byte UTF-8 letters (é, è, ç, œ …); "°" (C2 B0) is not a letter.
+            size_t length = c >= 0xE0 ? 3 : 2;
+            name += text.substr(i, length);
+            i += length - 1;
+        } else if (c < 0x80 || (c & 0xC0) == 0xC0) {
+            name += '_';
+        }
+    }
+    if (name.empty() || std::isdigit(static_cast<unsigned char>(name[0])) || name[0] == '-' ||
+        name[0] == '.' || EqualsIgnoreCase(name.substr(0, 3), "xml"))
+        name.insert(0, "_");
+    return name;
+}
+
+struct DumpOptions {
+    int key = 0;
+    std::optional<std::string> from, to;
+    bool xml = false;
+    int catalogue = -1;
+};
+
+class Dumper {
+  public:
+    Dumper(int catalogue, uint16_t recordLength, bool xml) : catalogue_(catalogue), xml_(xml) {
+        const RecordLayout& layout = LayoutFor(catalogue);
+        cut_ = catalogue >= 0 && layout.recordLength == recordLength;
+        if (xml_) std::cout << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<root_element>\n";
+    }
+
+    void Record(const std::string& record) {
+        std::vector<std::string> headings = {"Record"};
+        std::vector<std::string> columns = {TrimRight(Utf8FromCp1252(record))};
+        if (cut_) {
+            headings = HeadingsForRecord(catalogue_, record);
+            columns = CutRecord(catalogue_, record);
+        }
+        if (xml_) {
+            std::cout << "  <collection_element>\n";
+            for (size_t i = 0; i < columns.size() && i < headings.size(); ++i) {
+                const std::string name = XmlName(headings[i]);
+                std::cout << "    <" << name << ">" << XmlEscaped(columns[i]) << "</" << name
+                          << ">\n";
+            }
+            std::cout << "  </collection_element>\n";
+            return;
+        }
+        if (!headerDone_) Header(headings);
+        Line(columns);
+    }
+
+    void End() {
+        if (xml_) {
+            std::cout << "</root_element>\n";
+        } else if (!headerDone_) {
+            Header(cut_ ? LayoutFor(catalogue_).Headings() : std::vector<std::string>{"Record"});
+        }
+    }
+
+  private:
+    void Header(const std::vector<std::string>& headings) {
+        Line(headings);
+        headerDone_ = true;
+    }
+    static void Line(const std::vector<std::string>& values) {
+        for (size_t i = 0; i < values.size(); ++i) {
+            if (i > 0) std::cout << ';';
+            std::cout << CsvField(values[i]);
+        }
+        std::cout << "\n";
+    }
+
+    int catalogue_;
+    bool xml_;
+    bool cut_ = false;
+    bool headerDone_ = false;
+};
+
+int DumpCommand(Args args) {
+    DumpOptions options;
+    std::string text;
+    if (TakeOption(args, "--key", text) && !ParseSmallNumber(text, options.key))
+        return Usage("--key takes a key number, not '" + text + "'");
+    if (TakeOption(args, "--from", text)) options.from = Cp1252FromUtf8(text);
+    if (TakeOption(args, "--to", text)) options.to = Cp1252FromUtf8(text);
+    if (TakeOption(args, "--format", text)) {
+        if (text != "csv" && text != "xml") return Usage("unknown format '" + text + "'");
+        options.xml = text == "xml";
+    }
+    if (TakeOption(args, "--catalogue", text) && (!ParseSmallNumber(text, options.catalogue) ||
+                                                  !CatalogueEntryFor(options.catalogue).Exists()))
+        return Usage("no file " + text + " in the catalogue");
+    for (const auto& a : args)
+        if (a.rfind("--", 0) == 0) return Usage("unknown option '" + a + "'");
+    if (args.size() != 1) return Usage("dump takes one file");
+    const std::string& path = args[0];
+    if (options.catalogue < 0) options.catalogue = CatalogueNumberOfName(path);
+
+    EngineFile file;
+    if (int status = OpenExisting(file, path)) return status;
+    btr::PbTBtrFileBuf fileBuf;
+    if (file.Stat(fileBuf) != btr::kSuccess)
+        return Fail("file: cannot read the structure of " + path, kExitFailed);
+    auto keys = KeysOfFileBuf(fileBuf);
+    if (options.key >= static_cast<int>(keys.size()))
+        return Usage("key " + std::to_string(options.key) + " does not exist: the file has " +
+                     std::to_string(keys.size()) + " keys");
+    size_t keyLength = 0;
+    bool caseless = false;
+    for (const btr::KeySpec& segment : keys[static_cast<size_t>(options.key)]) {
+        keyLength += segment.length;
+        caseless = caseless || (segment.flags & btr::kKeyCaseInsensitive) != 0;
+    }
+    // The bounds as key values: the low one padded with bytes 0, the high one with bytes 255.
+    // A case-insensitive key compares upper-cased; the padding stays as it is (ÿ would become Ÿ).
+    auto bound = [&](const std::string& value, char pad) {
+        return FixedWidth(caseless ? UpperCp1252(value) : value, keyLength, pad);
+    };
+    const std::string high = options.to ? bound(*options.to, '\xff') : "";
+
+    Dumper dumper(options.catalogue, fileBuf.RecLen, options.xml);
+    std::string record(fileBuf.RecLen, '\0');
+    std::string key(255, '\0');
+    int16_t status;
+    if (options.from) {
+        std::string low = bound(*options.from, '\0');
+        key.replace(0, low.size(), low);
+        status = file.Call(btr::kGetGreaterOrEqual, record, key, static_cast<int8_t>(options.key));
+    } else {
+        status = file.Call(btr::kGetFirst, record, key, static_cast<int8_t>(options.key));
+    }
+    long long count = 0;
+    while (status == btr::kSuccess) {
+        std::string value = key.substr(0, keyLength);
+        if (caseless) value = UpperCp1252(value);
+        if (options.to && value > high) break;
+        dumper.Record(record);
+        ++count;
+        record.assign(fileBuf.RecLen, '\0');
+        status = file.Call(btr::kGetNext, record, key, static_cast<int8_t>(options.key));
+    }
+    dumper.End();
+    if (status != btr::kSuccess && status != btr::kEndOfFile)
+        return Fail("file: status " + std::to_string(status) + " reading " + path + " after " +
+                        std::to_string(count) + " records",
+                    kExitFailed);
+    return 0;
+}
+
+// ---- create, copy
+
+int CreateCommand(Args args) {
+    std::string text;
+    int catalogue = -1;
+    if (TakeOption(args, "--catalogue", text) && !ParseSmallNumber(text, catalogue))
+        return Usage("--catalogue takes a file number, not '" + text + "'");
+    if (args.size() != 1) return Usage("create takes one file");
+    const std::string& path = args[0];
+    if (catalogue < 0) catalogue = CatalogueNumberOfName(path);
+    if (!CatalogueEntryFor(catalogue).Exists())
+        return Usage("give the catalogue number of " + path + " with --catalogue");
+    if (FileExists(path)) return Fail("file: " + path + " exists already", kExitFailed);
+    int16_t status = EngineFile::Create(path, CreationRecord(catalogue));
+    if (status != btr::kSuccess)
+        return Fail("file: status " + std::to_string(status) + " creating " + path, kExitFailed);
+    std::cout << "Created " << path << ": file " << catalogue << " \"" << FileDescription(catalogue)
+              << "\"\n";
+    return 0;
+}
+
+int CopyCommand(const Args& args) {
+    if (args.size() != 2) return Usage("copy takes a source and a target");
+    const std::string& source = args[0];
+    const std::string& target = args[1];
+    EngineFile in;
+    if (int status = OpenExisting(in, source)) return status;
+    btr::PbTBtrFileBuf fileBuf;
+    if (in.Stat(fileBuf) != btr::kSuccess)
+        return Fail("file: cannot read the structure of " + source, kExitFailed);
+    if (FileExists(target)) return Fail("file: " + target + " exists already", kExitFailed);
+    fileBuf.RecordCount = 0;
+    int16_t status = EngineFile::Create(target, fileBuf);
+    if (status != btr::kSuccess)
+        return Fail("file: status " + std::to_string(status) + " creating " + target, kExitFailed);
+    EngineFile out;
+    status = out.Open(target, btr::kOpenAccelerated);
+    long long copied = 0;
+    std::string record(fileBuf.RecLen, '\0');
+    std::string key(255, '\0');
+    std::string outKey(255, '\0');
+    int16_t read = btr::kEndOfFile;
+    if (status == btr::kSuccess) read = in.Call(btr::kGetFirst, record, key, 0);
+    while (status == btr::kSuccess && read == btr::kSuccess) {
+        status = out.Call(btr::kInsert, record, outKey, 0);
+        if (status != btr::kSuccess) break;
+        ++copied;
+        record.assign(fileBuf.RecLen, '\0');
+        read = in.Call(btr::kGetNext, record, key, 0);
+    }
+    int16_t closed = out.Close();
+    if (status == btr::kSuccess && read != btr::kEndOfFile) status = read;
+    if (status == btr::kSuccess) status = closed;
+    if (status != btr::kSuccess) {
+        // A half-made copy would pass for a good one.
+        std::error_code ec;
+        fs::remove(target, ec);
+        return Fail("file: status " + std::to_string(status) + " copying " + source + " after " +
+                        std::to_string(copied) + " records; " + target + " removed",
+                    kExitFailed);
+    }
+    std::cout << "Copied " << copied << " records from " << source << " to " << target << "\n";
+    return 0;
+}
+
+// ---- check
+
+// Counts the records of key `k` from one end to the other; the status that ended the walk is
+// kept in `status` (9 when the walk reached the end).
+long long Walk(EngineFile& file, uint16_t reclen, int k, bool forward, int16_t& status) {
+    std::string record(reclen, '\0');
+    std::string key(255, '\0');
+    long long count = 0;
+    status =
+        file.Call(forward ? btr::kGetFirst : btr::kGetLast, record, key, static_cast<int8_t>(k));
+    while (status == btr::kSuccess) {
+        ++count;
+        record.assign(reclen, '\0');
+        status = file.Call(forward ? btr::kGetNext : btr::kGetPrevious, record, key,
+                           static_cast<int8_t>(k));
+    }
+    return count;
+}
+
+std::string SqliteIntegrity(const std::string& path) {
+    sqlite3* db = nullptr;
+    std::string answer;
+    if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) {
+        answer = db ? sqlite3_errmsg(db) : "cannot open";
+    } else {
+        sqlite3_stmt* statement = nullptr;
+        if (sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &statement, nullptr) !=
+            SQLITE_OK) {
+            answer = sqlite3_errmsg(db);
+        } else {
+            while (sqlite3_step(statement) == SQLITE_ROW) {
+                if (!answer.empty()) answer += "; ";
+                answer += reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
+            }
+        }
+        sqlite3_finalize(statement);
+    }
+    sqlite3_close(db);
+    return answer;
+}
+
+int CheckCommand(const Args& args) {
+    if (args.size() != 1) return Usage("check takes one file");
+    const std::string& path = args[0];
+    EngineFile file;
+    if (int status = OpenExisting(file, path)) return status;
+    btr::PbTBtrFileBuf fileBuf;
+    if (file.Stat(fileBuf) != btr::kSuccess)
+        return Fail("file: cannot read the structure of " + path, kExitFailed);
+    bool ok = true;
+    for (int k = 0; k < fileBuf.IndxCnt; ++k) {
+        int16_t forwardStatus = 0, backwardStatus = 0;
+        long long forward = Walk(file, fileBuf.RecLen, k, true, forwardStatus);
+        long long backward = Walk(file, fileBuf.RecLen, k, false, backwardStatus);
+        std::cout << "Key " << k << ": " << forward << " forward, " << backward << " backward";
+        if (forwardStatus != btr::kEndOfFile || backwardStatus != btr::kEndOfFile) {
+            std::cout << " (stopped by status "
+                      << (forwardStatus != btr::kEndOfFile ? forwardStatus : backwardStatus) << ")";
+            ok = false;
+        }
+        if (forward != fileBuf.RecordCount || backward != fileBuf.RecordCount) {
+            std::cout << " (the file holds " << fileBuf.RecordCount << ")";
+            ok = false;
+        }
+        std::cout << "\n";
+    }
+    file.Close();
+    std::string integrity = SqliteIntegrity(path);
+    std::cout << "SQLite integrity: " << integrity << "\n";
+    ok = ok && integrity == "ok";
+    std::cout << path << ": " << (ok ? "OK" : "FAILED") << " (" << fileBuf.RecordCount
+              << " records, " << fileBuf.IndxCnt << " keys)\n";
+    return ok ? 0 : kExitFailed;
+}
+
+}  // namespace
+
+int RunFileCommand(const Args& given) {
+    if (given.empty()) return Usage("an action is expected");
+    const std::string action = given[0];
+    Args args(given.begin() + 1, given.end());
+    if (action == "stat") return StatCommand(args);
+    if (action == "dump") return DumpCommand(args);
+    if (action == "create") return CreateCommand(args);
+    if (action == "copy") return CopyCommand(args);
+    if (action == "check") return CheckCommand(args);
+    return Usage("unknown action '" + action + "'");
+}
+
+}  // namespace toverin::ctl
