@@ -7,6 +7,7 @@
 #include <QSocketNotifier>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,7 @@
 #include "app/Log.h"
 #include "app/Paths.h"
 #include "app/Startup.h"
+#include "store/Pervasive.h"
 #include "app/Text.h"
 #include "ui/Frm_Main.h"
 #include "ui/QtDialogs.h"
@@ -38,6 +40,16 @@ bool HasDisplay() {
         if (v && *v) return true;
     }
     return false;
+}
+
+std::string MissingComponents() {
+    std::string missing;
+    std::error_code ec;
+    std::filesystem::create_directories(SuiteRoot() + "Settings", ec);
+    if (::access((SuiteRoot() + "Settings").c_str(), W_OK) != 0)
+        missing += "- dossier du site non accessible en écriture: " + SuiteRoot() + "\r\n";
+    if (VersionsMoteur().empty()) missing += "- moteur de fichiers (BTRCALL) sans réponse\r\n";
+    return missing;
 }
 
 }  // namespace
@@ -88,6 +100,15 @@ int RunToverin(int argc, char** argv) {
         sigaction(SIGHUP, &sa, nullptr);
     }
 
+    // What the program needs at run time: a site folder it can write, and a record engine that
+    // answers. Without them it says what is missing and does nothing else.
+    std::string missing = MissingComponents();
+    if (!missing.empty()) {
+        Startup().componentsMissing = true;
+        AffMsg("Toverin ne peut pas démarrer: des composants manquent.\r\n\r\n" + missing +
+                   "\r\nVeuillez d'abord faire cette installation et relancer ensuite le programme.",
+               MsgButtons::Ok, MsgIcon::Critical);
+    }
     if (!frm.Form_Load()) {
         TraceLogForce();
         return 0;

@@ -15,6 +15,7 @@
 #include "app/DateTime.h"
 #include "app/Dialogs.h"
 #include "app/Errors.h"
+#include "app/FileOps.h"
 #include "app/Ini.h"
 #include "app/Initialisation.h"
 #include "app/Log.h"
@@ -214,6 +215,12 @@ void Frm_Main::BuildWindow() {
     QAction* veille = menu->addAction("Mise en veille");
     veille->setObjectName("Mnu01Veille");
     connect(veille, &QAction::triggered, this, &Frm_Main::CommandMiseEnVeille_Click);
+    QAction* journal = menu->addAction("Journal du jour");
+    journal->setObjectName("MnuLectureLog");
+    connect(journal, &QAction::triggered, this, [] {
+        TraceLogForce();
+        ShellEx(LogFilePath(AppClock().Now()));
+    });
     QAction* options = menu->addAction("Options...");
     options->setObjectName("Mnu01Options");
     connect(options, &QAction::triggered, this, &Frm_Main::ShowSetup);
