@@ -17,8 +17,8 @@
 #include "app/Log.h"
 #include "app/Paths.h"
 #include "app/Startup.h"
-#include "store/Pervasive.h"
 #include "app/Text.h"
+#include "store/Pervasive.h"
 #include "ui/Frm_Main.h"
 #include "ui/QtDialogs.h"
 #include "ui/SingleInstance.h"
@@ -105,9 +105,10 @@ int RunToverin(int argc, char** argv) {
     std::string missing = MissingComponents();
     if (!missing.empty()) {
         Startup().componentsMissing = true;
-        AffMsg("Toverin ne peut pas démarrer: des composants manquent.\r\n\r\n" + missing +
-                   "\r\nVeuillez d'abord faire cette installation et relancer ensuite le programme.",
-               MsgButtons::Ok, MsgIcon::Critical);
+        AffMsg(
+            "Toverin ne peut pas démarrer: des composants manquent.\r\n\r\n" + missing +
+                "\r\nVeuillez d'abord faire cette installation et relancer ensuite le programme.",
+            MsgButtons::Ok, MsgIcon::Critical);
     }
     if (!frm.Form_Load()) {
         TraceLogForce();
