@@ -34,6 +34,12 @@ void OnTerminate(int) {
     (void)n;
 }
 
+// Qt's own warnings go to the day log rather than to a console nobody reads.
+void QtMessages(QtMsgType type, const QMessageLogContext&, const QString& message) {
+    if (type == QtDebugMsg || type == QtInfoMsg) return;
+    TraceLog("Qt: " + message.toStdString());
+}
+
 bool HasDisplay() {
     for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
         const char* v = std::getenv(name);
@@ -60,6 +66,7 @@ int RunToverin(int argc, char** argv) {
     std::string commandLine = JoinArguments(args, rootArg);
 
     if (!HasDisplay()) setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    qInstallMessageHandler(QtMessages);
     QApplication app(argc, argv);
     app.setApplicationName("Toverin");
     app.setQuitOnLastWindowClosed(false);  // standby hides every window and keeps running

@@ -1,10 +1,17 @@
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <filesystem>
 
 #include "app/EventPump.h"
 #include "app/FileOps.h"
 #include "app/Ini.h"
+#include "app/Startup.h"
 #include "operations/Backup.h"
 #include "operations/OperationState.h"
 #include "store/Catalogue.h"
@@ -201,6 +208,41 @@ TEST_F(Backup, NowAsksForAFullBackup) {
               "d'historique à sauvegarder) ?");
     EXPECT_EQ(dialogs.messages[0].icon, MsgIcon::Critical);
     EXPECT_EQ(Count(LocalDay() + "FRADA07.btr"), 6u) << "Yes: full backup";
+}
+
+}  // namespace
+}  // namespace toverin
+
+namespace toverin {
+namespace {
+
+// The players hear of each file and of the end; nothing is sent when none is configured.
+TEST_F(Backup, PlayersAreToldOfEachFileAndOfTheEnd) {
+    int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    ASSERT_GE(fd, 0);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
+    socklen_t len = sizeof addr;
+    getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len);
+    timeval timeout{0, 200000};
+    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+
+    Startup().TargetIPAddress = "127.0.0.1";
+    Startup().TargetIPPort = ntohs(addr.sin_port);
+    ASSERT_TRUE(BackupData(0, false, options, view).finished);
+    Startup().TargetIPAddress.clear();
+    Startup().TargetIPPort = 0;
+
+    std::vector<std::string> heard;
+    char buf[512];
+    ssize_t n;
+    while ((n = recv(fd, buf, sizeof buf, 0)) > 0) heard.emplace_back(buf, static_cast<size_t>(n));
+    close(fd);
+    ASSERT_FALSE(heard.empty());
+    EXPECT_EQ(heard.back(), "<Ended>");
+    EXPECT_NE(std::find(heard.begin(), heard.end(), "Morceaux Station: 2"), heard.end());
 }
 
 }  // namespace
