@@ -81,7 +81,8 @@ int16_t RecordFile::Open(const std::string& path, int8_t mode, bool firstOpener,
                 return btr::kNotARecordFile;
         }
         file->keys_.resize(file->layout_.keys.size());
-        file->deferred_.assign(file->layout_.keys.size(), 0);
+        file->unbuildable_.assign(file->layout_.keys.size(), 0);
+        file->LoadPendingIndexes();
         file->ConfigureForMode(mode, firstOpener);
     } catch (const SqliteError& e) {
         return OpenFailure(e);
@@ -98,17 +99,10 @@ void RecordFile::ConfigureForMode(int8_t mode, bool firstOpener) {
             // write it twice (log, then checkpoint). Switching fails quietly while another
             // process has the file open, and the load then runs in WAL.
             bulkJournal_ = db_.QueryText("PRAGMA journal_mode=TRUNCATE") == "truncate";
-            if (bulkJournal_) DeferDuplicateIndexes();
+            if (bulkJournal_) DeferIndexes();
         } else {
             // WAL: readers never block the writer, and a commit is one append to the log.
             db_.QueryText("PRAGMA journal_mode=WAL");
-            // A bulk load killed before its Close leaves indexes unbuilt.
-            try {
-                for (size_t k = 0; k < layout_.keys.size(); ++k)
-                    db_.Exec(IndexSql(layout_, k).c_str());
-            } catch (const SqliteError& e) {
-                if (e.primary() != SQLITE_BUSY && e.primary() != SQLITE_LOCKED) throw;
-            }
         }
     }
     if (exclusive_) {
@@ -233,13 +227,22 @@ void RecordFile::BeginWrite(bool accelerated) {
     // A stepping statement holds a read snapshot; a write must start from the newest state.
     EndLiveCursors();
     ++generation_;
+    bool began = false;
     if (!batchOpen_ && (accelerated || acceleratedHandles_ > 0)) {
         // Normal writes also go through a transaction while accelerated handles share the
         // connection, so that they can be committed with a sync of their own.
         db_.Exec("BEGIN IMMEDIATE");
         batchOpen_ = true;
         batchWrites_ = 0;
+        began = true;
     }
+    if (began || !batchOpen_) {
+        // Another process may have built an index, or a rolled-back batch undone one of ours.
+        LoadPendingIndexes();
+        newestKnown_ = false;
+    }
+    // A normal write keeps every index up to date, so the file must have them all first.
+    if (!accelerated) BuildPendingIndexes();
 }
 
 void RecordFile::EndWrite(bool accelerated) {
@@ -290,29 +293,103 @@ void RecordFile::RemoveAcceleratedHandle() {
     if (acceleratedHandles_ > 0 && --acceleratedHandles_ == 0) LeaveAcceleratedMode();
 }
 
-void RecordFile::DeferDuplicateIndexes() {
-    // Loading an empty file: an index of duplicates is built far faster by one sort at the end
-    // than by inserting each value at its place. Unique indexes stay, they must refuse
-    // duplicates as they come.
+void RecordFile::DeferIndexes() {
+    // Loading an empty file: an index is built far faster by one sort than by inserting each
+    // value at its place, and a bulk copy (a backup) may never be read by most of its keys. So
+    // the load writes the rows alone, and each index is built when something first needs it:
+    // a read by its key, or a normal write. Unique keys keep refusing duplicates meanwhile
+    // (see KeepUniqueOrder).
     if (db_.QueryInt("SELECT count(*) FROM (SELECT 1 FROM records LIMIT 1)") != 0) return;
-    for (size_t k = 0; k < layout_.keys.size(); ++k) {
-        if (!layout_.keys[k].duplicates) continue;
+    for (size_t k = 0; k < layout_.keys.size(); ++k)
         db_.Exec(("DROP INDEX IF EXISTS records_" + KeyColumn(k)).c_str());
-        deferred_[k] = 1;
+    LoadPendingIndexes();
+}
+
+void RecordFile::LoadPendingIndexes() {
+    if (!indexes_)
+        indexes_ = Statement(db_,
+                             "SELECT name FROM sqlite_master WHERE type = 'index' AND "
+                             "tbl_name = 'records'");
+    ResetOnExit reset(indexes_);
+    pending_.assign(layout_.keys.size(), 1);
+    while (indexes_.Step()) {
+        std::string_view name = indexes_.Blob(0);
+        for (size_t k = 0; k < layout_.keys.size(); ++k) {
+            if (name == "records_" + KeyColumn(k)) pending_[k] = 0;
+        }
     }
 }
 
-void RecordFile::BuildDeferredIndexes() {
+int RecordFile::PendingIndexes() const {
+    int count = 0;
+    for (char pending : pending_) count += pending;
+    return count;
+}
+
+void RecordFile::BuildIndex(size_t key) {
     EndLiveCursors();  // an index cannot be built under a pending read of its table
+    // One statement, so one transaction: a crash during the build leaves the index absent, and
+    // the next use builds it again.
+    db_.Exec(IndexSql(layout_, key).c_str());
+    pending_[key] = 0;
+}
+
+void RecordFile::BuildIndexForRead(int key) {
+    try {
+        BuildIndex(static_cast<size_t>(key));
+    } catch (const SqliteError& e) {
+        if (batchOpen_ && sqlite3_get_autocommit(db_.get())) {
+            batchOpen_ = false;  // the failure took the open batch with it: say so
+            throw;
+        }
+        switch (e.primary()) {
+            case SQLITE_READONLY:
+            case SQLITE_BUSY:
+            case SQLITE_LOCKED:
+            case SQLITE_FULL:
+                unbuildable_[key] = 1;  // not again on this open: each try waits for locks
+                break;
+            default:
+                throw;
+        }
+    }
+}
+
+void RecordFile::BuildPendingIndexes() {
     for (size_t k = 0; k < layout_.keys.size(); ++k) {
-        if (!deferred_[k]) continue;
-        db_.Exec(IndexSql(layout_, k).c_str());
-        deferred_[k] = 0;
+        if (pending_[k]) BuildIndex(k);
+    }
+}
+
+// While a unique key's index is put off, the record to insert (its stored keys in keys_) must
+// come after the newest row in that key's order. Every row then stands in row id order (a new
+// row gets the highest id), so a value above the newest row's is above every value and cannot
+// be a duplicate. A bulk copy read in key order passes this test at every insert; the first
+// value out of order builds the index, which from then on refuses duplicates itself.
+void RecordFile::KeepUniqueOrder() {
+    for (size_t k = 0; k < layout_.keys.size(); ++k) {
+        if (!pending_[k] || layout_.keys[k].duplicates) continue;
+        if (!newestKnown_) {
+            if (!newestRow_) {
+                std::string sql = "SELECT ";
+                for (size_t j = 0; j < layout_.keys.size(); ++j)
+                    sql += (j ? ", " : "") + KeyColumn(j);
+                newestRow_ = Statement(db_, sql + " FROM records ORDER BY id DESC LIMIT 1");
+            }
+            ResetOnExit reset(newestRow_);
+            newest_.assign(layout_.keys.size(), std::string());  // empty file: all values above
+            if (newestRow_.Step()) {
+                for (size_t j = 0; j < layout_.keys.size(); ++j)
+                    newest_[j] = newestRow_.Blob(static_cast<int>(j));
+            }
+            newestKnown_ = true;
+        }
+        if (std::string_view(keys_[k]) > std::string_view(newest_[k])) continue;
+        BuildIndex(k);
     }
 }
 
 void RecordFile::LeaveAcceleratedMode() {
-    BuildDeferredIndexes();
     CommitBatch(true);
     if (bulkJournal_) {
         EndLiveCursors();
@@ -329,6 +406,7 @@ void RecordFile::LeaveAcceleratedMode() {
 
 void RecordFile::AfterFailedWrite() {
     if (batchOpen_ && sqlite3_get_autocommit(db_.get())) batchOpen_ = false;
+    newestKnown_ = false;
 }
 
 int16_t RecordFile::Insert(const char* record, bool accelerated, int64_t& id) {
@@ -341,18 +419,21 @@ int16_t RecordFile::Insert(const char* record, bool accelerated, int64_t& id) {
         }
         insert_ = Statement(db_, sql + ") VALUES(" + values + ")");
     }
-    BeginWrite(accelerated);
     int16_t status = btr::kSuccess;
     try {
+        BeginWrite(accelerated);
+        for (size_t k = 0; k < layout_.keys.size(); ++k)
+            BuildStoredKey(layout_.keys[k], record, keys_[k]);
+        bool keepOrder = PendingIndexes() > 0;
+        if (keepOrder) KeepUniqueOrder();
         ResetOnExit reset(insert_);
         insert_.BindBlob(1, record, layout_.recordLength);
-        for (size_t k = 0; k < layout_.keys.size(); ++k) {
-            BuildStoredKey(layout_.keys[k], record, keys_[k]);
+        for (size_t k = 0; k < layout_.keys.size(); ++k)
             insert_.BindBlob(static_cast<int>(k + 2), keys_[k].data(), keys_[k].size());
-        }
         try {
             insert_.Step();
             id = sqlite3_last_insert_rowid(db_.get());
+            if (keepOrder && newestKnown_) newest_ = keys_;
         } catch (const SqliteError& e) {
             if (e.code() != SQLITE_CONSTRAINT_UNIQUE) throw;
             status = btr::kDuplicateKey;
@@ -388,9 +469,9 @@ int16_t RecordFile::Update(int64_t id, int64_t expectedChange, const char* recor
         for (size_t k = 0; k < layout_.keys.size(); ++k) sql += ", " + KeyColumn(k);
         fetch_ = Statement(db_, sql + " FROM records WHERE id = ?1");
     }
-    BeginWrite(accelerated);
     int16_t status = btr::kSuccess;
     try {
+        BeginWrite(accelerated);
         // Only the keys whose value changes are rewritten, which spares their index updates.
         uint32_t changed = 0;
         {
@@ -411,6 +492,11 @@ int16_t RecordFile::Update(int64_t id, int64_t expectedChange, const char* recor
             }
         }
         if (status == btr::kSuccess) {
+            // A changed unique key could clash, or leave the order that stands in for its index.
+            for (size_t k = 0; k < layout_.keys.size(); ++k) {
+                if ((changed & (1u << k)) && pending_[k] && !layout_.keys[k].duplicates)
+                    BuildIndex(k);
+            }
             Statement& update = UpdateStatement(changed);
             ResetOnExit reset(update);
             update.BindBlob(1, record, layout_.recordLength);
@@ -442,9 +528,9 @@ int16_t RecordFile::Update(int64_t id, int64_t expectedChange, const char* recor
 
 int16_t RecordFile::Delete(int64_t id, int64_t expectedChange, bool accelerated) {
     if (!delete_) delete_ = Statement(db_, "DELETE FROM records WHERE id = ?1 AND chg = ?2");
-    BeginWrite(accelerated);
     int16_t status = btr::kSuccess;
     try {
+        BeginWrite(accelerated);
         ResetOnExit reset(delete_);
         delete_.BindInt(1, id);
         delete_.BindInt(2, expectedChange);

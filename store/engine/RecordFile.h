@@ -48,9 +48,13 @@ class RecordFile {
 
     Statement PrepareCursor(int key, CursorKind kind);
     // Builds the index of `key` if a bulk load put it off; called before reading by that key.
+    // Where the index cannot be built now (read-only storage, another process writing), reads
+    // go on without it: same answers, each search scanning the file.
     void EnsureIndex(int key) {
-        if (deferred_[key]) BuildDeferredIndexes();
+        if (pending_[key] && !unbuildable_[key]) BuildIndexForRead(key);
     }
+    // Keys whose index the file does not have yet (put off by a bulk load).
+    int PendingIndexes() const;
     // A handle left a stepping statement alive (it holds a read snapshot).
     void NoteLiveCursor() { liveCursors_ = true; }
     // Resets every stepping statement so that the next read or write starts a fresh snapshot;
@@ -78,15 +82,28 @@ class RecordFile {
     void EndWrite(bool accelerated);
     void CommitBatch(bool durable);
     void LeaveAcceleratedMode();
-    void DeferDuplicateIndexes();
-    void BuildDeferredIndexes();
+    void DeferIndexes();
+    void LoadPendingIndexes();
+    void BuildIndex(size_t key);
+    void BuildIndexForRead(int key);
+    void BuildPendingIndexes();
+    void KeepUniqueOrder();
     Statement& UpdateStatement(uint32_t changedKeys);
 
     std::string path_;
     KeyLayout layout_;
     bool exclusive_ = false;
     std::vector<std::string> keys_;  // scratch: stored key values of the record being written
-    std::vector<char> deferred_;     // per key: index dropped for a bulk load into an empty file
+
+    // Per key: the file has no index for it yet, because a bulk load into an empty file put it
+    // off. That is recorded by the index's absence, which every connection sees and which a
+    // crash cannot leave half done. Reloaded whenever a write transaction starts.
+    std::vector<char> pending_;
+    std::vector<char> unbuildable_;  // per key: building for a read failed; read without it
+    // While a unique key's index is put off: the stored values of the newest row, valid within
+    // the current write transaction only (another process may write between transactions).
+    std::vector<std::string> newest_;
+    bool newestKnown_ = false;
 
     uint64_t generation_ = 0;
     bool liveCursors_ = false;
@@ -98,7 +115,7 @@ class RecordFile {
 
     // Declared last: statements must be finalized before the connection closes.
     Database db_;
-    Statement insert_, fetch_, delete_, count_;
+    Statement insert_, fetch_, delete_, count_, indexes_, newestRow_;
     std::map<uint32_t, Statement> updates_;  // by set of changed key columns
 };
 

@@ -39,6 +39,18 @@ std::string IntegrityCheck(const std::string& path) {
     return result;
 }
 
+int IndexCount(const std::string& path) {
+    sqlite3* raw = nullptr;
+    sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_stmt* stmt = nullptr;
+    sqlite3_prepare_v2(raw, "SELECT count(*) FROM sqlite_master WHERE type = 'index'", -1, &stmt,
+                       nullptr);
+    int count = sqlite3_step(stmt) == SQLITE_ROW ? sqlite3_column_int(stmt, 0) : -1;
+    sqlite3_finalize(stmt);
+    sqlite3_close(raw);
+    return count;
+}
+
 // Runs a child that writes in a loop in `mode` and reports each acknowledged insert through a
 // pipe; kills it once `target` inserts were acknowledged. Returns the last acknowledged number.
 int WriteUntilKilled(const std::string& path, int8_t mode, int target) {
@@ -114,17 +126,72 @@ TEST(EngineCrash, KilledBulkWriterLeavesASoundFile) {
         int16_t first = f.Get(btr::kGetFirst, key);
         EXPECT_TRUE(first == btr::kSuccess || first == btr::kEndOfFile) << first;
     }
-    // Opening again rebuilt the indexes the bulk had put off until its Close.
+    // The first read by each key built the index the load had put off.
     EXPECT_EQ(IntegrityCheck(path), "ok");
-    sqlite3* raw = nullptr;
-    sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READONLY, nullptr);
-    sqlite3_stmt* stmt = nullptr;
-    sqlite3_prepare_v2(raw, "SELECT count(*) FROM sqlite_master WHERE type = 'index'", -1, &stmt,
-                       nullptr);
-    ASSERT_EQ(sqlite3_step(stmt), SQLITE_ROW);
-    EXPECT_EQ(sqlite3_column_int(stmt, 0), 3);
-    sqlite3_finalize(stmt);
-    sqlite3_close(raw);
+    EXPECT_EQ(IndexCount(path), 3);
+}
+
+TEST(EngineCrash, KilledWhileBuildingAPutOffIndexLeavesTheFileAsItWas) {
+    TempDir dir;
+    std::string path = dir.file("FRADA07.bt6");
+    ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
+    constexpr int kSongs = 60000;
+    {
+        SongFile bulk;
+        ASSERT_EQ(bulk.Open(path, btr::kOpenAccelerated), btr::kSuccess);
+        for (int n = 1; n <= kSongs; ++n)
+            ASSERT_EQ(bulk.Insert(Song(n, "Title " + std::to_string(n * 7919 % 1000))),
+                      btr::kSuccess);
+    }
+    // A reader whose first read by key 1 builds that index, killed after a delay that doubles
+    // until the reader finishes first.
+    int killedDuringBuild = 0;
+    for (int delayUs = 500;; delayUs *= 2) {
+        SCOPED_TRACE(delayUs);
+        int fds[2];
+        ASSERT_EQ(pipe(fds), 0);
+        pid_t pid = fork();
+        if (pid == 0) {
+            close(fds[0]);
+            SongFile f;
+            if (f.Open(path) != btr::kSuccess) _exit(1);
+            char mark = 's';
+            if (write(fds[1], &mark, 1) != 1) _exit(2);
+            if (f.Get(btr::kGetFirst, 1) != btr::kSuccess) _exit(3);
+            mark = 'd';
+            if (write(fds[1], &mark, 1) != 1) _exit(4);
+            pause();
+        }
+        close(fds[1]);
+        char mark = 0;
+        ASSERT_EQ(read(fds[0], &mark, 1), 1);
+        usleep(delayUs);
+        kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
+        bool finished = read(fds[0], &mark, 1) == 1;
+        close(fds[0]);
+        EXPECT_EQ(IntegrityCheck(path), "ok");
+        if (finished) break;
+        ++killedDuringBuild;
+        EXPECT_EQ(IndexCount(path), 0) << "a build is all or nothing";
+        ASSERT_LT(delayUs, 60 * 1000 * 1000);
+    }
+    EXPECT_GT(killedDuringBuild, 0);
+    EXPECT_EQ(IndexCount(path), 1);
+
+    SongFile f;
+    ASSERT_EQ(f.Open(path, btr::kOpenReadOnly), btr::kSuccess);
+    btr::PbTBtrFileBuf stat{};
+    ASSERT_EQ(f.file.Stat(stat), btr::kSuccess);
+    EXPECT_EQ(stat.RecordCount, static_cast<uint32_t>(kSongs));
+    int count = 0;
+    std::string previous;
+    for (int16_t s = f.Get(btr::kGetFirst, 1); s == btr::kSuccess; s = f.Get(btr::kGetNext, 1)) {
+        ++count;
+        EXPECT_LE(previous, f.record.substr(6, 20));
+        previous = f.record.substr(6, 20);
+    }
+    EXPECT_EQ(count, kSongs);
 }
 
 // Pages of one table or index in the order of its b-tree, leaves only, with their cell counts.
@@ -157,10 +224,16 @@ class EngineDamage : public ::testing::Test {
     void SetUp() override {
         path = dir.file("FRAD022.bt6");
         ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
-        SongFile bulk;
-        ASSERT_EQ(bulk.Open(path, btr::kOpenAccelerated), btr::kSuccess);
-        for (int n = 1; n <= kRecords; ++n)
-            ASSERT_EQ(bulk.Insert(Song(n, "Title " + std::to_string(n % 97))), btr::kSuccess);
+        {
+            SongFile bulk;
+            ASSERT_EQ(bulk.Open(path, btr::kOpenAccelerated), btr::kSuccess);
+            for (int n = 1; n <= kRecords; ++n)
+                ASSERT_EQ(bulk.Insert(Song(n, "Title " + std::to_string(n % 97))), btr::kSuccess);
+        }
+        // A first read by each key builds the indexes the load put off.
+        SongFile reader;
+        ASSERT_EQ(reader.Open(path), btr::kSuccess);
+        for (int8_t key : {0, 1, 2}) ASSERT_EQ(reader.Get(btr::kGetFirst, key), btr::kSuccess);
     }
     // Reads forward with Get Next from the current record; returns the numbers read.
     std::vector<int> ReadOn(SongFile& f, uint16_t operation) {
