@@ -45,8 +45,7 @@ struct Handle {
     uint64_t liveGeneration = 0;
     std::vector<std::array<Statement, kCursorKinds>> cursors;  // per key, prepared on first use
 
-    std::string search;   // scratch: stored form of a search value
-    std::string scratch;  // scratch: key returned to the caller
+    std::string search;  // scratch: stored form of a search value
 
     bool accelerated() const { return mode == kOpenAccelerated; }
     bool readOnly() const { return mode == kOpenReadOnly; }
@@ -61,6 +60,9 @@ struct EngineState {
     std::mutex mutex;
     uint32_t nextHandle = 1;
     std::unordered_map<uint32_t, std::unique_ptr<Handle>> handles;
+    // The last two handles looked up: a copy alternates between its source and its target.
+    std::array<std::pair<uint32_t, Handle*>, 2> recent{};
+    int nextRecent = 0;
     std::map<std::string, std::weak_ptr<RecordFile>> files;  // by canonical path
 };
 
@@ -94,8 +96,15 @@ Handle* FindHandle(const void* positionBlock) {
     if (std::memcmp(block, kMagic, sizeof kMagic) != 0) return nullptr;
     uint32_t number;
     std::memcpy(&number, block + sizeof kMagic, sizeof number);
-    auto it = State().handles.find(number);
-    return it == State().handles.end() ? nullptr : it->second.get();
+    EngineState& state = State();
+    for (const auto& [known, handle] : state.recent) {
+        if (known == number && handle != nullptr) return handle;
+    }
+    auto it = state.handles.find(number);
+    if (it == state.handles.end()) return nullptr;
+    state.recent[state.nextRecent] = {number, it->second.get()};
+    state.nextRecent ^= 1;
+    return it->second.get();
 }
 
 void MarkPositionBlock(void* positionBlock, uint32_t number) {
@@ -129,6 +138,9 @@ int16_t CloseHandle(uint32_t number) {
     if (it == state.handles.end()) return kFileNotOpen;
     std::unique_ptr<Handle> handle = std::move(it->second);
     state.handles.erase(it);
+    for (auto& recent : state.recent) {
+        if (recent.first == number) recent = {0, nullptr};
+    }
     std::string path = handle->file->path();
     int16_t status = kSuccess;
     try {
@@ -274,8 +286,7 @@ bool Step(Handle& h, bool forward) {
 }
 
 // Takes the live row as the current record and returns it to the caller.
-int16_t Deliver(Handle& h, int key, void* dataBuffer, uint32_t* dataLength, void* keyBuffer,
-                uint8_t keyLength) {
+int16_t Deliver(Handle& h, int key, void* dataBuffer, uint32_t* dataLength, void* keyBuffer) {
     const KeyLayout& layout = h.file->layout();
     Statement& s = *h.live;
     h.positioned = true;
@@ -287,9 +298,9 @@ int16_t Deliver(Handle& h, int key, void* dataBuffer, uint32_t* dataLength, void
     h.keyValue.assign(stored.data(), stored.size());
     std::string_view record = s.Blob(kColRecord);
     if (record.size() < layout.recordLength) throw SqliteError(SQLITE_CORRUPT, "short record");
-    BuildRecordKey(layout.keys[key], record.data(), h.scratch);
+    // Read has checked that a key buffer holds the key.
     if (keyBuffer != nullptr)
-        std::memcpy(keyBuffer, h.scratch.data(), std::min<size_t>(keyLength, h.scratch.size()));
+        CopyRecordKey(layout.keys[key], record.data(), static_cast<char*>(keyBuffer));
     uint32_t room = *dataLength;
     std::memcpy(dataBuffer, record.data(), std::min<size_t>(room, layout.recordLength));
     *dataLength = layout.recordLength;
@@ -304,13 +315,13 @@ int16_t Read(Handle& h, uint16_t operation, void* dataBuffer, uint32_t* dataLeng
     const KeyDef& key = layout.keys[keyNumber];
     if (dataBuffer == nullptr || dataLength == nullptr) return kDataBufferTooShort;
     if (keyBuffer != nullptr && keyLength < key.length) return kKeyBufferTooShort;
-    h.file->EnsureIndex(keyNumber);
+    h.file->BeforeRead(keyNumber);
 
     if (operation == kGetNext || operation == kGetPrevious) {
         if (!h.positioned) return kInvalidPositioning;
         if (keyNumber != h.key) return kDifferentKeyNumber;
         if (!Step(h, operation == kGetNext)) return kEndOfFile;
-        return Deliver(h, keyNumber, dataBuffer, dataLength, keyBuffer, keyLength);
+        return Deliver(h, keyNumber, dataBuffer, dataLength, keyBuffer);
     }
 
     // A search starts from the newest committed state (a live statement reads a snapshot).
@@ -353,7 +364,7 @@ int16_t Read(Handle& h, uint16_t operation, void* dataBuffer, uint32_t* dataLeng
             break;
     }
     if (!found) return kEndOfFile;
-    return Deliver(h, keyNumber, dataBuffer, dataLength, keyBuffer, keyLength);
+    return Deliver(h, keyNumber, dataBuffer, dataLength, keyBuffer);
 }
 
 // ---- Writes ------------------------------------------------------------------------------
@@ -366,10 +377,15 @@ void PositionOnWritten(Handle& h, int keyNumber, const char* record, void* keyBu
     h.onRecord = true;
     h.key = keyNumber;
     h.live = nullptr;
-    BuildStoredKey(key, record, h.keyValue);
-    BuildRecordKey(key, record, h.scratch);
-    if (keyBuffer != nullptr)
-        std::memcpy(keyBuffer, h.scratch.data(), std::min<size_t>(keyLength, h.scratch.size()));
+    h.keyValue = h.file->WrittenKey(keyNumber);
+    if (keyBuffer == nullptr) return;
+    if (keyLength >= key.length) {
+        CopyRecordKey(key, record, static_cast<char*>(keyBuffer));
+    } else {
+        char whole[256];  // a key is at most 255 bytes
+        CopyRecordKey(key, record, whole);
+        std::memcpy(keyBuffer, whole, keyLength);
+    }
 }
 
 int16_t Write(Handle& h, uint16_t operation, void* dataBuffer, uint32_t* dataLength,

@@ -47,10 +47,11 @@ class RecordFile {
     bool exclusive() const { return exclusive_; }
 
     Statement PrepareCursor(int key, CursorKind kind);
-    // Builds the index of `key` if a bulk load put it off; called before reading by that key.
-    // Where the index cannot be built now (read-only storage, another process writing), reads
-    // go on without it: same answers, each search scanning the file.
-    void EnsureIndex(int key) {
+    // Called before reading by `key`: hands staged rows to SQLite, and builds the index of `key`
+    // if a bulk load put it off. Where the index cannot be built now (read-only storage, another
+    // process writing), reads go on without it: same answers, each search scanning the file.
+    void BeforeRead(int key) {
+        FlushStaged();
         if (pending_[key] && !unbuildable_[key]) BuildIndexForRead(key);
     }
     // Keys whose index the file does not have yet (put off by a bulk load).
@@ -68,6 +69,8 @@ class RecordFile {
                    int64_t& newChange);
     int16_t Delete(int64_t id, int64_t expectedChange, bool accelerated);
     uint32_t CountRecords();
+    // The stored value of `key` of the record the last successful Insert or Update wrote.
+    const std::string& WrittenKey(int key) const { return keys_[key]; }
 
     void AddAcceleratedHandle();
     // Called when an accelerated handle closes: the last one makes the batch durable.
@@ -88,6 +91,11 @@ class RecordFile {
     void BuildIndexForRead(int key);
     void BuildPendingIndexes();
     void KeepUniqueOrder();
+    void FetchNewest();
+    bool CanStage(bool accelerated) const;
+    int64_t Stage(const char* record);
+    void FlushStaged();
+    Statement PrepareInsert(int rows);
     Statement& UpdateStatement(uint32_t changedKeys);
 
     std::string path_;
@@ -100,10 +108,17 @@ class RecordFile {
     // crash cannot leave half done. Reloaded whenever a write transaction starts.
     std::vector<char> pending_;
     std::vector<char> unbuildable_;  // per key: building for a read failed; read without it
-    // While a unique key's index is put off: the stored values of the newest row, valid within
-    // the current write transaction only (another process may write between transactions).
+    // While an index is put off: the newest row's id and stored key values, valid within the
+    // current write transaction only (another process may write between transactions).
+    int64_t newestId_ = 0;
     std::vector<std::string> newest_;
     bool newestKnown_ = false;
+    // Rows of a bulk load acknowledged but not yet handed to SQLite, each the record then its
+    // stored keys, with consecutive ids from firstStagedId_. Handed over before anything else
+    // touches the table, and at every commit.
+    std::vector<char> staged_;
+    int stagedRows_ = 0;
+    int64_t firstStagedId_ = 0;
 
     uint64_t generation_ = 0;
     bool liveCursors_ = false;
@@ -115,7 +130,7 @@ class RecordFile {
 
     // Declared last: statements must be finalized before the connection closes.
     Database db_;
-    Statement insert_, fetch_, delete_, count_, indexes_, newestRow_;
+    Statement insert_, fetch_, delete_, count_, indexes_, newestRow_, stagedInsert_, stagedOne_;
     std::map<uint32_t, Statement> updates_;  // by set of changed key columns
 };
 

@@ -124,6 +124,51 @@ TEST(EngineBulkLoad, ABulkLoadedFileReadsLikeANormallyWrittenOne) {
     EXPECT_EQ(IntegrityCheck(bulk), "ok");
 }
 
+TEST(EngineBulkLoad, EveryOperationSeesTheRowsJustLoaded) {
+    TempDir dir;
+    std::string path = dir.file("FRADB22.bt6");
+    ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
+    SongFile bulk, reader;
+    ASSERT_EQ(bulk.Open(path, btr::kOpenAccelerated), btr::kSuccess);
+    ASSERT_EQ(reader.Open(path, btr::kOpenReadOnly), btr::kSuccess);
+    // Rows are handed to SQLite in groups; every count here ends inside a group.
+    int n = 0;
+    for (int count : {1, 45, 70}) {
+        SCOPED_TRACE(count);
+        while (n < count) ASSERT_EQ(bulk.Insert(LoadSong(++n)), btr::kSuccess);
+        btr::PbTBtrFileBuf stat{};
+        ASSERT_EQ(bulk.file.Stat(stat), btr::kSuccess);
+        EXPECT_EQ(stat.RecordCount, static_cast<uint32_t>(n));
+        ASSERT_EQ(reader.Get(btr::kGetLast, 0), btr::kSuccess);
+        EXPECT_EQ(reader.record, LoadSong(n));
+    }
+    // The record just inserted can be read on from, rewritten and deleted at once.
+    ASSERT_EQ(bulk.Insert(LoadSong(71)), btr::kSuccess);
+    ASSERT_EQ(bulk.Get(btr::kGetPrevious, 0), btr::kSuccess);
+    EXPECT_EQ(bulk.record, LoadSong(70));
+    ASSERT_EQ(bulk.Insert(LoadSong(72)), btr::kSuccess);
+    ASSERT_EQ(bulk.Update(Song(72 * 3, "Rewritten")), btr::kSuccess);
+    ASSERT_EQ(bulk.Insert(LoadSong(73)), btr::kSuccess);
+    ASSERT_EQ(bulk.Delete(), btr::kSuccess);
+    ASSERT_EQ(bulk.Insert(LoadSong(74)), btr::kSuccess);
+    ASSERT_EQ(bulk.Insert(LoadSong(75)), btr::kSuccess);
+    ASSERT_EQ(bulk.file.Close(), btr::kSuccess);
+
+    SongFile f;
+    ASSERT_EQ(f.Open(path), btr::kSuccess);
+    std::vector<std::string> expected;
+    for (int i = 1; i <= 75; ++i) {
+        if (i == 72)
+            expected.push_back(Song(72 * 3, "Rewritten"));
+        else if (i != 73)
+            expected.push_back(LoadSong(i));
+    }
+    EXPECT_EQ(WalkAll(f, 0, true), expected);
+    ASSERT_EQ(f.Get(btr::kGetEqual, 1, Padded("REWRITTEN", 20)), btr::kSuccess);
+    EXPECT_EQ(f.number(), 72 * 3);
+    EXPECT_EQ(IntegrityCheck(path), "ok");
+}
+
 // Number and title both unique; the title modifiable and case-insensitive.
 btr::PbTBtrFileBuf UniqueTitles() {
     return testing::MakeFileBuf(testing::kSongLength, 2, {{1, 6, 0}, {7, 20, 1026}});
