@@ -159,6 +159,9 @@ int16_t RecordFile::Create(const std::string& path, const KeyLayout& layout) {
     try {
         Database db(building, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX);
         db.Exec("PRAGMA page_size=4096");
+        // Nothing to roll back to: a file that fails half-built is removed. The commit still
+        // syncs it once, before the rename makes it the file.
+        db.QueryText("PRAGMA journal_mode=OFF");
         db.Exec("BEGIN");
         db.Exec(SchemaSql(layout).c_str());
         Statement insert(db, "INSERT INTO toverin_file(format, file_buf) VALUES(?1, ?2)");
@@ -306,8 +309,15 @@ void RecordFile::DeferIndexes() {
     // a read by its key, or a normal write. Unique keys keep refusing duplicates meanwhile
     // (see KeepUniqueOrder).
     if (db_.QueryInt("SELECT count(*) FROM (SELECT 1 FROM records LIMIT 1)") != 0) return;
-    for (size_t k = 0; k < layout_.keys.size(); ++k)
-        db_.Exec(("DROP INDEX IF EXISTS records_" + KeyColumn(k)).c_str());
+    db_.Exec("BEGIN IMMEDIATE");  // one commit, one sync, for all of them
+    try {
+        for (size_t k = 0; k < layout_.keys.size(); ++k)
+            db_.Exec(("DROP INDEX IF EXISTS records_" + KeyColumn(k)).c_str());
+        db_.Exec("COMMIT");
+    } catch (const SqliteError&) {
+        sqlite3_exec(db_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+        throw;
+    }
     LoadPendingIndexes();
 }
 
