@@ -3,11 +3,12 @@
 // file, Get Equal at random, Update, and a record-by-record copy through BTRCALL into an
 // accelerated file, timed against SQLite's own VACUUM INTO of the same file in the same run.
 //
-//   engine_bench [--records N] [--normal N] [--runs N] [--dir FOLDER] [--copy-only 1]
+//   engine_bench [--records N] [--normal N] [--runs N] [--dir FOLDER] [--copy-only 1] [--base 0]
 //
-// --runs repeats the accelerated insert and the copy with its peer (default 3) and prints the
-// median. --copy-only fills the source without timing it and runs only the copy and its peer
-// (for profiling the copy).
+// --runs repeats the accelerated insert, the copy with its peer and the backup with its peer
+// (default 3) and prints the medians. --copy-only fills the source without timing it and runs
+// only the copy and its peer (for profiling the copy). --base 0 leaves out the backup of a
+// whole base (files of many sizes, as many records in all as --records).
 #include <sqlite3.h>
 #include <sys/resource.h>
 #include <algorithm>
@@ -264,12 +265,51 @@ double CopyThroughEngine(const std::string& source, const std::string& target, d
 
 }  // namespace
 
+// A backup of a whole base: every file copied record by record into a fresh accelerated file,
+// against VACUUM INTO of every file. The base: a few large files and many small ones, `records`
+// in all, each a complete file of the benchmark's layout. Returns the median time ratio.
+double MeasureBackup(const fs::path& dir, uint64_t records, int runs) {
+    std::vector<uint64_t> sizes;
+    for (double share : {0.6, 0.2, 0.1, 0.05, 0.02, 0.01, 0.005})
+        sizes.push_back(static_cast<uint64_t>(records * share));
+    for (int i = 0; i < 30; ++i) sizes.push_back(records * 15 / 1000 / 30);
+    fs::path base = dir / "base", backup = dir / "backup";
+    fs::create_directories(base);
+    fs::create_directories(backup);
+    std::vector<std::string> names;
+    uint64_t total = 0;
+    for (uint64_t& size : sizes) {
+        size = std::max<uint64_t>(size, 1);
+        char name[16];
+        std::snprintf(name, sizeof name, "FRAD%03zu.bt6", names.size() + 1);
+        names.push_back(name);
+        Fill((base / name).string(), size, btr::kOpenAccelerated);
+        FirstReads((base / name).string(), false);
+        total += size;
+    }
+    std::vector<double> ratios;
+    for (int run = 0; run < runs; ++run) {
+        double vacuum = 0, copies = 0, loop = 0;
+        for (const std::string& name : names)
+            vacuum += VacuumInto((base / name).string(), (backup / (name + ".db")).string());
+        for (const std::string& name : names)
+            copies += CopyThroughEngine((base / name).string(), (backup / name).string(), loop);
+        ratios.push_back(copies / vacuum);
+        std::printf(
+            "backup of a base of %zu files, %llu records: VACUUM INTO %.3f s, copies "
+            "through BTRCALL %.3f s, ratio %.2f\n",
+            names.size(), static_cast<unsigned long long>(total), vacuum, copies, ratios.back());
+    }
+    return Median(ratios);
+}
+
 int main(int argc, char** argv) {
     uint64_t records = 1000000;
     uint64_t normal = 2000;
     int runs = 3;
     std::string folder;
     bool copyOnly = false;
+    bool backup = true;
     for (int i = 1; i + 1 < argc; i += 2) {
         std::string option = argv[i];
         if (option == "--records")
@@ -282,6 +322,8 @@ int main(int argc, char** argv) {
             folder = argv[i + 1];
         else if (option == "--copy-only")
             copyOnly = std::string(argv[i + 1]) != "0";
+        else if (option == "--base")
+            backup = std::string(argv[i + 1]) != "0";
     }
     fs::path dir =
         folder.empty() ? fs::temp_directory_path() / "toverin-engine-bench" : fs::path(folder);
@@ -324,6 +366,10 @@ int main(int argc, char** argv) {
     std::printf("file sizes: source %.0f MB, copy %.0f MB (indexes built), VACUUM INTO %.0f MB\n",
                 fs::file_size(source) / 1e6, fs::file_size(target) / 1e6,
                 fs::file_size(vacuumTarget) / 1e6);
+    fs::remove(target);
+    fs::remove(vacuumTarget);
+    double backupRatio = backup && !copyOnly ? MeasureBackup(dir, records, runs) : 0;
+
     std::printf("\nmedian of %d runs:\n", runs);
     if (!copyOnly)
         std::printf("accelerated insert: %.0f records/s (target at least 250000)\n",
@@ -331,6 +377,9 @@ int main(int argc, char** argv) {
     std::printf("copy / VACUUM INTO time ratio: %.2f (target at most 2.0)\n", Median(ratios));
     std::printf("copy and its later index builds / VACUUM INTO time ratio: %.2f\n",
                 Median(withBuilds));
+    if (backupRatio > 0)
+        std::printf("backup / VACUUM INTO of every file, time ratio: %.2f (target at most 2.5)\n",
+                    backupRatio);
     if (!std::getenv("TOVERIN_BENCH_KEEP")) fs::remove_all(dir);
     return 0;
 }
