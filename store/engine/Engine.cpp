@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -242,15 +243,39 @@ int16_t Version(void* dataBuffer, uint32_t* dataLength) {
 bool InGroup(CursorKind kind) {
     return kind == CursorKind::kAfterInGroup || kind == CursorKind::kBeforeInGroup;
 }
-bool Forward(CursorKind kind) {
-    return kind == CursorKind::kAfterInGroup || kind == CursorKind::kGreater ||
-           kind == CursorKind::kGreaterEqual;
-}
-
 // Starts a stepping statement and reads its first row. The bound value is copied by SQLite:
 // the statement compares against it on every later step.
+bool Forward(CursorKind kind) {
+    return kind == CursorKind::kAfterInGroup || kind == CursorKind::kGreater ||
+           kind == CursorKind::kGreaterEqual || kind == CursorKind::kRowsFrom;
+}
+
+void MakeLive(Handle& h, Statement& s, CursorKind kind) {
+    h.live = &s;
+    h.liveKind = kind;
+    h.liveGeneration = h.file->generation();
+    h.file->NoteLiveCursor();
+}
+
+// A search on a key in row id order (unique, so never within a group of duplicates): forward
+// from the first row past the value, backward from the row before the first at or past it.
+bool SeekInRowOrder(Handle& h, int key, CursorKind kind, std::string_view value) {
+    bool forward = Forward(kind);
+    bool orEqual = kind == CursorKind::kGreaterEqual || kind == CursorKind::kLess;
+    int64_t bound = h.file->FirstRowAbove(key, value, orEqual);
+    if (forward && bound == std::numeric_limits<int64_t>::max()) return false;
+    CursorKind rows = forward ? CursorKind::kRowsFrom : CursorKind::kRowsBefore;
+    Statement& s = h.Cursor(key, rows);
+    s.Reset();
+    s.BindInt(1, bound);
+    if (!s.Step()) return false;
+    MakeLive(h, s, rows);
+    return true;
+}
+
 bool Seek(Handle& h, int key, CursorKind kind, std::string_view value, int64_t id = 0) {
     h.live = nullptr;
+    if (h.file->InRowOrder(key)) return SeekInRowOrder(h, key, kind, value);
     Statement& s = h.Cursor(key, kind);
     s.Reset();
     int rc = value.empty() ? sqlite3_bind_zeroblob(s.get(), 1, 0)
@@ -259,10 +284,7 @@ bool Seek(Handle& h, int key, CursorKind kind, std::string_view value, int64_t i
     if (rc != SQLITE_OK) throw SqliteError(rc, sqlite3_errstr(rc));
     if (InGroup(kind)) s.BindInt(2, id);
     if (!s.Step()) return false;
-    h.live = &s;
-    h.liveKind = kind;
-    h.liveGeneration = h.file->generation();
-    h.file->NoteLiveCursor();
+    MakeLive(h, s, kind);
     return true;
 }
 

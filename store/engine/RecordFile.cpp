@@ -217,6 +217,12 @@ Statement RecordFile::PrepareCursor(int key, CursorKind kind) {
         case CursorKind::kLessEqual:
             sql += k + " <= ?1 ORDER BY " + k + " DESC, id DESC";
             break;
+        case CursorKind::kRowsFrom:
+            sql += "id >= ?1 ORDER BY id";
+            break;
+        case CursorKind::kRowsBefore:
+            sql += "id < ?1 ORDER BY id DESC";
+            break;
     }
     return Statement(db_, sql);
 }
@@ -364,12 +370,90 @@ void RecordFile::BuildIndexForRead(int key) {
             case SQLITE_BUSY:
             case SQLITE_LOCKED:
             case SQLITE_FULL:
+            case SQLITE_CORRUPT:        // the rows that can still be read are read without it
                 unbuildable_[key] = 1;  // not again on this open: each try waits for locks
                 break;
             default:
                 throw;
         }
     }
+}
+
+// The first readable row whose id is `id` or above: its id and value of `key`. `skipped` tells
+// that damaged pages lie between `id` and that row, whose rows could not be read. False when no
+// readable row lies there.
+bool RecordFile::ProbeFrom(int key, int64_t id, int64_t& foundId, std::string& value,
+                           bool& skipped) {
+    if (probes_.empty()) probes_.resize(layout_.keys.size());
+    Statement& probe = probes_[key];
+    if (!probe)
+        probe = Statement(db_, "SELECT id, " + KeyColumn(key) +
+                                   " FROM records WHERE id >= ?1 ORDER BY id LIMIT 1");
+    enum Outcome { kRow, kNoRow, kDamaged };
+    auto from = [&](int64_t start) {
+        try {
+            ResetOnExit reset(probe);
+            probe.BindInt(1, start);
+            if (!probe.Step()) return kNoRow;
+            foundId = probe.Int(0);
+            value = probe.Blob(1);
+            return kRow;
+        } catch (const SqliteError& e) {
+            if (e.primary() != SQLITE_CORRUPT && e.primary() != SQLITE_NOTADB) throw;
+            return kDamaged;
+        }
+    };
+    Outcome outcome = from(id);
+    skipped = outcome == kDamaged;
+    if (!skipped) return outcome == kRow;
+    // Past the damage by growing steps, then back to the first start beyond it, so that no
+    // readable row is stepped over.
+    constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
+    int64_t damaged = id, clear = id;
+    for (int64_t step = 1; outcome == kDamaged; step *= 2) {
+        if (clear == kMax) return false;
+        damaged = clear;
+        clear = kMax - clear > step ? clear + step : kMax;
+        outcome = from(clear);
+    }
+    while (clear - damaged > 1) {
+        int64_t middle = damaged + (clear - damaged) / 2;
+        if (from(middle) == kDamaged)
+            damaged = middle;
+        else
+            clear = middle;
+    }
+    return from(clear) == kRow;
+}
+
+int64_t RecordFile::FirstRowAbove(int key, std::string_view value, bool orEqual) {
+    constexpr int64_t kNone = std::numeric_limits<int64_t>::max();
+    auto qualifies = [&](std::string_view v) { return orEqual ? v >= value : v > value; };
+    // Ids start at 1. Invariant: every row below lo is below the value; the first row that is
+    // not lies in [lo, hi], or is `found`, or (when `uncertain`) is unreadable just before it.
+    int64_t lo = 1, hi = kNone - 1, found = kNone;
+    bool uncertain = false;
+    std::string probed;
+    while (lo <= hi) {
+        int64_t mid = lo + (hi - lo) / 2;
+        int64_t id = 0;
+        bool skipped = false;
+        if (!ProbeFrom(key, mid, id, probed, skipped)) {
+            // Nothing readable from mid on.
+            if (skipped) uncertain = true;
+            hi = mid - 1;
+        } else if (qualifies(probed)) {
+            // Unread rows before it have lower values: they cannot qualify when this one is
+            // exactly the value searched for at-or-above, and might otherwise.
+            found = id;
+            uncertain = skipped && !(orEqual && probed == value);
+            hi = mid - 1;
+        } else {
+            lo = id + 1;  // every row up to id is below the value, unread ones too
+        }
+    }
+    if (uncertain) throw SqliteError(SQLITE_CORRUPT, "damaged rows where the search ends");
+    return found;
 }
 
 void RecordFile::BuildPendingIndexes() {

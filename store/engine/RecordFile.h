@@ -22,8 +22,10 @@ enum class CursorKind {
     kBeforeInGroup,  // same key value, earlier rows, descending
     kLess,           // key < value, descending
     kLessEqual,      // key <= value, descending
+    kRowsFrom,       // id >= bound, ascending (a key in row order, see InRowOrder)
+    kRowsBefore,     // id < bound, descending
 };
-inline constexpr int kCursorKinds = 6;
+inline constexpr int kCursorKinds = 8;
 
 // Columns of every cursor row.
 enum CursorColumn { kColId = 0, kColChange = 1, kColRecord = 2, kColKey = 3 };
@@ -56,6 +58,16 @@ class RecordFile {
     }
     // Keys whose index the file does not have yet (put off by a bulk load).
     int PendingIndexes() const;
+    // Whether reads by `key` go by row id: a unique key whose index waits and could not be
+    // built (damage, read-only storage, another writer). Its values rise with the row ids (see
+    // KeepUniqueOrder), so its order is theirs, and a search is a binary search over them.
+    bool InRowOrder(int key) const {
+        return pending_[key] && unbuildable_[key] && !layout_.keys[key].duplicates;
+    }
+    // For a key InRowOrder: the id of the first row whose value is above `value` (or equal too,
+    // with `orEqual`), INT64_MAX when there is none. Steps over damaged pages where the answer
+    // cannot lie in them; throws SQLITE_CORRUPT where it could.
+    int64_t FirstRowAbove(int key, std::string_view value, bool orEqual);
     // A handle left a stepping statement alive (it holds a read snapshot).
     void NoteLiveCursor() { liveCursors_ = true; }
     // Resets every stepping statement so that the next read or write starts a fresh snapshot;
@@ -90,6 +102,7 @@ class RecordFile {
     void BuildIndex(size_t key);
     void BuildIndexForRead(int key);
     void BuildPendingIndexes();
+    bool ProbeFrom(int key, int64_t id, int64_t& foundId, std::string& value, bool& skipped);
     void KeepUniqueOrder();
     void FetchNewest();
     bool CanStage(bool accelerated) const;
@@ -132,6 +145,7 @@ class RecordFile {
     Database db_;
     Statement insert_, fetch_, delete_, count_, indexes_, newestRow_, stagedInsert_, stagedOne_;
     std::map<uint32_t, Statement> updates_;  // by set of changed key columns
+    std::vector<Statement> probes_;          // per key: the first row at or after an id
 };
 
 }  // namespace toverin::engine
