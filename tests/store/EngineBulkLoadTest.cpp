@@ -101,7 +101,7 @@ TEST(EngineBulkLoad, ABulkLoadedFileReadsLikeANormallyWrittenOne) {
     btr::PbTBtrFileBuf statA{}, statB{};
     ASSERT_EQ(a.file.Stat(statA), btr::kSuccess);
     ASSERT_EQ(b.file.Stat(statB), btr::kSuccess);
-    EXPECT_EQ(statB.RecordCount, static_cast<uint32_t>(kSongs));
+    EXPECT_EQ(uint32_t{statB.RecordCount}, static_cast<uint32_t>(kSongs));
     EXPECT_EQ(std::memcmp(&statA, &statB, sizeof statA), 0);
 
     for (int8_t key : {0, 1, 2}) {
@@ -138,7 +138,7 @@ TEST(EngineBulkLoad, EveryOperationSeesTheRowsJustLoaded) {
         while (n < count) ASSERT_EQ(bulk.Insert(LoadSong(++n)), btr::kSuccess);
         btr::PbTBtrFileBuf stat{};
         ASSERT_EQ(bulk.file.Stat(stat), btr::kSuccess);
-        EXPECT_EQ(stat.RecordCount, static_cast<uint32_t>(n));
+        EXPECT_EQ(uint32_t{stat.RecordCount}, static_cast<uint32_t>(n));
         ASSERT_EQ(reader.Get(btr::kGetLast, 0), btr::kSuccess);
         EXPECT_EQ(reader.record, LoadSong(n));
     }
@@ -224,7 +224,7 @@ TEST(EngineBulkLoad, UniqueKeysRefuseDuplicatesWhileTheirIndexesWait) {
     EXPECT_EQ(f.number(), 5);
     btr::PbTBtrFileBuf stat{};
     ASSERT_EQ(f.file.Stat(stat), btr::kSuccess);
-    EXPECT_EQ(stat.RecordCount, 5u);
+    EXPECT_EQ(uint32_t{stat.RecordCount}, 5u);
     f.file.Close();
     EXPECT_EQ(Indexes(other), "records_k0 records_k1");
 }

@@ -182,7 +182,7 @@ TEST(EngineCrash, KilledWhileBuildingAPutOffIndexLeavesTheFileAsItWas) {
     ASSERT_EQ(f.Open(path, btr::kOpenReadOnly), btr::kSuccess);
     btr::PbTBtrFileBuf stat{};
     ASSERT_EQ(f.file.Stat(stat), btr::kSuccess);
-    EXPECT_EQ(stat.RecordCount, static_cast<uint32_t>(kSongs));
+    EXPECT_EQ(uint32_t{stat.RecordCount}, static_cast<uint32_t>(kSongs));
     int count = 0;
     std::string previous;
     for (int16_t s = f.Get(btr::kGetFirst, 1); s == btr::kSuccess; s = f.Get(btr::kGetNext, 1)) {
