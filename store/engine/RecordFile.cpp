@@ -477,6 +477,7 @@ void RecordFile::KeepUniqueOrder() {
 
 void RecordFile::FetchNewest() {
     if (newestKnown_) return;
+    FlushStaged();  // the newest may be a staged row, and new ids must come after it
     if (!newestRow_) {
         std::string sql = "SELECT id";
         for (size_t k = 0; k < layout_.keys.size(); ++k) sql += ", " + KeyColumn(k);
