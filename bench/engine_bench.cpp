@@ -1,14 +1,17 @@
 // Record engine throughput on a file of 400-byte records with three keys: inserts (normal and
-// accelerated), Get Next over the whole file, Get Equal at random, Update, and a record-by-record
-// copy through BTRCALL into an accelerated file, timed against SQLite's own VACUUM INTO of the
-// same file in the same run.
+// accelerated), the index builds a bulk load leaves to the first reads, Get Next over the whole
+// file, Get Equal at random, Update, and a record-by-record copy through BTRCALL into an
+// accelerated file, timed against SQLite's own VACUUM INTO of the same file in the same run.
 //
-//   engine_bench [--records N] [--normal N] [--dir FOLDER] [--copy-only 1]
+//   engine_bench [--records N] [--normal N] [--runs N] [--dir FOLDER] [--copy-only 1] [--base 0]
 //
-// --copy-only fills the source without timing it and runs only the copy and its peer (for
-// profiling the copy).
+// --runs repeats the accelerated insert, the copy with its peer and the backup with its peer
+// (default 3) and prints the medians. --copy-only fills the source without timing it and runs
+// only the copy and its peer (for profiling the copy). --base 0 leaves out the backup of a
+// whole base (files of many sizes, as many records in all as --records).
 #include <sqlite3.h>
 #include <sys/resource.h>
+#include <algorithm>
 
 #include <chrono>
 #include <cstdio>
@@ -16,6 +19,7 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/engine/Btrieve.h"
@@ -88,6 +92,15 @@ double Seconds(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
+// Processor time of this process so far (user and system), which other work on a shared
+// machine disturbs far less than elapsed time.
+double CpuSeconds() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    auto seconds = [](const timeval& t) { return t.tv_sec + t.tv_usec / 1e6; };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
 long PeakRssMb() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
@@ -125,6 +138,31 @@ double Fill(const std::string& path, uint64_t count, int8_t mode) {
     return Seconds(start);
 }
 
+double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    size_t n = values.size();
+    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
+
+// The first read by each key after a bulk load builds that key's index. Returns the total time.
+double FirstReads(const std::string& path, bool report) {
+    double total = 0;
+    for (int8_t key = 0; key < 3; ++key) {
+        EngineFile file;
+        Check(file.Open(path, btr::kOpenReadOnly), "open");
+        std::string record(kRecordLength, '\0'), keyBuffer(255, '\0');
+        auto start = Clock::now();
+        Check(file.Call(btr::kGetFirst, record, keyBuffer, key), "first read");
+        double seconds = Seconds(start);
+        total += seconds;
+        if (report) {
+            std::string what = "first read by key " + std::to_string(key) + " (builds its index)";
+            Report(what.c_str(), 1, seconds);
+        }
+    }
+    return total;
+}
+
 uint64_t ScanAll(const std::string& path, int8_t keyNumber, double& seconds) {
     auto start = Clock::now();
     EngineFile file;
@@ -142,12 +180,18 @@ uint64_t ScanAll(const std::string& path, int8_t keyNumber, double& seconds) {
 }
 
 // Inserts, scans, searches and updates; leaves the source file filled.
-void MeasureAccess(const fs::path& dir, const std::string& source, uint64_t records,
-                   uint64_t normal) {
+// Returns the median accelerated insert time.
+double MeasureAccess(const fs::path& dir, const std::string& source, uint64_t records,
+                     uint64_t normal, int runs) {
     Report("insert, normal mode (one sync per write)", normal,
            Fill((dir / "normal.bt6").string(), normal, btr::kOpenNormal));
-    Report("insert, accelerated mode (durable at Close)", records,
-           Fill(source, records, btr::kOpenAccelerated));
+    std::vector<double> fills;
+    for (int run = 0; run < runs; ++run) {
+        fills.push_back(Fill(source, records, btr::kOpenAccelerated));
+        Report("insert, accelerated mode (durable at Close)", records, fills.back());
+    }
+    double builds = FirstReads(source, true);
+    Report("  all three first reads", 3, builds);
 
     double seconds = 0;
     uint64_t count = ScanAll(source, 0, seconds);
@@ -189,59 +233,28 @@ void MeasureAccess(const fs::path& dir, const std::string& source, uint64_t reco
     updateRun(normal, btr::kOpenNormal, "Get Equal + Update, normal mode");
     updateRun(std::min<uint64_t>(records, 200000), btr::kOpenAccelerated,
               "Get Equal + Update, accelerated mode");
+    return Median(fills);
 }
 
-}  // namespace
+double VacuumInto(const std::string& source, const std::string& target) {
+    fs::remove(target);
+    sqlite3* db = nullptr;
+    sqlite3_open_v2(source.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
+    std::string sql = "VACUUM INTO '" + target + "'";
+    auto start = Clock::now();
+    int rc = sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr);
+    double seconds = Seconds(start);
+    sqlite3_close(db);
+    if (rc != SQLITE_OK) Fail("vacuum into", rc);
+    return seconds;
+}
 
-int main(int argc, char** argv) {
-    uint64_t records = 1000000;
-    uint64_t normal = 2000;
-    std::string folder;
-    bool copyOnly = false;
-    for (int i = 1; i + 1 < argc; i += 2) {
-        std::string option = argv[i];
-        if (option == "--records")
-            records = std::strtoull(argv[i + 1], nullptr, 10);
-        else if (option == "--normal")
-            normal = std::strtoull(argv[i + 1], nullptr, 10);
-        else if (option == "--dir")
-            folder = argv[i + 1];
-        else if (option == "--copy-only")
-            copyOnly = std::string(argv[i + 1]) != "0";
-    }
-    fs::path dir =
-        folder.empty() ? fs::temp_directory_path() / "toverin-engine-bench" : fs::path(folder);
-    fs::remove_all(dir);
-    fs::create_directories(dir);
-    std::string source = (dir / "FRADB22.bt6").string();
-    std::printf("Record engine: %llu records of %u bytes, 3 keys, SQLite %s, folder %s\n",
-                static_cast<unsigned long long>(records), kRecordLength, sqlite3_libversion(),
-                dir.string().c_str());
-
-    if (copyOnly)
-        Fill(source, records, btr::kOpenAccelerated);
-    else
-        MeasureAccess(dir, source, records, normal);
-
-    // The copy that backups and restores make, against SQLite copying the same file by itself.
-    std::string vacuumTarget = (dir / "vacuum.db").string();
-    double vacuum = 0;
-    {
-        sqlite3* db = nullptr;
-        sqlite3_open_v2(source.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
-        std::string sql = "VACUUM INTO '" + vacuumTarget + "'";
-        auto start = Clock::now();
-        int rc = sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr);
-        vacuum = Seconds(start);
-        sqlite3_close(db);
-        if (rc != SQLITE_OK) Fail("vacuum into", rc);
-    }
-    Report("SQLite VACUUM INTO (peer)", records, vacuum);
-
-    std::string target = (dir / "FRADC22.bt6").string();
+// The copy that backups and restores make: every record read in key 0 order and inserted into
+// a fresh file opened in accelerated mode, up to and including its Close. `loop` receives the
+// time before Close.
+double CopyThroughEngine(const std::string& source, const std::string& target, double& loop) {
     Check(EngineFile::Create(target, BenchFileBuf()), "create target");
     auto start = Clock::now();
-    double loop = 0;
     {
         EngineFile from, to;
         Check(from.Open(source, btr::kOpenReadOnly), "open source");
@@ -256,14 +269,142 @@ int main(int argc, char** argv) {
         loop = Seconds(start);
         Check(to.Close(), "close target");
     }
-    double copy = Seconds(start);
-    Report("record-by-record copy through BTRCALL", records, copy);
-    std::printf("  of which reads and inserts %.3f s, Close (index builds, sync) %.3f s\n", loop,
-                copy - loop);
-    std::printf("copy / VACUUM INTO time ratio: %.2f\n", copy / vacuum);
-    std::printf("file sizes: source %.0f MB, copy %.0f MB, VACUUM INTO %.0f MB\n",
+    return Seconds(start);
+}
+
+}  // namespace
+
+// A backup of a whole base: every file copied record by record into a fresh accelerated file,
+// against VACUUM INTO of every file. The base: a few large files and many small ones, `records`
+// in all, each a complete file of the benchmark's layout. Returns the median time ratio.
+double MeasureBackup(const fs::path& dir, uint64_t records, int runs) {
+    std::vector<uint64_t> sizes;
+    for (double share : {0.6, 0.2, 0.1, 0.05, 0.02, 0.01, 0.005})
+        sizes.push_back(static_cast<uint64_t>(records * share));
+    for (int i = 0; i < 30; ++i) sizes.push_back(records * 15 / 1000 / 30);
+    fs::path base = dir / "base", backup = dir / "backup";
+    fs::create_directories(base);
+    fs::create_directories(backup);
+    std::vector<std::string> names;
+    uint64_t total = 0;
+    for (uint64_t& size : sizes) {
+        size = std::max<uint64_t>(size, 1);
+        char name[16];
+        std::snprintf(name, sizeof name, "FRAD%03zu.bt6", names.size() + 1);
+        names.push_back(name);
+        Fill((base / name).string(), size, btr::kOpenAccelerated);
+        FirstReads((base / name).string(), false);
+        total += size;
+    }
+    std::vector<double> ratios;
+    for (int run = 0; run < runs; ++run) {
+        double vacuum = 0, copies = 0, loop = 0;
+        auto vacuumAll = [&] {
+            for (const std::string& name : names)
+                vacuum += VacuumInto((base / name).string(), (backup / (name + ".db")).string());
+        };
+        if (run % 2 == 0) vacuumAll();
+        for (const std::string& name : names)
+            copies += CopyThroughEngine((base / name).string(), (backup / name).string(), loop);
+        if (run % 2 == 1) vacuumAll();
+        ratios.push_back(copies / vacuum);
+        std::printf(
+            "backup of a base of %zu files, %llu records: VACUUM INTO %.3f s, copies "
+            "through BTRCALL %.3f s, ratio %.2f\n",
+            names.size(), static_cast<unsigned long long>(total), vacuum, copies, ratios.back());
+    }
+    return Median(ratios);
+}
+
+int main(int argc, char** argv) {
+    uint64_t records = 1000000;
+    uint64_t normal = 2000;
+    int runs = 3;
+    std::string folder;
+    bool copyOnly = false;
+    bool backup = true;
+    for (int i = 1; i + 1 < argc; i += 2) {
+        std::string option = argv[i];
+        if (option == "--records")
+            records = std::strtoull(argv[i + 1], nullptr, 10);
+        else if (option == "--normal")
+            normal = std::strtoull(argv[i + 1], nullptr, 10);
+        else if (option == "--runs")
+            runs = std::max(1, std::atoi(argv[i + 1]));
+        else if (option == "--dir")
+            folder = argv[i + 1];
+        else if (option == "--copy-only")
+            copyOnly = std::string(argv[i + 1]) != "0";
+        else if (option == "--base")
+            backup = std::string(argv[i + 1]) != "0";
+    }
+    fs::path dir =
+        folder.empty() ? fs::temp_directory_path() / "toverin-engine-bench" : fs::path(folder);
+    fs::remove_all(dir);
+    fs::create_directories(dir);
+    std::string source = (dir / "FRADB22.bt6").string();
+    std::printf("Record engine: %llu records of %u bytes, 3 keys, SQLite %s, folder %s\n",
+                static_cast<unsigned long long>(records), kRecordLength, sqlite3_libversion(),
+                dir.string().c_str());
+
+    double fill = 0;
+    if (copyOnly) {
+        Fill(source, records, btr::kOpenAccelerated);
+        FirstReads(source, false);  // the source is a complete file, as a live base's files are
+    } else {
+        fill = MeasureAccess(dir, source, records, normal, runs);
+    }
+
+    // The copy against SQLite copying the same file by itself. Whichever runs second meets the
+    // page cache and the disk as the first left them, so they take turns at going first.
+    std::string vacuumTarget = (dir / "vacuum.db").string();
+    std::string target = (dir / "FRADC22.bt6").string();
+    std::vector<double> ratios, withBuilds, cpuRatios;
+    for (int run = 0; run < runs; ++run) {
+        double vacuum = 0, loop = 0, copy = 0, vacuumCpu = 0, copyCpu = 0;
+        auto peer = [&] {
+            double cpu = CpuSeconds();
+            vacuum = VacuumInto(source, vacuumTarget);
+            vacuumCpu = CpuSeconds() - cpu;
+        };
+        if (run % 2 == 0) peer();
+        double cpu = CpuSeconds();
+        copy = CopyThroughEngine(source, target, loop);
+        copyCpu = CpuSeconds() - cpu;
+        if (run % 2 == 1) peer();
+        Report("SQLite VACUUM INTO (peer)", records, vacuum);
+        Report("record-by-record copy through BTRCALL", records, copy);
+        double builds = FirstReads(target, false);
+        std::printf(
+            "  reads and inserts %.3f s, Close %.3f s; later, first reads by each key "
+            "(index builds) %.3f s\n",
+            loop, copy - loop, builds);
+        ratios.push_back(copy / vacuum);
+        withBuilds.push_back((copy + builds) / vacuum);
+        cpuRatios.push_back(copyCpu / vacuumCpu);
+        std::printf(
+            "  copy / VACUUM INTO %.2f, with the later index builds %.2f; processor time "
+            "%.3f s / %.3f s = %.2f\n",
+            ratios.back(), withBuilds.back(), copyCpu, vacuumCpu, cpuRatios.back());
+    }
+    std::printf("file sizes: source %.0f MB, copy %.0f MB (indexes built), VACUUM INTO %.0f MB\n",
                 fs::file_size(source) / 1e6, fs::file_size(target) / 1e6,
                 fs::file_size(vacuumTarget) / 1e6);
+    fs::remove(target);
+    fs::remove(vacuumTarget);
+    double backupRatio = backup && !copyOnly ? MeasureBackup(dir, records, runs) : 0;
+
+    std::printf("\nmedian of %d runs:\n", runs);
+    if (!copyOnly)
+        std::printf("accelerated insert: %.0f records/s (target at least 250000)\n",
+                    records / fill);
+    std::printf("copy / VACUUM INTO time ratio: %.2f (target at most 2.0)\n", Median(ratios));
+    std::printf("copy and its later index builds / VACUUM INTO time ratio: %.2f\n",
+                Median(withBuilds));
+    std::printf("copy / VACUUM INTO processor time ratio: %.2f\n", Median(cpuRatios));
+    if (backupRatio > 0)
+        std::printf("backup / VACUUM INTO of every file, time ratio: %.2f (target at most 2.5)\n",
+                    backupRatio);
     if (!std::getenv("TOVERIN_BENCH_KEEP")) fs::remove_all(dir);
     return 0;
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -45,8 +46,7 @@ struct Handle {
     uint64_t liveGeneration = 0;
     std::vector<std::array<Statement, kCursorKinds>> cursors;  // per key, prepared on first use
 
-    std::string search;   // scratch: stored form of a search value
-    std::string scratch;  // scratch: key returned to the caller
+    std::string search;  // scratch: stored form of a search value
 
     bool accelerated() const { return mode == kOpenAccelerated; }
     bool readOnly() const { return mode == kOpenReadOnly; }
@@ -61,6 +61,9 @@ struct EngineState {
     std::mutex mutex;
     uint32_t nextHandle = 1;
     std::unordered_map<uint32_t, std::unique_ptr<Handle>> handles;
+    // The last two handles looked up: a copy alternates between its source and its target.
+    std::array<std::pair<uint32_t, Handle*>, 2> recent{};
+    int nextRecent = 0;
     std::map<std::string, std::weak_ptr<RecordFile>> files;  // by canonical path
 };
 
@@ -94,8 +97,15 @@ Handle* FindHandle(const void* positionBlock) {
     if (std::memcmp(block, kMagic, sizeof kMagic) != 0) return nullptr;
     uint32_t number;
     std::memcpy(&number, block + sizeof kMagic, sizeof number);
-    auto it = State().handles.find(number);
-    return it == State().handles.end() ? nullptr : it->second.get();
+    EngineState& state = State();
+    for (const auto& [known, handle] : state.recent) {
+        if (known == number && handle != nullptr) return handle;
+    }
+    auto it = state.handles.find(number);
+    if (it == state.handles.end()) return nullptr;
+    state.recent[state.nextRecent] = {number, it->second.get()};
+    state.nextRecent ^= 1;
+    return it->second.get();
 }
 
 void MarkPositionBlock(void* positionBlock, uint32_t number) {
@@ -129,6 +139,9 @@ int16_t CloseHandle(uint32_t number) {
     if (it == state.handles.end()) return kFileNotOpen;
     std::unique_ptr<Handle> handle = std::move(it->second);
     state.handles.erase(it);
+    for (auto& recent : state.recent) {
+        if (recent.first == number) recent = {0, nullptr};
+    }
     std::string path = handle->file->path();
     int16_t status = kSuccess;
     try {
@@ -230,15 +243,39 @@ int16_t Version(void* dataBuffer, uint32_t* dataLength) {
 bool InGroup(CursorKind kind) {
     return kind == CursorKind::kAfterInGroup || kind == CursorKind::kBeforeInGroup;
 }
-bool Forward(CursorKind kind) {
-    return kind == CursorKind::kAfterInGroup || kind == CursorKind::kGreater ||
-           kind == CursorKind::kGreaterEqual;
-}
-
 // Starts a stepping statement and reads its first row. The bound value is copied by SQLite:
 // the statement compares against it on every later step.
+bool Forward(CursorKind kind) {
+    return kind == CursorKind::kAfterInGroup || kind == CursorKind::kGreater ||
+           kind == CursorKind::kGreaterEqual || kind == CursorKind::kRowsFrom;
+}
+
+void MakeLive(Handle& h, Statement& s, CursorKind kind) {
+    h.live = &s;
+    h.liveKind = kind;
+    h.liveGeneration = h.file->generation();
+    h.file->NoteLiveCursor();
+}
+
+// A search on a key in row id order (unique, so never within a group of duplicates): forward
+// from the first row past the value, backward from the row before the first at or past it.
+bool SeekInRowOrder(Handle& h, int key, CursorKind kind, std::string_view value) {
+    bool forward = Forward(kind);
+    bool orEqual = kind == CursorKind::kGreaterEqual || kind == CursorKind::kLess;
+    int64_t bound = h.file->FirstRowAbove(key, value, orEqual);
+    if (forward && bound == std::numeric_limits<int64_t>::max()) return false;
+    CursorKind rows = forward ? CursorKind::kRowsFrom : CursorKind::kRowsBefore;
+    Statement& s = h.Cursor(key, rows);
+    s.Reset();
+    s.BindInt(1, bound);
+    if (!s.Step()) return false;
+    MakeLive(h, s, rows);
+    return true;
+}
+
 bool Seek(Handle& h, int key, CursorKind kind, std::string_view value, int64_t id = 0) {
     h.live = nullptr;
+    if (h.file->InRowOrder(key)) return SeekInRowOrder(h, key, kind, value);
     Statement& s = h.Cursor(key, kind);
     s.Reset();
     int rc = value.empty() ? sqlite3_bind_zeroblob(s.get(), 1, 0)
@@ -247,10 +284,7 @@ bool Seek(Handle& h, int key, CursorKind kind, std::string_view value, int64_t i
     if (rc != SQLITE_OK) throw SqliteError(rc, sqlite3_errstr(rc));
     if (InGroup(kind)) s.BindInt(2, id);
     if (!s.Step()) return false;
-    h.live = &s;
-    h.liveKind = kind;
-    h.liveGeneration = h.file->generation();
-    h.file->NoteLiveCursor();
+    MakeLive(h, s, kind);
     return true;
 }
 
@@ -274,8 +308,7 @@ bool Step(Handle& h, bool forward) {
 }
 
 // Takes the live row as the current record and returns it to the caller.
-int16_t Deliver(Handle& h, int key, void* dataBuffer, uint32_t* dataLength, void* keyBuffer,
-                uint8_t keyLength) {
+int16_t Deliver(Handle& h, int key, void* dataBuffer, uint32_t* dataLength, void* keyBuffer) {
     const KeyLayout& layout = h.file->layout();
     Statement& s = *h.live;
     h.positioned = true;
@@ -287,9 +320,9 @@ int16_t Deliver(Handle& h, int key, void* dataBuffer, uint32_t* dataLength, void
     h.keyValue.assign(stored.data(), stored.size());
     std::string_view record = s.Blob(kColRecord);
     if (record.size() < layout.recordLength) throw SqliteError(SQLITE_CORRUPT, "short record");
-    BuildRecordKey(layout.keys[key], record.data(), h.scratch);
+    // Read has checked that a key buffer holds the key.
     if (keyBuffer != nullptr)
-        std::memcpy(keyBuffer, h.scratch.data(), std::min<size_t>(keyLength, h.scratch.size()));
+        CopyRecordKey(layout.keys[key], record.data(), static_cast<char*>(keyBuffer));
     uint32_t room = *dataLength;
     std::memcpy(dataBuffer, record.data(), std::min<size_t>(room, layout.recordLength));
     *dataLength = layout.recordLength;
@@ -304,13 +337,13 @@ int16_t Read(Handle& h, uint16_t operation, void* dataBuffer, uint32_t* dataLeng
     const KeyDef& key = layout.keys[keyNumber];
     if (dataBuffer == nullptr || dataLength == nullptr) return kDataBufferTooShort;
     if (keyBuffer != nullptr && keyLength < key.length) return kKeyBufferTooShort;
-    h.file->EnsureIndex(keyNumber);
+    h.file->BeforeRead(keyNumber);
 
     if (operation == kGetNext || operation == kGetPrevious) {
         if (!h.positioned) return kInvalidPositioning;
         if (keyNumber != h.key) return kDifferentKeyNumber;
         if (!Step(h, operation == kGetNext)) return kEndOfFile;
-        return Deliver(h, keyNumber, dataBuffer, dataLength, keyBuffer, keyLength);
+        return Deliver(h, keyNumber, dataBuffer, dataLength, keyBuffer);
     }
 
     // A search starts from the newest committed state (a live statement reads a snapshot).
@@ -353,7 +386,7 @@ int16_t Read(Handle& h, uint16_t operation, void* dataBuffer, uint32_t* dataLeng
             break;
     }
     if (!found) return kEndOfFile;
-    return Deliver(h, keyNumber, dataBuffer, dataLength, keyBuffer, keyLength);
+    return Deliver(h, keyNumber, dataBuffer, dataLength, keyBuffer);
 }
 
 // ---- Writes ------------------------------------------------------------------------------
@@ -366,10 +399,15 @@ void PositionOnWritten(Handle& h, int keyNumber, const char* record, void* keyBu
     h.onRecord = true;
     h.key = keyNumber;
     h.live = nullptr;
-    BuildStoredKey(key, record, h.keyValue);
-    BuildRecordKey(key, record, h.scratch);
-    if (keyBuffer != nullptr)
-        std::memcpy(keyBuffer, h.scratch.data(), std::min<size_t>(keyLength, h.scratch.size()));
+    h.keyValue = h.file->WrittenKey(keyNumber);
+    if (keyBuffer == nullptr) return;
+    if (keyLength >= key.length) {
+        CopyRecordKey(key, record, static_cast<char*>(keyBuffer));
+    } else {
+        char whole[256];  // a key is at most 255 bytes
+        CopyRecordKey(key, record, whole);
+        std::memcpy(keyBuffer, whole, keyLength);
+    }
 }
 
 int16_t Write(Handle& h, uint16_t operation, void* dataBuffer, uint32_t* dataLength,

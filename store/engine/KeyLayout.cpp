@@ -72,9 +72,8 @@ void BuildStoredKey(const KeyDef& key, const char* record, std::string& out) {
     }
 }
 
-void BuildRecordKey(const KeyDef& key, const char* record, std::string& out) {
-    out.resize(key.length);
-    char* p = out.data();
+void CopyRecordKey(const KeyDef& key, const char* record, char* out) {
+    char* p = out;
     for (const Segment& s : key.segments) {
         std::memcpy(p, record + s.offset, s.length);
         p += s.length;

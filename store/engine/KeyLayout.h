@@ -3,6 +3,7 @@
 // SQLite indexes order by plain byte comparison.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -41,16 +42,25 @@ struct KeyLayout {
 };
 
 // Windows-1252 upper-casing of one byte: a-z and the accented letters 0xE0..0xFE but 0xF7.
+// A table, because every case-insensitive key of every record written goes through it.
+inline constexpr std::array<unsigned char, 256> kUpperCase1252 = [] {
+    std::array<unsigned char, 256> table{};
+    for (int c = 0; c < 256; ++c) {
+        bool lower = (c >= 'a' && c <= 'z') || (c >= 0xE0 && c <= 0xFE && c != 0xF7);
+        table[c] = static_cast<unsigned char>(lower ? c - 0x20 : c);
+    }
+    return table;
+}();
 inline unsigned char UpperCase1252(unsigned char c) {
-    if ((c >= 'a' && c <= 'z') || (c >= 0xE0 && c <= 0xFE && c != 0xF7)) return c - 0x20;
-    return c;
+    return kUpperCase1252[c];
 }
 
 // The stored (ordered) value of `key` for a record: segments concatenated, case-insensitive
 // ones upper-cased. `record` must hold the full record length.
 void BuildStoredKey(const KeyDef& key, const char* record, std::string& out);
-// The key as it appears in the record (segments concatenated, case kept), returned to callers.
-void BuildRecordKey(const KeyDef& key, const char* record, std::string& out);
+// The key as it appears in the record (segments concatenated, case kept), returned to callers:
+// key.length bytes at `out`.
+void CopyRecordKey(const KeyDef& key, const char* record, char* out);
 // The stored form of a search value given by a caller: its first key-length bytes with the
 // case-insensitive segments upper-cased. `value` holds at least key.length bytes.
 void NormalizeSearchKey(const KeyDef& key, const char* value, std::string& out);

@@ -1,7 +1,9 @@
 #include "store/engine/RecordFile.h"
 
 #include <atomic>
+#include <cstring>
 #include <filesystem>
+#include <limits>
 #include <system_error>
 
 #include "store/engine/EngineFile.h"
@@ -21,6 +23,9 @@ constexpr int kBusyTimeoutMs = 250;
 // Accelerated writes per transaction: large enough that commits cost nothing measurable, small
 // enough that a crash loses a bounded amount of a bulk copy, which is restarted anyway.
 constexpr int kBatchWrites = 200000;
+// Rows of a bulk load handed to SQLite by one statement: one statement per row costs about a
+// quarter more per row.
+constexpr int kStagedRows = 32;
 constexpr const char* kNormalCache = "PRAGMA cache_size=-8192";         // 8 MiB
 constexpr const char* kAcceleratedCache = "PRAGMA cache_size=-131072";  // 128 MiB, still bounded
 
@@ -86,7 +91,8 @@ int16_t RecordFile::Open(const std::string& path, int8_t mode, bool firstOpener,
                 return btr::kNotARecordFile;
         }
         file->keys_.resize(file->layout_.keys.size());
-        file->deferred_.assign(file->layout_.keys.size(), 0);
+        file->unbuildable_.assign(file->layout_.keys.size(), 0);
+        file->LoadPendingIndexes();
         file->ConfigureForMode(mode, firstOpener);
     } catch (const SqliteError& e) {
         return OpenFailure(e);
@@ -105,17 +111,10 @@ void RecordFile::ConfigureForMode(int8_t mode, bool firstOpener) {
             // write it twice (log, then checkpoint). Switching fails quietly while another
             // process has the file open, and the load then runs in WAL.
             bulkJournal_ = db_.QueryText("PRAGMA journal_mode=TRUNCATE") == "truncate";
-            if (bulkJournal_) DeferDuplicateIndexes();
+            if (bulkJournal_) DeferIndexes();
         } else {
             // WAL: readers never block the writer, and a commit is one append to the log.
             db_.QueryText("PRAGMA journal_mode=WAL");
-            // A bulk load killed before its Close leaves indexes unbuilt.
-            try {
-                for (size_t k = 0; k < layout_.keys.size(); ++k)
-                    db_.Exec(IndexSql(layout_, k).c_str());
-            } catch (const SqliteError& e) {
-                if (e.primary() != SQLITE_BUSY && e.primary() != SQLITE_LOCKED) throw;
-            }
         }
     }
     if (exclusive_) {
@@ -175,6 +174,9 @@ int16_t RecordFile::Create(const std::string& path, const KeyLayout& layout) {
     try {
         Database db(building, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX);
         db.Exec("PRAGMA page_size=4096");
+        // Nothing to roll back to: a file that fails half-built is removed. The commit still
+        // syncs it once, before the rename makes it the file (unless writes are not synced).
+        db.QueryText("PRAGMA journal_mode=OFF");
         if (!SyncedWrites()) db.Exec("PRAGMA synchronous=OFF");
         db.Exec("BEGIN");
         db.Exec(SchemaSql(layout).c_str());
@@ -231,6 +233,12 @@ Statement RecordFile::PrepareCursor(int key, CursorKind kind) {
         case CursorKind::kLessEqual:
             sql += k + " <= ?1 ORDER BY " + k + " DESC, id DESC";
             break;
+        case CursorKind::kRowsFrom:
+            sql += "id >= ?1 ORDER BY id";
+            break;
+        case CursorKind::kRowsBefore:
+            sql += "id < ?1 ORDER BY id DESC";
+            break;
     }
     return Statement(db_, sql);
 }
@@ -249,13 +257,22 @@ void RecordFile::BeginWrite(bool accelerated) {
     // A stepping statement holds a read snapshot; a write must start from the newest state.
     EndLiveCursors();
     ++generation_;
+    bool began = false;
     if (!batchOpen_ && (accelerated || acceleratedHandles_ > 0)) {
         // Normal writes also go through a transaction while accelerated handles share the
         // connection, so that they can be committed with a sync of their own.
         db_.Exec("BEGIN IMMEDIATE");
         batchOpen_ = true;
         batchWrites_ = 0;
+        began = true;
     }
+    if (began || !batchOpen_) {
+        // Another process may have built an index, or a rolled-back batch undone one of ours.
+        LoadPendingIndexes();
+        newestKnown_ = false;
+    }
+    // A normal write keeps every index up to date, so the file must have them all first.
+    if (!accelerated) BuildPendingIndexes();
 }
 
 void RecordFile::EndWrite(bool accelerated) {
@@ -269,6 +286,7 @@ void RecordFile::EndWrite(bool accelerated) {
 
 void RecordFile::CommitBatch(bool durable) {
     if (batchOpen_) {
+        FlushStaged();
         try {
             db_.Exec("COMMIT");
         } catch (const SqliteError&) {
@@ -306,29 +324,273 @@ void RecordFile::RemoveAcceleratedHandle() {
     if (acceleratedHandles_ > 0 && --acceleratedHandles_ == 0) LeaveAcceleratedMode();
 }
 
-void RecordFile::DeferDuplicateIndexes() {
-    // Loading an empty file: an index of duplicates is built far faster by one sort at the end
-    // than by inserting each value at its place. Unique indexes stay, they must refuse
-    // duplicates as they come.
+void RecordFile::DeferIndexes() {
+    // Loading an empty file: an index is built far faster by one sort than by inserting each
+    // value at its place, and a bulk copy (a backup) may never be read by most of its keys. So
+    // the load writes the rows alone, and each index is built when something first needs it:
+    // a read by its key, or a normal write. Unique keys keep refusing duplicates meanwhile
+    // (see KeepUniqueOrder).
     if (db_.QueryInt("SELECT count(*) FROM (SELECT 1 FROM records LIMIT 1)") != 0) return;
-    for (size_t k = 0; k < layout_.keys.size(); ++k) {
-        if (!layout_.keys[k].duplicates) continue;
-        db_.Exec(("DROP INDEX IF EXISTS records_" + KeyColumn(k)).c_str());
-        deferred_[k] = 1;
+    db_.Exec("BEGIN IMMEDIATE");  // one commit, one sync, for all of them
+    try {
+        for (size_t k = 0; k < layout_.keys.size(); ++k)
+            db_.Exec(("DROP INDEX IF EXISTS records_" + KeyColumn(k)).c_str());
+        db_.Exec("COMMIT");
+    } catch (const SqliteError&) {
+        sqlite3_exec(db_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+        throw;
+    }
+    LoadPendingIndexes();
+}
+
+void RecordFile::LoadPendingIndexes() {
+    if (!indexes_)
+        indexes_ = Statement(db_,
+                             "SELECT name FROM sqlite_master WHERE type = 'index' AND "
+                             "tbl_name = 'records'");
+    ResetOnExit reset(indexes_);
+    pending_.assign(layout_.keys.size(), 1);
+    while (indexes_.Step()) {
+        std::string_view name = indexes_.Blob(0);
+        for (size_t k = 0; k < layout_.keys.size(); ++k) {
+            if (name == "records_" + KeyColumn(k)) pending_[k] = 0;
+        }
     }
 }
 
-void RecordFile::BuildDeferredIndexes() {
+int RecordFile::PendingIndexes() const {
+    int count = 0;
+    for (char pending : pending_) count += pending;
+    return count;
+}
+
+void RecordFile::BuildIndex(size_t key) {
+    FlushStaged();
     EndLiveCursors();  // an index cannot be built under a pending read of its table
+    // One statement, so one transaction: a crash during the build leaves the index absent, and
+    // the next use builds it again.
+    db_.Exec(IndexSql(layout_, key).c_str());
+    pending_[key] = 0;
+}
+
+void RecordFile::BuildIndexForRead(int key) {
+    try {
+        BuildIndex(static_cast<size_t>(key));
+    } catch (const SqliteError& e) {
+        if (batchOpen_ && sqlite3_get_autocommit(db_.get())) {
+            batchOpen_ = false;  // the failure took the open batch with it: say so
+            throw;
+        }
+        switch (e.primary()) {
+            case SQLITE_READONLY:
+            case SQLITE_BUSY:
+            case SQLITE_LOCKED:
+            case SQLITE_FULL:
+            case SQLITE_CORRUPT:        // the rows that can still be read are read without it
+                unbuildable_[key] = 1;  // not again on this open: each try waits for locks
+                break;
+            default:
+                throw;
+        }
+    }
+}
+
+// The first readable row whose id is `id` or above: its id and value of `key`. `skipped` tells
+// that damaged pages lie between `id` and that row, whose rows could not be read. False when no
+// readable row lies there.
+bool RecordFile::ProbeFrom(int key, int64_t id, int64_t& foundId, std::string& value,
+                           bool& skipped) {
+    if (probes_.empty()) probes_.resize(layout_.keys.size());
+    Statement& probe = probes_[key];
+    if (!probe)
+        probe = Statement(db_, "SELECT id, " + KeyColumn(key) +
+                                   " FROM records WHERE id >= ?1 ORDER BY id LIMIT 1");
+    enum Outcome { kRow, kNoRow, kDamaged };
+    auto from = [&](int64_t start) {
+        try {
+            ResetOnExit reset(probe);
+            probe.BindInt(1, start);
+            if (!probe.Step()) return kNoRow;
+            foundId = probe.Int(0);
+            value = probe.Blob(1);
+            return kRow;
+        } catch (const SqliteError& e) {
+            if (e.primary() != SQLITE_CORRUPT && e.primary() != SQLITE_NOTADB) throw;
+            return kDamaged;
+        }
+    };
+    Outcome outcome = from(id);
+    skipped = outcome == kDamaged;
+    if (!skipped) return outcome == kRow;
+    // Past the damage by growing steps, then back to the first start beyond it, so that no
+    // readable row is stepped over.
+    constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
+    int64_t damaged = id, clear = id;
+    for (int64_t step = 1; outcome == kDamaged; step *= 2) {
+        if (clear == kMax) return false;
+        damaged = clear;
+        clear = kMax - clear > step ? clear + step : kMax;
+        outcome = from(clear);
+    }
+    while (clear - damaged > 1) {
+        int64_t middle = damaged + (clear - damaged) / 2;
+        if (from(middle) == kDamaged)
+            damaged = middle;
+        else
+            clear = middle;
+    }
+    return from(clear) == kRow;
+}
+
+int64_t RecordFile::FirstRowAbove(int key, std::string_view value, bool orEqual) {
+    constexpr int64_t kNone = std::numeric_limits<int64_t>::max();
+    auto qualifies = [&](std::string_view v) { return orEqual ? v >= value : v > value; };
+    // Ids start at 1. Invariant: every row below lo is below the value; the first row that is
+    // not lies in [lo, hi], or is `found`, or (when `uncertain`) is unreadable just before it.
+    int64_t lo = 1, hi = kNone - 1, found = kNone;
+    bool uncertain = false;
+    std::string probed;
+    while (lo <= hi) {
+        int64_t mid = lo + (hi - lo) / 2;
+        int64_t id = 0;
+        bool skipped = false;
+        if (!ProbeFrom(key, mid, id, probed, skipped)) {
+            // Nothing readable from mid on.
+            if (skipped) uncertain = true;
+            hi = mid - 1;
+        } else if (qualifies(probed)) {
+            // Unread rows before it have lower values: they cannot qualify when this one is
+            // exactly the value searched for at-or-above, and might otherwise.
+            found = id;
+            uncertain = skipped && !(orEqual && probed == value);
+            hi = mid - 1;
+        } else {
+            lo = id + 1;  // every row up to id is below the value, unread ones too
+        }
+    }
+    if (uncertain) throw SqliteError(SQLITE_CORRUPT, "damaged rows where the search ends");
+    return found;
+}
+
+void RecordFile::BuildPendingIndexes() {
     for (size_t k = 0; k < layout_.keys.size(); ++k) {
-        if (!deferred_[k]) continue;
-        db_.Exec(IndexSql(layout_, k).c_str());
-        deferred_[k] = 0;
+        if (pending_[k]) BuildIndex(k);
+    }
+}
+
+// While a unique key's index is put off, the record to insert (its stored keys in keys_) must
+// come after the newest row in that key's order. Every row then stands in row id order (a new
+// row gets the highest id), so a value above the newest row's is above every value and cannot
+// be a duplicate. A bulk copy read in key order passes this test at every insert; the first
+// value out of order builds the index, which from then on refuses duplicates itself.
+void RecordFile::KeepUniqueOrder() {
+    for (size_t k = 0; k < layout_.keys.size(); ++k) {
+        if (!pending_[k] || layout_.keys[k].duplicates) continue;
+        if (std::string_view(keys_[k]) > std::string_view(newest_[k])) continue;
+        BuildIndex(k);
+    }
+}
+
+void RecordFile::FetchNewest() {
+    if (newestKnown_) return;
+    FlushStaged();  // the newest may be a staged row, and new ids must come after it
+    if (!newestRow_) {
+        std::string sql = "SELECT id";
+        for (size_t k = 0; k < layout_.keys.size(); ++k) sql += ", " + KeyColumn(k);
+        newestRow_ = Statement(db_, sql + " FROM records ORDER BY id DESC LIMIT 1");
+    }
+    ResetOnExit reset(newestRow_);
+    newestId_ = 0;
+    newest_.assign(layout_.keys.size(), std::string());  // empty file: every value is above
+    if (newestRow_.Step()) {
+        newestId_ = newestRow_.Int(0);
+        for (size_t k = 0; k < layout_.keys.size(); ++k)
+            newest_[k] = newestRow_.Blob(static_cast<int>(k + 1));
+    }
+    newestKnown_ = true;
+}
+
+bool RecordFile::CanStage(bool accelerated) const {
+    // Staged rows are acknowledged before SQLite sees them, so nothing may refuse them later:
+    // no unique index may exist (each waiting one is held by the order), and the ids given must
+    // be free (above the newest, within this transaction).
+    if (!accelerated || !batchOpen_ || !newestKnown_ ||
+        newestId_ >= std::numeric_limits<int64_t>::max() - kStagedRows)
+        return false;
+    for (size_t k = 0; k < layout_.keys.size(); ++k) {
+        if (!layout_.keys[k].duplicates && !pending_[k]) return false;
+    }
+    return true;
+}
+
+int64_t RecordFile::Stage(const char* record) {
+    size_t rowBytes = layout_.recordLength;
+    for (const KeyDef& key : layout_.keys) rowBytes += key.length;
+    if (staged_.empty()) staged_.resize(rowBytes * kStagedRows);
+    char* row = staged_.data() + rowBytes * static_cast<size_t>(stagedRows_);
+    std::memcpy(row, record, layout_.recordLength);
+    row += layout_.recordLength;
+    for (const std::string& key : keys_) {
+        std::memcpy(row, key.data(), key.size());
+        row += key.size();
+    }
+    if (stagedRows_++ == 0) firstStagedId_ = newestId_ + 1;
+    if (stagedRows_ == kStagedRows) FlushStaged();
+    return newestId_ + 1;
+}
+
+Statement RecordFile::PrepareInsert(int rows) {
+    std::string sql = "INSERT INTO records(id, rec";
+    for (size_t k = 0; k < layout_.keys.size(); ++k) sql += ", " + KeyColumn(k);
+    sql += ") VALUES";
+    std::string tuple = "(?";
+    for (size_t c = 0; c <= layout_.keys.size(); ++c) tuple += ", ?";
+    tuple += ")";
+    for (int r = 0; r < rows; ++r) sql += (r ? ", " : " ") + tuple;
+    return Statement(db_, sql);
+}
+
+void RecordFile::FlushStaged() {
+    if (stagedRows_ == 0) return;
+    int rows = stagedRows_;
+    stagedRows_ = 0;
+    EndLiveCursors();  // as for any write: stepping statements start again from the new state
+    ++generation_;
+    try {
+        if (!stagedInsert_) stagedInsert_ = PrepareInsert(kStagedRows);
+        if (!stagedOne_) stagedOne_ = PrepareInsert(1);
+        const char* row = staged_.data();
+        Statement& s = rows == kStagedRows ? stagedInsert_ : stagedOne_;
+        int parameter = 1;
+        for (int r = 0; r < rows; ++r) {
+            s.BindInt(parameter++, firstStagedId_ + r);
+            s.BindBlob(parameter++, row, layout_.recordLength);
+            row += layout_.recordLength;
+            for (const KeyDef& key : layout_.keys) {
+                s.BindBlob(parameter++, row, key.length);
+                row += key.length;
+            }
+            if (&s == &stagedOne_) {
+                ResetOnExit reset(s);
+                s.Step();
+                parameter = 1;
+            }
+        }
+        if (&s == &stagedInsert_) {
+            ResetOnExit reset(s);
+            s.Step();
+        }
+    } catch (const SqliteError&) {
+        // These rows were acknowledged already: the batch that holds them cannot go on without
+        // them, so it goes entirely, and the caller hears of the failure.
+        if (!sqlite3_get_autocommit(db_.get())) sqlite3_exec(db_.get(), "ROLLBACK", 0, 0, 0);
+        batchOpen_ = false;
+        newestKnown_ = false;
+        throw;
     }
 }
 
 void RecordFile::LeaveAcceleratedMode() {
-    BuildDeferredIndexes();
     CommitBatch(true);
     if (bulkJournal_) {
         EndLiveCursors();
@@ -345,6 +607,8 @@ void RecordFile::LeaveAcceleratedMode() {
 
 void RecordFile::AfterFailedWrite() {
     if (batchOpen_ && sqlite3_get_autocommit(db_.get())) batchOpen_ = false;
+    if (!batchOpen_) stagedRows_ = 0;  // they went with their batch
+    newestKnown_ = false;
 }
 
 int16_t RecordFile::Insert(const char* record, bool accelerated, int64_t& id) {
@@ -357,21 +621,34 @@ int16_t RecordFile::Insert(const char* record, bool accelerated, int64_t& id) {
         }
         insert_ = Statement(db_, sql + ") VALUES(" + values + ")");
     }
-    BeginWrite(accelerated);
     int16_t status = btr::kSuccess;
     try {
-        ResetOnExit reset(insert_);
-        insert_.BindBlob(1, record, layout_.recordLength);
-        for (size_t k = 0; k < layout_.keys.size(); ++k) {
+        BeginWrite(accelerated);
+        for (size_t k = 0; k < layout_.keys.size(); ++k)
             BuildStoredKey(layout_.keys[k], record, keys_[k]);
-            insert_.BindBlob(static_cast<int>(k + 2), keys_[k].data(), keys_[k].size());
+        if (PendingIndexes() > 0) {
+            FetchNewest();
+            KeepUniqueOrder();
         }
-        try {
-            insert_.Step();
-            id = sqlite3_last_insert_rowid(db_.get());
-        } catch (const SqliteError& e) {
-            if (e.code() != SQLITE_CONSTRAINT_UNIQUE) throw;
-            status = btr::kDuplicateKey;
+        if (CanStage(accelerated)) {
+            id = Stage(record);
+        } else {
+            FlushStaged();  // ids in order, and SQLite must see every row before this one
+            ResetOnExit reset(insert_);
+            insert_.BindBlob(1, record, layout_.recordLength);
+            for (size_t k = 0; k < layout_.keys.size(); ++k)
+                insert_.BindBlob(static_cast<int>(k + 2), keys_[k].data(), keys_[k].size());
+            try {
+                insert_.Step();
+                id = sqlite3_last_insert_rowid(db_.get());
+            } catch (const SqliteError& e) {
+                if (e.code() != SQLITE_CONSTRAINT_UNIQUE) throw;
+                status = btr::kDuplicateKey;
+            }
+        }
+        if (status == btr::kSuccess && newestKnown_) {
+            newest_ = keys_;
+            newestId_ = id;
         }
     } catch (const SqliteError&) {
         AfterFailedWrite();
@@ -404,9 +681,10 @@ int16_t RecordFile::Update(int64_t id, int64_t expectedChange, const char* recor
         for (size_t k = 0; k < layout_.keys.size(); ++k) sql += ", " + KeyColumn(k);
         fetch_ = Statement(db_, sql + " FROM records WHERE id = ?1");
     }
-    BeginWrite(accelerated);
     int16_t status = btr::kSuccess;
     try {
+        BeginWrite(accelerated);
+        FlushStaged();
         // Only the keys whose value changes are rewritten, which spares their index updates.
         uint32_t changed = 0;
         {
@@ -427,6 +705,11 @@ int16_t RecordFile::Update(int64_t id, int64_t expectedChange, const char* recor
             }
         }
         if (status == btr::kSuccess) {
+            // A changed unique key could clash, or leave the order that stands in for its index.
+            for (size_t k = 0; k < layout_.keys.size(); ++k) {
+                if ((changed & (1u << k)) && pending_[k] && !layout_.keys[k].duplicates)
+                    BuildIndex(k);
+            }
             Statement& update = UpdateStatement(changed);
             ResetOnExit reset(update);
             update.BindBlob(1, record, layout_.recordLength);
@@ -458,9 +741,10 @@ int16_t RecordFile::Update(int64_t id, int64_t expectedChange, const char* recor
 
 int16_t RecordFile::Delete(int64_t id, int64_t expectedChange, bool accelerated) {
     if (!delete_) delete_ = Statement(db_, "DELETE FROM records WHERE id = ?1 AND chg = ?2");
-    BeginWrite(accelerated);
     int16_t status = btr::kSuccess;
     try {
+        BeginWrite(accelerated);
+        FlushStaged();
         ResetOnExit reset(delete_);
         delete_.BindInt(1, id);
         delete_.BindInt(2, expectedChange);
@@ -475,6 +759,7 @@ int16_t RecordFile::Delete(int64_t id, int64_t expectedChange, bool accelerated)
 }
 
 uint32_t RecordFile::CountRecords() {
+    FlushStaged();
     if (!count_) count_ = Statement(db_, "SELECT count(*) FROM records");
     ResetOnExit reset(count_);
     count_.Step();

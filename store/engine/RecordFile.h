@@ -22,8 +22,10 @@ enum class CursorKind {
     kBeforeInGroup,  // same key value, earlier rows, descending
     kLess,           // key < value, descending
     kLessEqual,      // key <= value, descending
+    kRowsFrom,       // id >= bound, ascending (a key in row order, see InRowOrder)
+    kRowsBefore,     // id < bound, descending
 };
-inline constexpr int kCursorKinds = 6;
+inline constexpr int kCursorKinds = 8;
 
 // Columns of every cursor row.
 enum CursorColumn { kColId = 0, kColChange = 1, kColRecord = 2, kColKey = 3 };
@@ -47,10 +49,25 @@ class RecordFile {
     bool exclusive() const { return exclusive_; }
 
     Statement PrepareCursor(int key, CursorKind kind);
-    // Builds the index of `key` if a bulk load put it off; called before reading by that key.
-    void EnsureIndex(int key) {
-        if (deferred_[key]) BuildDeferredIndexes();
+    // Called before reading by `key`: hands staged rows to SQLite, and builds the index of `key`
+    // if a bulk load put it off. Where the index cannot be built now (read-only storage, another
+    // process writing), reads go on without it: same answers, each search scanning the file.
+    void BeforeRead(int key) {
+        FlushStaged();
+        if (pending_[key] && !unbuildable_[key]) BuildIndexForRead(key);
     }
+    // Keys whose index the file does not have yet (put off by a bulk load).
+    int PendingIndexes() const;
+    // Whether reads by `key` go by row id: a unique key whose index waits and could not be
+    // built (damage, read-only storage, another writer). Its values rise with the row ids (see
+    // KeepUniqueOrder), so its order is theirs, and a search is a binary search over them.
+    bool InRowOrder(int key) const {
+        return pending_[key] && unbuildable_[key] && !layout_.keys[key].duplicates;
+    }
+    // For a key InRowOrder: the id of the first row whose value is above `value` (or equal too,
+    // with `orEqual`), INT64_MAX when there is none. Steps over damaged pages where the answer
+    // cannot lie in them; throws SQLITE_CORRUPT where it could.
+    int64_t FirstRowAbove(int key, std::string_view value, bool orEqual);
     // A handle left a stepping statement alive (it holds a read snapshot).
     void NoteLiveCursor() { liveCursors_ = true; }
     // Resets every stepping statement so that the next read or write starts a fresh snapshot;
@@ -64,6 +81,8 @@ class RecordFile {
                    int64_t& newChange);
     int16_t Delete(int64_t id, int64_t expectedChange, bool accelerated);
     uint32_t CountRecords();
+    // The stored value of `key` of the record the last successful Insert or Update wrote.
+    const std::string& WrittenKey(int key) const { return keys_[key]; }
 
     void AddAcceleratedHandle();
     // Called when an accelerated handle closes: the last one makes the batch durable.
@@ -78,15 +97,41 @@ class RecordFile {
     void EndWrite(bool accelerated);
     void CommitBatch(bool durable);
     void LeaveAcceleratedMode();
-    void DeferDuplicateIndexes();
-    void BuildDeferredIndexes();
+    void DeferIndexes();
+    void LoadPendingIndexes();
+    void BuildIndex(size_t key);
+    void BuildIndexForRead(int key);
+    void BuildPendingIndexes();
+    bool ProbeFrom(int key, int64_t id, int64_t& foundId, std::string& value, bool& skipped);
+    void KeepUniqueOrder();
+    void FetchNewest();
+    bool CanStage(bool accelerated) const;
+    int64_t Stage(const char* record);
+    void FlushStaged();
+    Statement PrepareInsert(int rows);
     Statement& UpdateStatement(uint32_t changedKeys);
 
     std::string path_;
     KeyLayout layout_;
     bool exclusive_ = false;
     std::vector<std::string> keys_;  // scratch: stored key values of the record being written
-    std::vector<char> deferred_;     // per key: index dropped for a bulk load into an empty file
+
+    // Per key: the file has no index for it yet, because a bulk load into an empty file put it
+    // off. That is recorded by the index's absence, which every connection sees and which a
+    // crash cannot leave half done. Reloaded whenever a write transaction starts.
+    std::vector<char> pending_;
+    std::vector<char> unbuildable_;  // per key: building for a read failed; read without it
+    // While an index is put off: the newest row's id and stored key values, valid within the
+    // current write transaction only (another process may write between transactions).
+    int64_t newestId_ = 0;
+    std::vector<std::string> newest_;
+    bool newestKnown_ = false;
+    // Rows of a bulk load acknowledged but not yet handed to SQLite, each the record then its
+    // stored keys, with consecutive ids from firstStagedId_. Handed over before anything else
+    // touches the table, and at every commit.
+    std::vector<char> staged_;
+    int stagedRows_ = 0;
+    int64_t firstStagedId_ = 0;
 
     uint64_t generation_ = 0;
     bool liveCursors_ = false;
@@ -98,8 +143,9 @@ class RecordFile {
 
     // Declared last: statements must be finalized before the connection closes.
     Database db_;
-    Statement insert_, fetch_, delete_, count_;
+    Statement insert_, fetch_, delete_, count_, indexes_, newestRow_, stagedInsert_, stagedOne_;
     std::map<uint32_t, Statement> updates_;  // by set of changed key columns
+    std::vector<Statement> probes_;          // per key: the first row at or after an id
 };
 
 }  // namespace toverin::engine

@@ -29,7 +29,7 @@ TEST(EngineFile, StatReturnsTheCreationBufferWithTheRecordCount) {
 
     btr::PbTBtrFileBuf stat{};
     ASSERT_EQ(songs.file.Stat(stat), btr::kSuccess);
-    EXPECT_EQ(stat.RecordCount, 3u);
+    EXPECT_EQ(uint32_t{stat.RecordCount}, 3u);
     stat.RecordCount = 0;
     EXPECT_EQ(std::memcmp(&stat, &fileBuf, sizeof fileBuf), 0) << "segments and flags as created";
 
@@ -100,8 +100,8 @@ TEST(EngineFile, CreateReplacesAFileUnlessItIsOpen) {
     ASSERT_EQ(file.Open(path), btr::kSuccess);
     btr::PbTBtrFileBuf stat{};
     ASSERT_EQ(file.Stat(stat), btr::kSuccess);
-    EXPECT_EQ(stat.RecLen, 32);
-    EXPECT_EQ(stat.RecordCount, 0u);
+    EXPECT_EQ(uint16_t{stat.RecLen}, 32);
+    EXPECT_EQ(uint32_t{stat.RecordCount}, 0u);
     file.Close();
 
     testing::WriteFile(path, "garbage left by something else");
@@ -170,9 +170,9 @@ TEST(EngineFile, VersionUnknownOperationsAndStrangePositionBlocks) {
     ASSERT_EQ(length, 10u);
     btr::VersionComponent components[2];
     std::memcpy(components, version, sizeof components);
-    EXPECT_EQ(components[0].major, btr::kEngineMajor);
+    EXPECT_EQ(uint16_t{components[0].major}, btr::kEngineMajor);
     EXPECT_EQ(components[0].product, 'T');
-    EXPECT_EQ(components[1].major, 3);
+    EXPECT_EQ(uint16_t{components[1].major}, 3);
     EXPECT_EQ(components[1].product, 'S');
     length = 4;
     EXPECT_EQ(BTRCALL(btr::kVersion, block, version, &length, nullptr, 0, 0),

@@ -47,7 +47,7 @@ TEST_F(EngineWrite, DuplicateAndNonModifiableKeysAreRefusedAndChangeNothing) {
 
     btr::PbTBtrFileBuf stat{};
     ASSERT_EQ(songs.file.Stat(stat), btr::kSuccess);
-    EXPECT_EQ(stat.RecordCount, 2u);
+    EXPECT_EQ(uint32_t{stat.RecordCount}, 2u);
     ASSERT_EQ(songs.Get(btr::kGetEqual, 1, testing::Padded("DEUX", 20)), btr::kSuccess);
     EXPECT_EQ(songs.number(), 2);
     EXPECT_EQ(songs.Get(btr::kGetEqual, 0, SongNumber(5)), btr::kKeyNotFound);
@@ -125,7 +125,7 @@ TEST_F(EngineWrite, AcceleratedWritesAreReadableAtOnceAndKeptAfterClose) {
     ASSERT_EQ(songs.Open(path), btr::kSuccess);
     btr::PbTBtrFileBuf stat{};
     ASSERT_EQ(songs.file.Stat(stat), btr::kSuccess);
-    EXPECT_EQ(stat.RecordCount, 3001u);
+    EXPECT_EQ(uint32_t{stat.RecordCount}, 3001u);
     ASSERT_EQ(songs.Get(btr::kGetEqual, 0, SongNumber(10)), btr::kSuccess);
     EXPECT_EQ(songs.record, Song(10, "Changed"));
     ASSERT_EQ(songs.Get(btr::kGetEqual, 0, SongNumber(3000)), btr::kSuccess);
