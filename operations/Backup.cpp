@@ -278,11 +278,19 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options, Opera
                     stopped = extra.stopped;
                 }
                 outcome.records += copied;
-                if (copy.readError) ++outcome.failedFiles;
                 TraceLog("Backup: Ended: Records: " + std::to_string(copied) + " / " +
                          std::to_string(expected));
                 FermetureFichierBTrieve(base, f, s);
                 FermetureFichierBTrieve(kCopyBank + base, f, s);
+                // A copy whose writes did not all reach the disk is no backup: it is not spread
+                // to the other root, and the run does not count as a good one.
+                if (LastStatus() != kSuccess || copy.writeError) {
+                    TraceLog("Err: " + std::to_string(LastStatus()) +
+                             " Incomplete copy: " + target);
+                    ++outcome.failedFiles;
+                    continue;
+                }
+                if (copy.readError) ++outcome.failedFiles;
 
                 // The finished copy goes whole to the other root.
                 const std::string& fromFolder =

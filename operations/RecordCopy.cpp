@@ -106,7 +106,10 @@ RecordCopyResult CopyRecords(const RecordCopyJob& job) {
             int16_t insert = LastStatus();
             if (insert == kSuccess) {
                 ++result.copied;
-            } else if (insert != kDuplicateKey && job.backupMessages) {
+            } else if (insert != kDuplicateKey) {
+                result.writeError = true;
+            }
+            if (insert != kSuccess && insert != kDuplicateKey && job.backupMessages) {
                 TraceLog("Err: " + std::to_string(insert) + " Reading File: " + job.sourcePath);
                 TraceLog("Err: Key: " + PrintableKey(current));
                 AffMsg("Err: " + std::to_string(insert) + " Sur le fichier: " + job.sourcePath +

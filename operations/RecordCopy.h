@@ -37,7 +37,8 @@ struct RecordCopyJob {
 struct RecordCopyResult {
     long long copied = 0;
     bool stopped = false;
-    bool readError = false;  // a read failed other than at the end of the file
+    bool readError = false;   // a read failed other than at the end of the file
+    bool writeError = false;  // an insert into the copy failed (other than a duplicate key)
 };
 
 RecordCopyResult CopyRecords(const RecordCopyJob& job);

@@ -163,6 +163,12 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, const Backup
                          std::to_string(expected));
                 FermetureFichierBTrieve(base, f, s);
                 FermetureFichierBTrieve(kCopyBank + base, f, s);
+                if (LastStatus() != kSuccess || copy.writeError) {
+                    TraceLog("Err: " + std::to_string(LastStatus()) +
+                             " Incomplete copy: " + dataFile);
+                    ++outcome.failedFiles;
+                    continue;
+                }
                 if (copy.readError) ++outcome.failedFiles;
                 ++outcome.restoredFiles;
             }
