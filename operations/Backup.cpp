@@ -276,17 +276,14 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options, Opera
                     RecordCopyResult extra = CopyRecords(job);
                     copied += extra.copied;
                     stopped = extra.stopped;
+                    copy.readError = copy.readError || extra.readError;
+                    copy.writeError = copy.writeError || extra.writeError;
                 }
                 outcome.records += copied;
                 TraceLog("Backup: Ended: Records: " + std::to_string(copied) + " / " +
                          std::to_string(expected));
-                FermetureFichierBTrieve(base, f, s);
-                FermetureFichierBTrieve(kCopyBank + base, f, s);
-                // A copy whose writes did not all reach the disk is no backup: it is not spread
-                // to the other root, and the run does not count as a good one.
-                if (LastStatus() != kSuccess || copy.writeError) {
-                    TraceLog("Err: " + std::to_string(LastStatus()) +
-                             " Incomplete copy: " + target);
+                // A copy that did not fully reach the disk is not spread to the other root.
+                if (!CloseCopy(job, copy)) {
                     ++outcome.failedFiles;
                     continue;
                 }

@@ -35,6 +35,14 @@ ScopedQuiet::~ScopedQuiet() {
     QuietFlag() = previous_;
 }
 
+bool CloseCopy(const RecordCopyJob& job, const RecordCopyResult& copy) {
+    FermetureFichierBTrieve(job.base, job.fileNumber, job.station);
+    FermetureFichierBTrieve(job.targetBase, job.fileNumber, job.station);
+    if (LastStatus() == kSuccess && !copy.writeError) return true;
+    TraceLog("Err: " + std::to_string(LastStatus()) + " Incomplete copy: " + job.targetPath);
+    return false;
+}
+
 std::string PrintableKey(const std::string& key) {
     std::string out;
     for (char c : key) {

@@ -43,6 +43,10 @@ struct RecordCopyResult {
 
 RecordCopyResult CopyRecords(const RecordCopyJob& job);
 
+// Closes the source and the copy of `job`. False (and a log line) when the copy's writes did not
+// all reach the disk: such a copy is no backup and must not be spread or trusted.
+bool CloseCopy(const RecordCopyJob& job, const RecordCopyResult& copy);
+
 // Silences the record layer's own reports while the operation reports a failure itself (an open
 // failure at night is logged and skipped instead of ending the program).
 class ScopedQuiet {

@@ -161,11 +161,7 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, const Backup
                 RecordCopyResult copy = CopyRecords(job);
                 TraceLog("Restore ended.   Nb records: " + std::to_string(copy.copied) + " / " +
                          std::to_string(expected));
-                FermetureFichierBTrieve(base, f, s);
-                FermetureFichierBTrieve(kCopyBank + base, f, s);
-                if (LastStatus() != kSuccess || copy.writeError) {
-                    TraceLog("Err: " + std::to_string(LastStatus()) +
-                             " Incomplete copy: " + dataFile);
+                if (!CloseCopy(job, copy)) {
                     ++outcome.failedFiles;
                     continue;
                 }

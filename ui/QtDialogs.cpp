@@ -69,26 +69,6 @@ QMessageBox::Icon IconOf(MsgIcon icon) {
 
 }  // namespace
 
-const char* ButtonCaption(MsgAnswer answer) {
-    switch (answer) {
-        case MsgAnswer::Ok:
-            return "OK";
-        case MsgAnswer::Cancel:
-            return "Annuler";
-        case MsgAnswer::Abort:
-            return "Abandonner";
-        case MsgAnswer::Retry:
-            return "Réessayer";
-        case MsgAnswer::Ignore:
-            return "Ignorer";
-        case MsgAnswer::Yes:
-            return "Oui";
-        case MsgAnswer::No:
-            return "Non";
-    }
-    return "OK";
-}
-
 MsgAnswer QtDialogs::Message(const MsgRequest& request) {
     QMessageBox box(IconOf(request.icon), QString::fromStdString(request.title),
                     QString::fromStdString(request.text), QMessageBox::NoButton,
@@ -96,7 +76,7 @@ MsgAnswer QtDialogs::Message(const MsgRequest& request) {
     box.setObjectName("FrmMsgBox");
     std::vector<std::pair<QAbstractButton*, MsgAnswer>> map;
     for (MsgAnswer a : ButtonsOf(request.buttons)) {
-        QPushButton* b = box.addButton(QString::fromUtf8(ButtonCaption(a)), RoleOf(a));
+        QPushButton* b = box.addButton(QString::fromStdString(AnswerName(a)), RoleOf(a));
         b->setObjectName(QString("Command%1").arg(static_cast<int>(a)));
         map.emplace_back(b, a);
     }

@@ -13,7 +13,4 @@ class QtDialogs final : public Dialogs {
     std::string SelectFolder(const std::string& title, const std::string& start) override;
 };
 
-// The French caption of an answer's button.
-const char* ButtonCaption(MsgAnswer answer);
-
 }  // namespace toverin::ui
