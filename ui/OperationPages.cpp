@@ -11,8 +11,10 @@
 #include <QListWidget>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QTimer>
 
 #include "app/DateTime.h"
+#include "app/Incidents.h"
 #include "app/Ini.h"
 #include "app/Site.h"
 #include "operations/Backup.h"
@@ -73,8 +75,13 @@ void OperationPages::Build() {
         BuildBackupPage(b);
         BuildRestorePage(b);
         BuildCreationPage(b);
+        BuildIncidentsPage(b);
     }
     ShowRestoreDates();
+    auto* timer = new QTimer(this);
+    timer->setObjectName("TimerIncidentsList");
+    connect(timer, &QTimer::timeout, this, &OperationPages::RefreshIncidents);
+    timer->start(1000);
 }
 
 QListWidget* OperationPages::FileList(QWidget* parent, int base, bool selectFromSettings) {
@@ -204,6 +211,27 @@ void OperationPages::BuildCreationPage(int b) {
     right->addWidget(create);
     row->addLayout(right, 2);
     main_->BasePageLayout(MainTab::Creation, b)->addLayout(row);
+}
+
+void OperationPages::BuildIncidentsPage(int b) {
+    QWidget* page = main_->BasePage(MainTab::Incidents, b);
+    main_->BasePageLayout(MainTab::Incidents, b)->addWidget(new QLabel("Incidents:", page));
+    main_->BasePageLayout(MainTab::Incidents, b)
+        ->addWidget(Named(new QListWidget(page), "ListeIncidents", b));
+}
+
+// The program's incidents (network trouble with the record files ...), newest last.
+void OperationPages::RefreshIncidents() {
+    std::vector<Incident> incidents = Incidents();
+    if (incidents.size() == incidentsShown_) return;
+    for (int b = 0; b < Site().baseCount; ++b) {
+        auto* list = main_->findChild<QListWidget*>(ControlName("ListeIncidents", b));
+        if (!list) continue;
+        list->clear();
+        for (const Incident& i : incidents)
+            list->addItem(Q(FormatDateTime(i.time) + "  " + i.text));
+    }
+    incidentsShown_ = incidents.size();
 }
 
 void OperationPages::ShowRestoreDates() {

@@ -31,11 +31,14 @@ class OperationPages : public QObject {
     void BuildBackupPage(int base);
     void BuildRestorePage(int base);
     void BuildCreationPage(int base);
+    void BuildIncidentsPage(int base);
+    void RefreshIncidents();
     QListWidget* FileList(QWidget* parent, int base, bool selectFromSettings);
     void SaveFileSelection(int base, QListWidget* list);
 
     Frm_Main* main_;
     QtOperationView view_;
+    size_t incidentsShown_ = 0;
 };
 
 }  // namespace toverin::ui

@@ -86,7 +86,7 @@ enum KeyFlag : uint16_t {
 };
 
 #pragma pack(push, 1)
-// One key segment of the file specification (16 bytes).
+// One key segment of the file's creation record (16 bytes).
 struct KeySpec {
     uint16_t position;  // 1-based byte offset in the record
     uint16_t length;
@@ -97,7 +97,7 @@ struct KeySpec {
     uint8_t reserved2[4];
 };
 
-// The file specification given to Create and returned by Stat (160 bytes, little-endian).
+// The creation record given to Create and returned by Stat (160 bytes, little-endian).
 struct PbTBtrFileBuf {
     uint16_t RecLen;
     uint16_t PageSize;

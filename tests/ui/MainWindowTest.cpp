@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <QFileInfo>
+#include <QListWidget>
 #include <QMenuBar>
 #include <QTabWidget>
 #include <filesystem>
 
+#include "app/Incidents.h"
 #include "app/Ini.h"
 #include "app/Log.h"
 #include "app/Paths.h"
@@ -86,6 +88,15 @@ TEST_F(MainWindow, StartsWithEightTabsOfBasePagesAndUnloadsInOrder) {
     EXPECT_EQ(Startup().TargetIPAddress, "10.1.2.3");
     std::string shot = testing::SaveScreenshot(&frm, "main_window_two_bases");
     EXPECT_GT(QFileInfo(QString::fromStdString(shot)).size(), 1000);
+
+    // An incident (a network trouble of the record files) shows on the Incidents tab.
+    RecordIncident("Err: Network Pervasive errors: 3012 |test");
+    testing::Pump(1200);
+    auto* incidents = frm.findChild<QListWidget*>("ListeIncidents_1");
+    ASSERT_NE(incidents, nullptr);
+    ASSERT_EQ(incidents->count(), 1);
+    EXPECT_TRUE(incidents->item(0)->text().endsWith("Err: Network Pervasive errors: 3012 |test"));
+    ClearIncidents();
 
     frm.CloseWithMode(ui::kFormControlMenu);
     EXPECT_TRUE(frm.unloaded());
