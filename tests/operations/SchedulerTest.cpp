@@ -176,3 +176,45 @@ TEST_F(SchedulerNight, ExportAndImportNaturesSayWhatTheyDid) {
 
 }  // namespace
 }  // namespace toverin
+
+#include "tools/DemoSite.h"
+
+namespace toverin {
+namespace {
+
+TEST(SchedulerTwoBases, DueAtTheSameMinuteTheyRunOneAfterTheOtherInBaseOrder) {
+    struct Site2 : testing::SiteFixture {
+        void TestBody() override {}
+    } site;
+    site.clock->Set(MakeLocalTime(2026, 11, 23, 2, 0, 0));
+    ASSERT_TRUE(CreateDemoSite(site.dir.folder(), DemoSize::Small, 7, AppClock().Now()).ok);
+    DetermineDossierSettings();
+    DetermineDossierSettingsApplication();
+    DetermineFichierConfig();
+    ASSERT_EQ(InitGeneralSite(), SiteInitResult::Ok);
+    ASSERT_EQ(Site().baseCount, 2);
+
+    RecordingView view;
+    Scheduler scheduler(view);
+    scheduler.Load();
+    for (int b = 0; b < 2; ++b) {
+        scheduler.Plan(b).backup.active = true;  // every day at 02:02
+        scheduler.Save(b);
+    }
+    site.clock->Set(MakeLocalTime(2026, 11, 23, 2, 2, 10));
+    scheduler.TimerMain_Timer();
+
+    std::string log = site.Log();
+    size_t first = log.find("Schedule: Start Backup");
+    size_t second = log.find("Schedule: Start Backup", first + 1);
+    ASSERT_NE(second, std::string::npos) << "both bases in the same tick";
+    size_t base1 = log.find("Base1/FRAD000.bt6", first);
+    size_t base2 = log.find("Base2/FRAD000.bt6", first);
+    EXPECT_LT(base1, second) << "the first base's backup ends before the second starts";
+    EXPECT_GT(base2, second);
+    EXPECT_TRUE(scheduler.Backup(0).armed && scheduler.Backup(1).armed);
+    EXPECT_EQ(scheduler.Backup(1).next, MakeLocalTime(2026, 11, 24, 2, 2, 0));
+}
+
+}  // namespace
+}  // namespace toverin
