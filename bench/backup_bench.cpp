@@ -234,14 +234,15 @@ void FullBackupAgainstPeers(const fs::path& dir, DemoSize size, int historyDays,
                 files.size(), sourceBytes / 1e6, site.dataFolders[0].c_str());
 
     std::vector<double> backup, second, vacuum, raw, ratioVacuum, ratioVacuumOwn, ratioRaw;
+    std::vector<double> backupCpu, vacuumCpu, ratioCpu;
     long long records = 0;
     uintmax_t rawBytes = 0;
     for (int r = 1; r <= repeat; ++r) {
         BackupRun run = RunBackup(true, options);
         records = run.records;
         double secondCopy = SecondRootCopy(options, dir / "scratch-second-copy");
-        double vacuumCpu = 0;
-        double vacuumTime = VacuumInto(files, dir / "vacuum", vacuumCpu);
+        double vacuumProcessor = 0;
+        double vacuumTime = VacuumInto(files, dir / "vacuum", vacuumProcessor);
         double rawTime = RawCopy(site.dataFolders[0], dir / "raw", rawBytes);
         backup.push_back(run.seconds);
         second.push_back(secondCopy);
@@ -253,7 +254,10 @@ void FullBackupAgainstPeers(const fs::path& dir, DemoSize size, int historyDays,
         std::printf(
             "run %d: backup %.3f s (processor %.3f s; %lld records; second-root copy %.3f s), "
             "VACUUM INTO %.3f s (processor %.3f s), raw copy %.3f s\n",
-            r, run.seconds, run.cpu, run.records, secondCopy, vacuumTime, vacuumCpu, rawTime);
+            r, run.seconds, run.cpu, run.records, secondCopy, vacuumTime, vacuumProcessor, rawTime);
+        backupCpu.push_back(run.cpu);
+        vacuumCpu.push_back(vacuumProcessor);
+        ratioCpu.push_back(run.cpu / vacuumProcessor);
         std::fflush(stdout);
     }
     const std::string day = BackupDayFolder(options.localBackupFolder, DayName(AppClock().Now()));
@@ -274,6 +278,8 @@ void FullBackupAgainstPeers(const fs::path& dir, DemoSize size, int historyDays,
     std::printf("                         %.2f excluding it                   (target 2.5: %s)\n",
                 withoutCopy, withoutCopy <= 2.5 ? "met" : "NOT met");
     std::printf("  backup / raw copy:     %.2f\n", Median(ratioRaw));
+    std::printf("  processor time: backup %s, VACUUM INTO %s, ratio %.2f\n",
+                Summary(backupCpu).c_str(), Summary(vacuumCpu).c_str(), Median(ratioCpu));
     std::printf("  (ratios are medians of the per-run ratios)\n");
     for (const char* folder : {"vacuum", "raw", "scratch-second-copy"})
         fs::remove_all(dir / folder);
