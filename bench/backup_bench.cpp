@@ -13,11 +13,11 @@
 //   backup_bench [--size small|medium|large] [--records-scale X] [--repeat N] [--dir FOLDER]
 //                [--year-size small|medium|large] [--year-days N] [--only full|limited]
 //
-// --size sets the demo profile of part 1 (default large); --records-scale multiplies its days of
-// history (the bulk of its records; default 1). --year-size and --year-days set the site of part 2
-// (default large, 365 days). --repeat runs every measure N times (default 3) and prints each run
-// and the median. --dir chooses the working folder (default: the system temporary folder); it is
-// emptied first and removed at the end unless TOVERIN_BENCH_KEEP is set.
+// --size sets the demo profile of the first measure (default large); --records-scale multiplies
+// its days of history (the bulk of its records; default 1). --year-size and --year-days set the
+// site of the second (default large, 365 days). --repeat runs every measure N times (default 3) and
+// prints each run and the median. --dir chooses the working folder (default: the system temporary
+// folder); it is emptied first and removed at the end unless TOVERIN_BENCH_KEEP is set.
 #include <sqlite3.h>
 #include <sys/resource.h>
 #include <unistd.h>
