@@ -63,6 +63,8 @@ RecordCopyResult CopyRecords(const RecordCopyJob& job) {
 
     long long seen = 0;
     std::string data(recordLength, ' ');
+    // Kept across records so that the loop allocates nothing per record.
+    std::string current, record, blanks;
     std::string key = job.descending ? upper : lower;
     int16_t status =
         QuietRead(job, job.descending ? kGetLessOrEqual : kGetGreaterOrEqual, data, key);
@@ -100,12 +102,12 @@ RecordCopyResult CopyRecords(const RecordCopyJob& job) {
             status = QuietRead(job, job.descending ? kGetLessThan : kGetGreater, data, key);
             continue;
         }
-        std::string current = key.substr(0, std::min(key.size(), keyLength));
+        current.assign(key, 0, std::min(key.size(), keyLength));
         if (current > upper || current < lower) break;
         bool skip = job.skipSites && RecordView(job.fileNumber, data).Text("Header") == "SITES";
         if (!skip) {
-            std::string record = data;
-            std::string blanks(100, ' ');
+            record.assign(data);
+            blanks.assign(100, ' ');
             bool quiet = QuietFlag();
             QuietFlag() = job.backupMessages;  // the backup reports insert failures itself
             BTRieve(job.targetBase, kInsert, record, blanks, 0, job.fileNumber, job.station,

@@ -30,10 +30,43 @@ constexpr Milliseconds kLockWait{1000};
 constexpr size_t kEmptyDataBuffer = 100;
 constexpr size_t kKeyBufferSize = 255;
 
+// One line of a base's call history. Nearly every call adds a line and nearly no line is ever
+// read (only error reports show them), so a line keeps the call's parts as they came and is
+// written out the first time somebody reads it.
+struct HistoryEntry {
+    int fileNumber = 0;
+    int station = 0;
+    uint16_t operation = 0;
+    int keyNumber = 0;
+    std::string buffer;  // the buffer's bytes without their trailing blanks and NULs
+    std::string caller;
+    std::string appended;  // text added to the line before it was written out
+    bool written = false;  // `line` holds the whole line
+    std::string line;
+};
+
+// The last kHistoryLines lines of a base, in a ring whose entries keep their storage, so that
+// adding a line allocates nothing once the ring has gone round.
+struct HistoryRing {
+    std::array<HistoryEntry, kHistoryLines> entries;
+    size_t newest = 0;
+    size_t count = 0;
+    std::deque<std::string> lines;  // what History() last handed out
+
+    HistoryEntry& Newest() { return entries[newest]; }
+    HistoryEntry& Push() {
+        newest = (newest + 1) % entries.size();
+        count = std::min(count + 1, entries.size());
+        return entries[newest];
+    }
+    // The i-th line, newest first (i < count).
+    HistoryEntry& At(size_t i) { return entries[(newest + entries.size() - i) % entries.size()]; }
+};
+
 struct Tables {
     std::array<std::array<std::array<Slot, kStations>, kCatalogueSize>, kSlotBases> slots;
     std::array<std::array<std::array<bool, kKeys>, kCatalogueSize>, kSlotBases> upperCase{};
-    std::array<std::deque<std::string>, kSlotBases> history;
+    std::array<HistoryRing, kSlotBases> history;
 };
 
 struct LayerState {
@@ -82,21 +115,83 @@ std::string HistoryLine(int fileNumber, int station, uint16_t operation, int key
            Printable(buffer) + "]" + " [" + "Sub: " + sub + "]";
 }
 
+const std::string& WrittenLine(HistoryEntry& entry) {
+    if (!entry.written) {
+        entry.line = HistoryLine(entry.fileNumber, entry.station, entry.operation, entry.keyNumber,
+                                 entry.buffer, entry.caller) +
+                     entry.appended;
+        entry.written = true;
+    }
+    return entry.line;
+}
+
+// Notes a call in the history; its line is written out when it is read.
+void AddCallToHistory(int base, int fileNumber, int station, uint16_t operation, int keyNumber,
+                      std::string_view buffer, const std::string& caller) {
+    if (base < 0 || base >= kSlotBases) return;
+    HistoryEntry& entry = State().tables->history[base].Push();
+    entry.fileNumber = fileNumber;
+    entry.station = station;
+    entry.operation = operation;
+    entry.keyNumber = keyNumber;
+    // The line shows the buffer without its trailing blanks and NULs: keep only what it shows.
+    size_t shown = buffer.size();
+    while (shown > 0 && (buffer[shown - 1] == ' ' || buffer[shown - 1] == '\0')) --shown;
+    entry.buffer.assign(buffer.data(), shown);
+    entry.caller.assign(caller);
+    entry.appended.clear();
+    entry.written = false;
+    entry.line.clear();
+}
+
 // The status goes on the newest line once, after the call's last word on it.
 void NoteStatusInHistory(int base) {
     if (base < 0 || base >= kSlotBases) return;
-    auto& lines = State().tables->history[base];
-    if (lines.empty()) return;
-    const std::string& newest = lines.front();
-    size_t close = newest.rfind(']');
-    if (close != std::string::npos && newest.find("S:", close) != std::string::npos) return;
+    HistoryRing& ring = State().tables->history[base];
+    if (ring.count == 0) return;
+    HistoryEntry& entry = ring.Newest();
+    if (!entry.written && entry.appended.find(']') == std::string::npos) {
+        // The line's last ']' closes its "[Sub: ...]" part; only the added text follows it.
+        if (entry.appended.find("S:") != std::string::npos) return;
+    } else {
+        const std::string& newest = WrittenLine(entry);
+        size_t close = newest.rfind(']');
+        if (close != std::string::npos && newest.find("S:", close) != std::string::npos) return;
+    }
     AppendToNewestHistoryLine(base, " S:" + std::to_string(State().lastStatus));
+}
+
+// The length of a key of a catalogue file; the catalogue does not change while the program runs.
+int CatalogueKeyLength(int fileNumber, int keyNumber) {
+    using Lengths = std::array<std::array<int, kKeys>, kCatalogueSize>;
+    static const Lengths lengths = [] {
+        Lengths table{};
+        for (int f = 0; f < kCatalogueSize; ++f)
+            for (int k = 0; k < kKeys; ++k) table[f][k] = KeyLength(f, k);
+        return table;
+    }();
+    if (fileNumber < 0 || fileNumber >= kCatalogueSize || keyNumber < 0 || keyNumber >= kKeys)
+        return KeyLength(fileNumber, keyNumber);
+    return lengths[fileNumber][keyNumber];
+}
+
+// The buffers BTRieve_Reel hands the engine, kept between calls so that a call allocates nothing;
+// a call made while another is in the engine (a scripted engine calling back) uses its own.
+struct CallBuffers {
+    std::string data;
+    std::string key;
+    bool busy = false;
+};
+
+CallBuffers& SharedCallBuffers() {
+    static CallBuffers buffers;
+    return buffers;
 }
 
 // One guarded call, without the history around it.
 void GuardedCall(int base, uint16_t operation, std::string& data, std::string& key, int keyNumber,
                  int fileNumber, int station, const std::string& caller) {
-    const std::string procedure = ProcName("BTRieve", kModule);
+    static const std::string procedure = ProcName("BTRieve", kModule);
     if (station > kStations || !ValidSlot(base, fileNumber, 1)) {
         GestionDesErreurs(9, "Subscript out of range", procedure, "BTrieve (" + caller + ")");
         State().lastStatus = operation == btr::kGetEqual ? btr::kKeyNotFound : btr::kEndOfFile;
@@ -226,20 +321,25 @@ uint32_t RecordLengthOf(const Slot& slot, int fileNumber) {
 const std::deque<std::string>& History(int base) {
     static const std::deque<std::string> none;
     if (base < 0 || base >= kSlotBases) return none;
-    return State().tables->history[base];
+    HistoryRing& ring = State().tables->history[base];
+    ring.lines.clear();
+    for (size_t i = 0; i < ring.count; ++i) ring.lines.push_back(WrittenLine(ring.At(i)));
+    return ring.lines;
 }
 
 void AddHistoryLine(int base, std::string line) {
     if (base < 0 || base >= kSlotBases) return;
-    auto& lines = State().tables->history[base];
-    lines.push_front(std::move(line));
-    while (lines.size() > kHistoryLines) lines.pop_back();
+    HistoryEntry& entry = State().tables->history[base].Push();
+    entry.line = std::move(line);
+    entry.written = true;
 }
 
 void AppendToNewestHistoryLine(int base, std::string_view text) {
     if (base < 0 || base >= kSlotBases) return;
-    auto& lines = State().tables->history[base];
-    if (!lines.empty()) lines.front().append(text);
+    HistoryRing& ring = State().tables->history[base];
+    if (ring.count == 0) return;
+    HistoryEntry& entry = ring.Newest();
+    (entry.written ? entry.line : entry.appended).append(text);
 }
 
 std::string Printable(std::string_view bytes) {
@@ -324,7 +424,8 @@ void ResetRecordAccess() {
 void BTRieve(int base, uint16_t operation, std::string& data, std::string& key, int keyNumber,
              int fileNumber, int station, const std::string& caller) {
     TraceProcedure(kModule, "BTRieve");
-    Guarded<int>(ProcName("BTRieve", kModule), 0, [&] {
+    static const std::string procedure = ProcName("BTRieve", kModule);
+    Guarded<int>(procedure, 0, [&] {
         if (operation == btr::kGetLessThan || operation == btr::kGetLessOrEqual) {
             // High-value filler is lowered to the highest letter so that the engine positions
             // below the range instead of past its end.
@@ -333,8 +434,8 @@ void BTRieve(int base, uint16_t operation, std::string& data, std::string& key, 
         if (station < 1) station = 1;
         bool history = CallHistoryEnabled();
         if (history) {
-            AddHistoryLine(base, HistoryLine(fileNumber, station, operation, keyNumber,
-                                             SearchesByKey(operation) ? key : data, caller));
+            AddCallToHistory(base, fileNumber, station, operation, keyNumber,
+                             SearchesByKey(operation) ? key : data, caller);
         }
         GuardedCall(base, operation, data, key, keyNumber, fileNumber, station, caller);
         if (history) NoteStatusInHistory(base);
@@ -345,19 +446,31 @@ void BTRieve(int base, uint16_t operation, std::string& data, std::string& key, 
 int16_t BTRieve_Reel(int base, int fileNumber, int station, uint16_t operation, std::string& data,
                      std::string& key, int keyNumber) {
     TraceProcedure(kModule, "BTRieve_Reel");
-    return Guarded<int16_t>(ProcName("BTRieve_Reel", kModule), btr::kIoError, [&]() -> int16_t {
+    static const std::string procedure = ProcName("BTRieve_Reel", kModule);
+    return Guarded<int16_t>(procedure, btr::kIoError, [&]() -> int16_t {
         if (station < 1) station = 1;
         if (!ValidSlot(base, fileNumber, station) || fileNumber > kLastRealFile) {
             GestionDesErreurs(9, "Subscript out of range: file " + std::to_string(fileNumber),
-                              ProcName("BTRieve_Reel", kModule));
+                              procedure);
             return btr::kInvalidOperation;
         }
         Slot& slot = SlotAt(base, fileNumber, station);
         uint32_t recordLength = RecordLengthOf(slot, fileNumber);
-        std::string buffer = data;
+        // The engine works on copies: the caller's buffers change only once it has answered.
+        CallBuffers& shared = SharedCallBuffers();
+        CallBuffers own;
+        CallBuffers& buffers = shared.busy ? own : shared;
+        struct Busy {
+            bool& flag;
+            ~Busy() { flag = false; }
+        } busy{buffers.busy};
+        buffers.busy = true;
+        std::string& buffer = buffers.data;
+        buffer.assign(data);
         if (recordLength != 0) buffer.resize(recordLength, ' ');
         auto dataLength = static_cast<uint32_t>(buffer.size());
-        std::string keyBuffer = key;
+        std::string& keyBuffer = buffers.key;
+        keyBuffer.assign(key);
         if (keyBuffer.size() < kKeyBufferSize) keyBuffer.resize(kKeyBufferSize, '\0');
         auto keyLength = static_cast<uint8_t>(std::min(keyBuffer.size(), kKeyBufferSize));
 
@@ -366,8 +479,9 @@ int16_t BTRieve_Reel(int base, int fileNumber, int station, uint16_t operation, 
                            keyBuffer.data(), keyLength, static_cast<int8_t>(keyNumber));
 
         data.assign(buffer.data(), std::min<size_t>(dataLength, buffer.size()));
-        size_t keep = std::max(key.size(),
-                               static_cast<size_t>(std::max(0, KeyLength(fileNumber, keyNumber))));
+        size_t keep =
+            std::max(key.size(),
+                     static_cast<size_t>(std::max(0, CatalogueKeyLength(fileNumber, keyNumber))));
         key.assign(keyBuffer.data(), std::min(keep, keyBuffer.size()));
         return status;
     });
