@@ -1,6 +1,7 @@
 #include "ui/Application.h"
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <QApplication>
@@ -37,6 +38,8 @@ void OnTerminate(int) {
 // Qt's own warnings go to the day log rather than to a console nobody reads.
 void QtMessages(QtMsgType type, const QMessageLogContext&, const QString& message) {
     if (type == QtDebugMsg || type == QtInfoMsg) return;
+    // The offscreen platform's remarks on window-manager hints mean nothing to a technician.
+    if (message.startsWith("This plugin does not support")) return;
     TraceLog("Qt: " + message.toStdString());
 }
 
@@ -66,6 +69,12 @@ int RunToverin(int argc, char** argv) {
     std::string commandLine = JoinArguments(args, rootArg);
 
     if (!HasDisplay()) setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); !runtime || !*runtime) {
+        // Started by a service manager outside any session: a private runtime folder of our own.
+        std::string dir = "/tmp/toverin-runtime-" + std::to_string(::getuid());
+        ::mkdir(dir.c_str(), 0700);
+        setenv("XDG_RUNTIME_DIR", dir.c_str(), 1);
+    }
     qInstallMessageHandler(QtMessages);
     QApplication app(argc, argv);
     app.setApplicationName("Toverin");
