@@ -331,7 +331,10 @@ void RecordFile::DeferIndexes() {
     // a read by its key, or a normal write. Unique keys keep refusing duplicates meanwhile
     // (see KeepUniqueOrder).
     if (db_.QueryInt("SELECT count(*) FROM (SELECT 1 FROM records LIMIT 1)") != 0) return;
-    db_.Exec("BEGIN IMMEDIATE");  // one commit, one sync, for all of them
+    // The drop is the load's first write and is made durable with it, by the sync at Close
+    // (a backup opens a hundred fresh files: two syncs each here cost more than their loads).
+    db_.Exec("PRAGMA synchronous=OFF");
+    db_.Exec("BEGIN IMMEDIATE");
     try {
         for (size_t k = 0; k < layout_.keys.size(); ++k)
             db_.Exec(("DROP INDEX IF EXISTS records_" + KeyColumn(k)).c_str());
@@ -340,6 +343,7 @@ void RecordFile::DeferIndexes() {
         sqlite3_exec(db_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
         throw;
     }
+    unsynced_ = true;
     LoadPendingIndexes();
 }
 
@@ -502,6 +506,7 @@ void RecordFile::FetchNewest() {
     ResetOnExit reset(newestRow_);
     newestId_ = 0;
     newest_.assign(layout_.keys.size(), std::string());  // empty file: every value is above
+    ForgetUniqueBounds();
     if (newestRow_.Step()) {
         newestId_ = newestRow_.Int(0);
         for (size_t k = 0; k < layout_.keys.size(); ++k)
@@ -510,17 +515,65 @@ void RecordFile::FetchNewest() {
     newestKnown_ = true;
 }
 
-bool RecordFile::CanStage(bool accelerated) const {
+bool RecordFile::CanStage(bool accelerated) {
     // Staged rows are acknowledged before SQLite sees them, so nothing may refuse them later:
-    // no unique index may exist (each waiting one is held by the order), and the ids given must
-    // be free (above the newest, within this transaction).
+    // each waiting unique index is held by the order, each built one must be given a value
+    // outside the range it holds, and the ids given must be free (above the newest, within this
+    // transaction).
     if (!accelerated || !batchOpen_ || !newestKnown_ ||
         newestId_ >= std::numeric_limits<int64_t>::max() - kStagedRows)
         return false;
+    return OutsideUniqueBounds();
+}
+
+void RecordFile::ForgetUniqueBounds() {
+    boundsKnown_.assign(layout_.keys.size(), 0);
+}
+
+// A copy read newest first gives its unique key in falling order, which builds that key's index
+// at the second row; from then on each value lies below all the others. A value below the
+// lowest or above the highest of a unique key cannot be a duplicate, so such rows may still be
+// staged. The range is read from the index once per transaction (another process may write
+// between transactions) and widened by every row written since.
+bool RecordFile::OutsideUniqueBounds() {
     for (size_t k = 0; k < layout_.keys.size(); ++k) {
-        if (!layout_.keys[k].duplicates && !pending_[k]) return false;
+        if (layout_.keys[k].duplicates || pending_[k]) continue;
+        if (boundsKnown_.size() != layout_.keys.size()) ForgetUniqueBounds();
+        if (!boundsKnown_[k]) {
+            FlushStaged();  // the range must include every row written
+            if (bounds_.empty()) bounds_.resize(layout_.keys.size());
+            Statement range(db_, "SELECT min(" + KeyColumn(static_cast<int>(k)) + "), max(" +
+                                     KeyColumn(static_cast<int>(k)) + ") FROM records");
+            if (!range.Step()) return false;
+            bounds_[k].empty = sqlite3_column_type(range.get(), 0) == SQLITE_NULL;
+            if (!bounds_[k].empty) {
+                bounds_[k].low = range.Blob(0);
+                bounds_[k].high = range.Blob(1);
+            }
+            boundsKnown_[k] = 1;
+        }
+        const UniqueBounds& b = bounds_[k];
+        std::string_view value(keys_[k]);
+        if (!b.empty && value >= std::string_view(b.low) && value <= std::string_view(b.high))
+            return false;
     }
     return true;
+}
+
+void RecordFile::WidenUniqueBounds() {
+    if (boundsKnown_.size() != layout_.keys.size()) return;
+    for (size_t k = 0; k < layout_.keys.size(); ++k) {
+        if (!boundsKnown_[k]) continue;
+        UniqueBounds& b = bounds_[k];
+        if (b.empty) {
+            b.low = b.high = keys_[k];
+            b.empty = false;
+        } else if (std::string_view(keys_[k]) < std::string_view(b.low)) {
+            b.low = keys_[k];
+        } else if (std::string_view(keys_[k]) > std::string_view(b.high)) {
+            b.high = keys_[k];
+        }
+    }
 }
 
 int64_t RecordFile::Stage(const char* record) {
@@ -646,6 +699,7 @@ int16_t RecordFile::Insert(const char* record, bool accelerated, int64_t& id) {
                 status = btr::kDuplicateKey;
             }
         }
+        if (status == btr::kSuccess) WidenUniqueBounds();
         if (status == btr::kSuccess && newestKnown_) {
             newest_ = keys_;
             newestId_ = id;
@@ -705,6 +759,7 @@ int16_t RecordFile::Update(int64_t id, int64_t expectedChange, const char* recor
             }
         }
         if (status == btr::kSuccess) {
+            ForgetUniqueBounds();  // a changed value may leave the range read from the index
             // A changed unique key could clash, or leave the order that stands in for its index.
             for (size_t k = 0; k < layout_.keys.size(); ++k) {
                 if ((changed & (1u << k)) && pending_[k] && !layout_.keys[k].duplicates)
@@ -745,6 +800,7 @@ int16_t RecordFile::Delete(int64_t id, int64_t expectedChange, bool accelerated)
     try {
         BeginWrite(accelerated);
         FlushStaged();
+        ForgetUniqueBounds();
         ResetOnExit reset(delete_);
         delete_.BindInt(1, id);
         delete_.BindInt(2, expectedChange);

@@ -105,7 +105,10 @@ class RecordFile {
     bool ProbeFrom(int key, int64_t id, int64_t& foundId, std::string& value, bool& skipped);
     void KeepUniqueOrder();
     void FetchNewest();
-    bool CanStage(bool accelerated) const;
+    bool CanStage(bool accelerated);
+    bool OutsideUniqueBounds();
+    void WidenUniqueBounds();
+    void ForgetUniqueBounds();
     int64_t Stage(const char* record);
     void FlushStaged();
     Statement PrepareInsert(int rows);
@@ -126,6 +129,13 @@ class RecordFile {
     int64_t newestId_ = 0;
     std::vector<std::string> newest_;
     bool newestKnown_ = false;
+    // Per built unique key: the lowest and highest value in the file, valid while newest_ is.
+    struct UniqueBounds {
+        std::string low, high;
+        bool empty = true;
+    };
+    std::vector<UniqueBounds> bounds_;
+    std::vector<char> boundsKnown_;
     // Rows of a bulk load acknowledged but not yet handed to SQLite, each the record then its
     // stored keys, with consecutive ids from firstStagedId_. Handed over before anything else
     // touches the table, and at every commit.

@@ -14,6 +14,7 @@ namespace toverin {
 namespace {
 
 using engine::EngineFile;
+using testing::NumberOf;
 using testing::Padded;
 using testing::Song;
 using testing::SongFile;
@@ -227,6 +228,63 @@ TEST(EngineBulkLoad, UniqueKeysRefuseDuplicatesWhileTheirIndexesWait) {
     EXPECT_EQ(uint32_t{stat.RecordCount}, 5u);
     f.file.Close();
     EXPECT_EQ(Indexes(other), "records_k0 records_k1");
+}
+
+// A copy read newest first gives its unique key in falling order: the index is built at the
+// second row, and rows below the lowest value are still grouped. Values inside the range, and
+// at either end of it, must still be refused, within a batch and after it.
+TEST(EngineBulkLoad, AFallingLoadStillRefusesEveryDuplicate) {
+    TempDir dir;
+    std::string path = dir.file("FRAD003.btr");
+    ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
+    {
+        SongFile f;
+        ASSERT_EQ(f.Open(path, btr::kOpenAccelerated), btr::kSuccess);
+        for (int n = 200; n >= 101; --n) ASSERT_EQ(f.Insert(LoadSong(n)), btr::kSuccess) << n;
+        EXPECT_EQ(f.Insert(LoadSong(150)), btr::kDuplicateKey) << "inside the range";
+        EXPECT_EQ(f.Insert(LoadSong(101)), btr::kDuplicateKey) << "the lowest";
+        EXPECT_EQ(f.Insert(LoadSong(200)), btr::kDuplicateKey) << "the highest";
+        ASSERT_EQ(f.Insert(LoadSong(100)), btr::kSuccess) << "below the lowest";
+        EXPECT_EQ(f.Insert(LoadSong(100)), btr::kDuplicateKey) << "the new lowest, just grouped";
+        ASSERT_EQ(f.Insert(LoadSong(201)), btr::kSuccess) << "above the highest";
+        EXPECT_EQ(f.Insert(LoadSong(201)), btr::kDuplicateKey) << "the new highest";
+        for (int n = 99; n >= 1; --n) ASSERT_EQ(f.Insert(LoadSong(n)), btr::kSuccess) << n;
+        EXPECT_EQ(f.Insert(LoadSong(7)), btr::kDuplicateKey) << "inside the range again";
+    }
+    EXPECT_EQ(IntegrityCheck(path), "ok");
+    SongFile f;
+    ASSERT_EQ(f.Open(path, btr::kOpenAccelerated), btr::kSuccess);
+    std::vector<std::string> records = WalkAll(f, 0, true);
+    ASSERT_EQ(records.size(), 201u);
+    for (size_t i = 1; i < records.size(); ++i)
+        EXPECT_LT(NumberOf(records[i - 1]), NumberOf(records[i])) << i;
+    EXPECT_EQ(f.Insert(LoadSong(1)), btr::kDuplicateKey) << "after reopening";
+    btr::PbTBtrFileBuf stat{};
+    ASSERT_EQ(f.file.Stat(stat), btr::kSuccess);
+    EXPECT_EQ(uint32_t{stat.RecordCount}, 201u);
+}
+
+// An update that moves a unique value out of the range read from its index must not let that
+// value be inserted again.
+TEST(EngineBulkLoad, AnUpdatedValueOutsideTheRangeIsStillRefused) {
+    TempDir dir;
+    std::string path = dir.file("FRAD030.bt6");
+    ASSERT_EQ(EngineFile::Create(path, UniqueTitles()), btr::kSuccess);
+    SongFile f;
+    ASSERT_EQ(f.Open(path, btr::kOpenAccelerated), btr::kSuccess);
+    for (int n = 1; n <= 50; ++n)
+        ASSERT_EQ(f.Insert(Song(n, "T" + SongNumber(100 - n))), btr::kSuccess) << n;
+    ASSERT_EQ(f.Get(btr::kGetEqual, 0, SongNumber(20)), btr::kSuccess);
+    ASSERT_EQ(f.Update(Song(20, "T" + SongNumber(999))), btr::kSuccess);
+    EXPECT_EQ(f.Insert(Song(51, "t" + SongNumber(999))), btr::kDuplicateKey) << "moved above";
+    ASSERT_EQ(f.Get(btr::kGetEqual, 0, SongNumber(30)), btr::kSuccess);
+    ASSERT_EQ(f.Update(Song(30, "A")), btr::kSuccess);
+    EXPECT_EQ(f.Insert(Song(52, "a")), btr::kDuplicateKey) << "moved below";
+    ASSERT_EQ(f.Insert(Song(53, "0")), btr::kSuccess) << "below everything";
+    EXPECT_EQ(f.Insert(Song(54, "0")), btr::kDuplicateKey);
+    btr::PbTBtrFileBuf stat{};
+    ASSERT_EQ(f.file.Stat(stat), btr::kSuccess);
+    EXPECT_EQ(uint32_t{stat.RecordCount}, 51u);
 }
 
 TEST(EngineBulkLoad, ANormalWriteBuildsEveryWaitingIndexFirst) {
