@@ -472,39 +472,30 @@ void cFTP::CloseConnection() {
     directory_.clear();
 }
 
-bool cFTP::RemoveFTPDirectory(const std::string& name) {
-    auto line = [&] {
-        return "Err: FTP: RemoveFTPDirectory (" + ErrorString() + ") '" + name + "'";
-    };
-    bool ok = RequireConnection();
-    if (ok && HasLineBreak(name)) {
+// One command on a remote name (RMD, DELE), sent as a quote on the control connection.
+bool cFTP::RemoteCommand(const std::string& command, const std::string& name) {
+    if (!RequireConnection()) return false;
+    if (HasLineBreak(name)) {
         SetLastError(CURLE_URL_MALFORMAT, curl_easy_strerror(CURLE_URL_MALFORMAT));
-        ok = false;
+        return false;
     }
-    if (ok) {
-        Request request;
-        request.path = "/";
-        request.noBody = true;
-        request.quote = MakeQuote({"RMD " + Resolve(name)});
-        ok = Perform(request) == CURLE_OK;
-    }
-    if (!ok) Fail("RemoveFTPDirectory", line());
+    Request request;
+    request.path = "/";
+    request.noBody = true;
+    request.quote = MakeQuote({command + " " + Resolve(name)});
+    return Perform(request) == CURLE_OK;
+}
+
+bool cFTP::RemoveFTPDirectory(const std::string& name) {
+    bool ok = RemoteCommand("RMD", name);
+    if (!ok)
+        Fail("RemoveFTPDirectory",
+             "Err: FTP: RemoveFTPDirectory (" + ErrorString() + ") '" + name + "'");
     return ok;
 }
 
 bool cFTP::DeleteFTPFile(const std::string& name) {
-    bool ok = RequireConnection();
-    if (ok && HasLineBreak(name)) {
-        SetLastError(CURLE_URL_MALFORMAT, curl_easy_strerror(CURLE_URL_MALFORMAT));
-        ok = false;
-    }
-    if (ok) {
-        Request request;
-        request.path = "/";
-        request.noBody = true;
-        request.quote = MakeQuote({"DELE " + Resolve(name)});
-        ok = Perform(request) == CURLE_OK;
-    }
+    bool ok = RemoteCommand("DELE", name);
     if (!ok) {
         Fail("DeleteFTPFile", "Err: FTP: DeleteFTPFile '" + name + "' (" + ErrorString() + ")");
         return false;

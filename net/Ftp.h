@@ -98,6 +98,7 @@ class cFTP {
     struct Request;
 
     bool RequireConnection();
+    bool RemoteCommand(const std::string& command, const std::string& name);
     std::string ErrorString() const;
     int Perform(Request& request);
     void Fail(std::string_view procedure, const std::string& line, bool framed = false);
