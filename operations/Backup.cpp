@@ -230,23 +230,10 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options, Opera
                 }
                 TraceLog(localFirst ? "Backup: Open target local file: " + target
                                     : "Backup: Open target server file: " + target);
-                view.SetProgress("ProgressBarBkpRecords", base, 0,
-                                 static_cast<int>(std::min<long long>(expected, 32767)));
-
-                RecordCopyJob job;
-                job.base = base;
-                job.fileNumber = f;
-                job.station = s;
-                job.targetBase = kCopyBank + base;
-                job.sourcePath = source;
-                job.targetPath = target;
+                RecordCopyJob job = CopyJobFor(base, f, s, source, target, view, "LabelBkpKey",
+                                               "ProgressBarBkpRecords", expected);
                 job.skipSites = f == 29;
                 job.keyDialog = options.keyOnError;
-                job.view = &view;
-                job.keyControl = "LabelBkpKey";
-                job.recordsControl = "ProgressBarBkpRecords";
-                job.controlIndex = base;
-                job.expected = expected;
                 job.afterRecord = [base] {
                     PauseWait(base);
                     return !StopConfirmed(base);

@@ -35,6 +35,27 @@ ScopedQuiet::~ScopedQuiet() {
     QuietFlag() = previous_;
 }
 
+RecordCopyJob CopyJobFor(int base, int fileNumber, int station, const std::string& sourcePath,
+                         const std::string& targetPath, OperationView& view,
+                         const std::string& keyControl, const std::string& recordsControl,
+                         long long expected) {
+    RecordCopyJob job;
+    job.base = base;
+    job.fileNumber = fileNumber;
+    job.station = station;
+    job.targetBase = kCopyBank + base;
+    job.sourcePath = sourcePath;
+    job.targetPath = targetPath;
+    job.view = &view;
+    job.keyControl = keyControl;
+    job.recordsControl = recordsControl;
+    job.controlIndex = base;
+    job.expected = expected;
+    view.SetProgress(recordsControl, base, 0,
+                     static_cast<int>(std::min<long long>(expected, 32767)));
+    return job;
+}
+
 bool CloseCopy(const RecordCopyJob& job, const RecordCopyResult& copy) {
     FermetureFichierBTrieve(job.base, job.fileNumber, job.station);
     FermetureFichierBTrieve(job.targetBase, job.fileNumber, job.station);

@@ -41,6 +41,14 @@ struct RecordCopyResult {
     bool writeError = false;  // an insert into the copy failed (other than a duplicate key)
 };
 
+// The job copying station `station`'s file `fileNumber` of `base` from its source slot into the
+// copy bank, with the tab's key label and record bar as progress. Bounds and direction are the
+// caller's.
+RecordCopyJob CopyJobFor(int base, int fileNumber, int station, const std::string& sourcePath,
+                         const std::string& targetPath, OperationView& view,
+                         const std::string& keyControl, const std::string& recordsControl,
+                         long long expected);
+
 RecordCopyResult CopyRecords(const RecordCopyJob& job);
 
 // Closes the source and the copy of `job`. False (and a log line) when the copy's writes did not

@@ -141,23 +141,12 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, const Backup
                 }
                 TraceLog("Restore started. File:       " + dataFile);
                 const long long expected = std::max(0LL, RecordCount(base, f, s));
-                view.SetProgress("ProgressBarRestaurationRecords", base, 0,
-                                 static_cast<int>(std::min<long long>(expected, 32767)));
-                RecordCopyJob job;
-                job.base = base;
-                job.fileNumber = f;
-                job.station = s;
-                job.targetBase = kCopyBank + base;
+                RecordCopyJob job =
+                    CopyJobFor(base, f, s, backupFile, dataFile, view, "LabelRestaurationKey",
+                               "ProgressBarRestaurationRecords", expected);
                 job.lower = std::string(100, '\0');
                 job.upper = std::string(100, '\xFF');
-                job.sourcePath = backupFile;
-                job.targetPath = dataFile;
                 job.backupMessages = false;
-                job.view = &view;
-                job.keyControl = "LabelRestaurationKey";
-                job.recordsControl = "ProgressBarRestaurationRecords";
-                job.controlIndex = base;
-                job.expected = expected;
                 RecordCopyResult copy = CopyRecords(job);
                 TraceLog("Restore ended.   Nb records: " + std::to_string(copy.copied) + " / " +
                          std::to_string(expected));
