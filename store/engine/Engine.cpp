@@ -43,6 +43,7 @@ struct Handle {
     // reads then cost one step each instead of a search.
     Statement* live = nullptr;
     CursorKind liveKind = CursorKind::kGreater;
+    bool liveForward = true;
     uint64_t liveGeneration = 0;
     std::vector<std::array<Statement, kCursorKinds>> cursors;  // per key, prepared on first use
 
@@ -250,26 +251,33 @@ bool Forward(CursorKind kind) {
            kind == CursorKind::kGreaterEqual || kind == CursorKind::kRowsFrom;
 }
 
-void MakeLive(Handle& h, Statement& s, CursorKind kind) {
+// `forward` is the direction in key order, which a read in row order may run against the ids.
+void MakeLive(Handle& h, Statement& s, CursorKind kind, bool forward) {
     h.live = &s;
     h.liveKind = kind;
+    h.liveForward = forward;
     h.liveGeneration = h.file->generation();
     h.file->NoteLiveCursor();
 }
 
-// A search on a key in row id order (unique, so never within a group of duplicates): forward
-// from the first row past the value, backward from the row before the first at or past it.
+// A search on a key in row id order (unique, so never within a group of duplicates). Where its
+// values rise with the ids: forward from the first row past the value, backward from the row
+// before the first at or past it. Where they fall, the same mirrored: a read forward in key
+// order goes down the ids from just before the first row at or below the value.
 bool SeekInRowOrder(Handle& h, int key, CursorKind kind, std::string_view value) {
-    bool forward = Forward(kind);
-    bool orEqual = kind == CursorKind::kGreaterEqual || kind == CursorKind::kLess;
-    int64_t bound = h.file->FirstRowAbove(key, value, orEqual);
-    if (forward && bound == std::numeric_limits<int64_t>::max()) return false;
-    CursorKind rows = forward ? CursorKind::kRowsFrom : CursorKind::kRowsBefore;
+    const bool forward = Forward(kind);
+    const bool falling = h.file->FallsInRowOrder(key);
+    const bool orEqual =
+        (kind == CursorKind::kGreaterEqual || kind == CursorKind::kLess) != falling;
+    const bool upTheIds = forward != falling;
+    int64_t bound = h.file->FirstRowPast(key, value, orEqual, !upTheIds);
+    if (upTheIds && bound == std::numeric_limits<int64_t>::max()) return false;
+    CursorKind rows = upTheIds ? CursorKind::kRowsFrom : CursorKind::kRowsBefore;
     Statement& s = h.Cursor(key, rows);
     s.Reset();
-    s.BindInt(1, bound);
+    s.BindInt(1, upTheIds ? bound : bound - 1);
     if (!s.Step()) return false;
-    MakeLive(h, s, rows);
+    MakeLive(h, s, rows, forward);
     return true;
 }
 
@@ -284,15 +292,14 @@ bool Seek(Handle& h, int key, CursorKind kind, std::string_view value, int64_t i
     if (rc != SQLITE_OK) throw SqliteError(rc, sqlite3_errstr(rc));
     if (InGroup(kind)) s.BindInt(2, id);
     if (!s.Step()) return false;
-    MakeLive(h, s, kind);
+    MakeLive(h, s, kind, Forward(kind));
     return true;
 }
 
 // Moves to the next record in the current key's order (forward or backward) from the currency.
 bool Step(Handle& h, bool forward) {
     const KeyDef& key = h.file->layout().keys[h.key];
-    if (h.live != nullptr && h.liveGeneration == h.file->generation() &&
-        Forward(h.liveKind) == forward) {
+    if (h.live != nullptr && h.liveGeneration == h.file->generation() && h.liveForward == forward) {
         if (h.live->Step()) return true;
         bool inGroup = InGroup(h.liveKind);
         h.live = nullptr;

@@ -92,6 +92,7 @@ int16_t RecordFile::Open(const std::string& path, int8_t mode, bool firstOpener,
         }
         file->keys_.resize(file->layout_.keys.size());
         file->unbuildable_.assign(file->layout_.keys.size(), 0);
+        file->readFalling_.assign(file->layout_.keys.size(), 0);
         file->LoadPendingIndexes();
         file->ConfigureForMode(mode, firstOpener);
     } catch (const SqliteError& e) {
@@ -237,7 +238,9 @@ Statement RecordFile::PrepareCursor(int key, CursorKind kind) {
             sql += "id >= ?1 ORDER BY id";
             break;
         case CursorKind::kRowsBefore:
-            sql += "id < ?1 ORDER BY id DESC";
+            // Bound to the last id wanted: the search then lands on that row's page, never on
+            // the page after it, which may be damaged.
+            sql += "id <= ?1 ORDER BY id DESC";
             break;
     }
     return Statement(db_, sql);
@@ -392,6 +395,7 @@ void RecordFile::BuildIndexForRead(int key) {
             case SQLITE_FULL:
             case SQLITE_CORRUPT:        // the rows that can still be read are read without it
                 unbuildable_[key] = 1;  // not again on this open: each try waits for locks
+                if (!layout_.keys[key].duplicates) readFalling_[key] = ValuesFall(key);
                 break;
             default:
                 throw;
@@ -446,14 +450,30 @@ bool RecordFile::ProbeFrom(int key, int64_t id, int64_t& foundId, std::string& v
     return from(clear) == kRow;
 }
 
-int64_t RecordFile::FirstRowAbove(int key, std::string_view value, bool orEqual) {
+// Whether the values of a waiting unique key fall as the row ids rise, told by the first two
+// rows that can be read (with fewer, either order holds).
+bool RecordFile::ValuesFall(int key) {
+    int64_t first = 0, second = 0;
+    std::string a, b;
+    bool skipped = false;
+    return ProbeFrom(key, 1, first, a, skipped) && ProbeFrom(key, first + 1, second, b, skipped) &&
+           b < a;
+}
+
+int64_t RecordFile::FirstRowPast(int key, std::string_view value, bool orEqual, bool readDown) {
     constexpr int64_t kNone = std::numeric_limits<int64_t>::max();
-    auto qualifies = [&](std::string_view v) { return orEqual ? v >= value : v > value; };
-    // Ids start at 1. Invariant: every row below lo is below the value; the first row that is
-    // not lies in [lo, hi], or is `found`, or (when `uncertain`) is unreadable just before it.
+    const bool falling = readFalling_[key];
+    auto qualifies = [&](std::string_view v) {
+        if (falling) return orEqual ? v <= value : v < value;
+        return orEqual ? v >= value : v > value;
+    };
+    // Ids start at 1. Invariant: no row below lo qualifies; the first row that does lies in
+    // [lo, hi], or is `found`, or (when `uncertain`) is unreadable just before it.
     int64_t lo = 1, hi = kNone - 1, found = kNone;
     bool uncertain = false;
     std::string probed;
+    int64_t clearId = 0;  // the last row read that does not qualify, and its value
+    std::string clearValue;
     while (lo <= hi) {
         int64_t mid = lo + (hi - lo) / 2;
         int64_t id = 0;
@@ -463,15 +483,24 @@ int64_t RecordFile::FirstRowAbove(int key, std::string_view value, bool orEqual)
             if (skipped) uncertain = true;
             hi = mid - 1;
         } else if (qualifies(probed)) {
-            // Unread rows before it have lower values: they cannot qualify when this one is
-            // exactly the value searched for at-or-above, and might otherwise.
+            // Unread rows before it lie on the other side of its value: they cannot qualify
+            // when this one is exactly the value searched for, equal included, and might
+            // otherwise.
             found = id;
             uncertain = skipped && !(orEqual && probed == value);
             hi = mid - 1;
         } else {
-            lo = id + 1;  // every row up to id is below the value, unread ones too
+            lo = id + 1;  // no row up to id qualifies, unread ones included
+            if (id > clearId) {
+                clearId = id;
+                clearValue = probed;
+            }
         }
     }
+    // Read down the ids, the answer is the last row that does not qualify. When that row holds
+    // exactly the value and equality does not qualify, every row after it does, unread ones
+    // included: the answer is that row, whatever lies unread beyond it.
+    if (readDown && !orEqual && clearId > 0 && clearValue == value) return clearId + 1;
     if (uncertain) throw SqliteError(SQLITE_CORRUPT, "damaged rows where the search ends");
     return found;
 }
@@ -482,36 +511,50 @@ void RecordFile::BuildPendingIndexes() {
     }
 }
 
-// While a unique key's index is put off, the record to insert (its stored keys in keys_) must
-// come after the newest row in that key's order. Every row then stands in row id order (a new
-// row gets the highest id), so a value above the newest row's is above every value and cannot
-// be a duplicate. A bulk copy read in key order passes this test at every insert; the first
-// value out of order builds the index, which from then on refuses duplicates itself.
+// While a unique key's index is put off, its values must stay in row id order, rising or
+// falling (a new row gets the highest id): the record to insert (its stored keys in keys_) must
+// come after the newest row's value in the direction the first two rows set. A value beyond the
+// newest is then beyond every value and cannot be a duplicate. A bulk copy read in key order,
+// either way (a backup reads history newest first), passes this test at every insert; the
+// first value out of order builds the index, which from then on refuses duplicates itself.
 void RecordFile::KeepUniqueOrder() {
+    if (newestId_ == 0) return;  // an empty file takes any value
     for (size_t k = 0; k < layout_.keys.size(); ++k) {
         if (!pending_[k] || layout_.keys[k].duplicates) continue;
-        if (std::string_view(keys_[k]) > std::string_view(newest_[k])) continue;
+        std::string_view value(keys_[k]), newest(newest_[k]);
+        if (oldestId_ == newestId_) {
+            if (value != newest) continue;  // the second row sets the direction
+        } else if (std::string_view(oldest_[k]) < newest ? value > newest : value < newest) {
+            continue;
+        }
         BuildIndex(k);
     }
 }
 
-void RecordFile::FetchNewest() {
+// Reads the oldest and the newest row, which KeepUniqueOrder and new ids go by.
+void RecordFile::FetchEnds() {
     if (newestKnown_) return;
     FlushStaged();  // the newest may be a staged row, and new ids must come after it
-    if (!newestRow_) {
+    auto prepare = [&](Statement& s, const char* order) {
+        if (s) return;
         std::string sql = "SELECT id";
         for (size_t k = 0; k < layout_.keys.size(); ++k) sql += ", " + KeyColumn(k);
-        newestRow_ = Statement(db_, sql + " FROM records ORDER BY id DESC LIMIT 1");
-    }
-    ResetOnExit reset(newestRow_);
-    newestId_ = 0;
-    newest_.assign(layout_.keys.size(), std::string());  // empty file: every value is above
-    ForgetUniqueBounds();
-    if (newestRow_.Step()) {
-        newestId_ = newestRow_.Int(0);
+        s = Statement(db_, sql + " FROM records ORDER BY id " + order + " LIMIT 1");
+    };
+    auto fetch = [&](Statement& s, int64_t& id, std::vector<std::string>& values) {
+        ResetOnExit reset(s);
+        id = 0;
+        values.assign(layout_.keys.size(), std::string());
+        if (!s.Step()) return;
+        id = s.Int(0);
         for (size_t k = 0; k < layout_.keys.size(); ++k)
-            newest_[k] = newestRow_.Blob(static_cast<int>(k + 1));
-    }
+            values[k] = s.Blob(static_cast<int>(k + 1));
+    };
+    prepare(oldestRow_, "ASC");
+    prepare(newestRow_, "DESC");
+    ForgetUniqueBounds();
+    fetch(oldestRow_, oldestId_, oldest_);
+    fetch(newestRow_, newestId_, newest_);
     newestKnown_ = true;
 }
 
@@ -530,11 +573,11 @@ void RecordFile::ForgetUniqueBounds() {
     boundsKnown_.assign(layout_.keys.size(), 0);
 }
 
-// A copy read newest first gives its unique key in falling order, which builds that key's index
-// at the second row; from then on each value lies below all the others. A value below the
-// lowest or above the highest of a unique key cannot be a duplicate, so such rows may still be
-// staged. The range is read from the index once per transaction (another process may write
-// between transactions) and widened by every row written since.
+// Where a unique key's index exists (built by a read, or by a value out of order), a value
+// below the lowest or above the highest cannot be a duplicate, so such rows may still be staged:
+// a copy read in key order into a file that has the index goes on being grouped. The range is read
+// from the index once per transaction (another process may write between transactions) and widened
+// by every row written since.
 bool RecordFile::OutsideUniqueBounds() {
     for (size_t k = 0; k < layout_.keys.size(); ++k) {
         if (layout_.keys[k].duplicates || pending_[k]) continue;
@@ -680,7 +723,7 @@ int16_t RecordFile::Insert(const char* record, bool accelerated, int64_t& id) {
         for (size_t k = 0; k < layout_.keys.size(); ++k)
             BuildStoredKey(layout_.keys[k], record, keys_[k]);
         if (PendingIndexes() > 0) {
-            FetchNewest();
+            FetchEnds();
             KeepUniqueOrder();
         }
         if (CanStage(accelerated)) {
@@ -701,6 +744,10 @@ int16_t RecordFile::Insert(const char* record, bool accelerated, int64_t& id) {
         }
         if (status == btr::kSuccess) WidenUniqueBounds();
         if (status == btr::kSuccess && newestKnown_) {
+            if (oldestId_ == 0) {
+                oldest_ = keys_;
+                oldestId_ = id;
+            }
             newest_ = keys_;
             newestId_ = id;
         }

@@ -23,7 +23,7 @@ enum class CursorKind {
     kLess,           // key < value, descending
     kLessEqual,      // key <= value, descending
     kRowsFrom,       // id >= bound, ascending (a key in row order, see InRowOrder)
-    kRowsBefore,     // id < bound, descending
+    kRowsBefore,     // id < bound, descending (bound to bound - 1)
 };
 inline constexpr int kCursorKinds = 8;
 
@@ -59,15 +59,20 @@ class RecordFile {
     // Keys whose index the file does not have yet (put off by a bulk load).
     int PendingIndexes() const;
     // Whether reads by `key` go by row id: a unique key whose index waits and could not be
-    // built (damage, read-only storage, another writer). Its values rise with the row ids (see
-    // KeepUniqueOrder), so its order is theirs, and a search is a binary search over them.
+    // built (damage, read-only storage, another writer). Its values rise or fall with the row
+    // ids (see KeepUniqueOrder), so its order is theirs one way or the other, and a search is a
+    // binary search over them.
     bool InRowOrder(int key) const {
         return pending_[key] && unbuildable_[key] && !layout_.keys[key].duplicates;
     }
-    // For a key InRowOrder: the id of the first row whose value is above `value` (or equal too,
-    // with `orEqual`), INT64_MAX when there is none. Steps over damaged pages where the answer
-    // cannot lie in them; throws SQLITE_CORRUPT where it could.
-    int64_t FirstRowAbove(int key, std::string_view value, bool orEqual);
+    // For a key InRowOrder: whether its values fall as the row ids rise.
+    bool FallsInRowOrder(int key) const { return readFalling_[key]; }
+    // For a key InRowOrder: the id of the first row whose value is past `value` in row order
+    // (above it where values rise, below it where they fall; or equal too, with `orEqual`),
+    // INT64_MAX when there is none. `readDown`: the caller reads down the ids from just before
+    // that row. Steps over damaged pages where the answer cannot lie in them; throws
+    // SQLITE_CORRUPT where it could.
+    int64_t FirstRowPast(int key, std::string_view value, bool orEqual, bool readDown);
     // A handle left a stepping statement alive (it holds a read snapshot).
     void NoteLiveCursor() { liveCursors_ = true; }
     // Resets every stepping statement so that the next read or write starts a fresh snapshot;
@@ -103,8 +108,9 @@ class RecordFile {
     void BuildIndexForRead(int key);
     void BuildPendingIndexes();
     bool ProbeFrom(int key, int64_t id, int64_t& foundId, std::string& value, bool& skipped);
+    bool ValuesFall(int key);
     void KeepUniqueOrder();
-    void FetchNewest();
+    void FetchEnds();
     bool CanStage(bool accelerated);
     bool OutsideUniqueBounds();
     void WidenUniqueBounds();
@@ -124,10 +130,12 @@ class RecordFile {
     // crash cannot leave half done. Reloaded whenever a write transaction starts.
     std::vector<char> pending_;
     std::vector<char> unbuildable_;  // per key: building for a read failed; read without it
-    // While an index is put off: the newest row's id and stored key values, valid within the
-    // current write transaction only (another process may write between transactions).
-    int64_t newestId_ = 0;
-    std::vector<std::string> newest_;
+    std::vector<char> readFalling_;  // per key read without its index: values fall with ids
+    // While an index is put off: the oldest and the newest row's ids and stored key values,
+    // valid within the current write transaction only (another process may write between
+    // transactions).
+    int64_t oldestId_ = 0, newestId_ = 0;
+    std::vector<std::string> oldest_, newest_;
     bool newestKnown_ = false;
     // Per built unique key: the lowest and highest value in the file, valid while newest_ is.
     struct UniqueBounds {
@@ -153,7 +161,8 @@ class RecordFile {
 
     // Declared last: statements must be finalized before the connection closes.
     Database db_;
-    Statement insert_, fetch_, delete_, count_, indexes_, newestRow_, stagedInsert_, stagedOne_;
+    Statement insert_, fetch_, delete_, count_, indexes_, oldestRow_, newestRow_, stagedInsert_,
+        stagedOne_;
     std::map<uint32_t, Statement> updates_;  // by set of changed key columns
     std::vector<Statement> probes_;          // per key: the first row at or after an id
 };

@@ -230,9 +230,10 @@ TEST(EngineBulkLoad, UniqueKeysRefuseDuplicatesWhileTheirIndexesWait) {
     EXPECT_EQ(Indexes(other), "records_k0 records_k1");
 }
 
-// A copy read newest first gives its unique key in falling order: the index is built at the
-// second row, and rows below the lowest value are still grouped. Values inside the range, and
-// at either end of it, must still be refused, within a batch and after it.
+// A copy read newest first gives its unique key in falling order: the index waits as for a
+// rising load, and the first value that does not fall below the newest builds it. Once it is
+// built, rows below the lowest value are still grouped. Values inside the range, and at either
+// end of it, must be refused, within a batch and after it.
 TEST(EngineBulkLoad, AFallingLoadStillRefusesEveryDuplicate) {
     TempDir dir;
     std::string path = dir.file("FRAD003.btr");
@@ -241,6 +242,9 @@ TEST(EngineBulkLoad, AFallingLoadStillRefusesEveryDuplicate) {
         SongFile f;
         ASSERT_EQ(f.Open(path, btr::kOpenAccelerated), btr::kSuccess);
         for (int n = 200; n >= 101; --n) ASSERT_EQ(f.Insert(LoadSong(n)), btr::kSuccess) << n;
+        EXPECT_EQ(Indexes(path), "") << "falling values wait like rising ones";
+        EXPECT_EQ(f.Insert(LoadSong(101)), btr::kDuplicateKey) << "the newest again";
+        EXPECT_EQ(Indexes(path), "");
         EXPECT_EQ(f.Insert(LoadSong(150)), btr::kDuplicateKey) << "inside the range";
         EXPECT_EQ(f.Insert(LoadSong(101)), btr::kDuplicateKey) << "the lowest";
         EXPECT_EQ(f.Insert(LoadSong(200)), btr::kDuplicateKey) << "the highest";
@@ -330,6 +334,19 @@ std::vector<std::string> Searches(SongFile& f) {
     return found;
 }
 
+// Key 0 of `copy` loaded from `path` read by key 0, forward or backward.
+void CopyInKeyOrder(const std::string& path, const std::string& copy, bool forward) {
+    ASSERT_EQ(EngineFile::Create(copy, SongFileBuf()), btr::kSuccess);
+    SongFile from, to;
+    ASSERT_EQ(from.Open(path, btr::kOpenReadOnly), btr::kSuccess);
+    ASSERT_EQ(to.Open(copy, btr::kOpenAccelerated), btr::kSuccess);
+    int16_t status = from.Get(forward ? btr::kGetFirst : btr::kGetLast, 0);
+    while (status == btr::kSuccess) {
+        ASSERT_EQ(to.Insert(from.record), btr::kSuccess);
+        status = from.Get(forward ? btr::kGetNext : btr::kGetPrevious, 0);
+    }
+}
+
 TEST(EngineBulkLoad, ReadsGoOnWithoutAnIndexThatCannotBeBuiltYet) {
     TempDir dir;
     std::string path = dir.file("FRADB22.bt6");
@@ -342,40 +359,39 @@ TEST(EngineBulkLoad, ReadsGoOnWithoutAnIndexThatCannotBeBuiltYet) {
         expected = WalkAll(bulk, 1, true);  // builds key 1's index inside the load
     }
     ASSERT_EQ(Indexes(path), "records_k1");
-    std::string copy = dir.file("copy.bt6");
-    ASSERT_EQ(EngineFile::Create(copy, SongFileBuf()), btr::kSuccess);
-    {
-        SongFile from, to;
-        ASSERT_EQ(from.Open(path, btr::kOpenReadOnly), btr::kSuccess);
-        ASSERT_EQ(to.Open(copy, btr::kOpenAccelerated), btr::kSuccess);
-        int16_t status = from.Get(btr::kGetFirst, 0);
-        while (status == btr::kSuccess) {
-            ASSERT_EQ(to.Insert(from.record), btr::kSuccess);
-            status = from.Get(btr::kGetNext, 0);
+    // Copied in rising key order and in falling key order (as history is backed up).
+    for (bool rising : {true, false}) {
+        SCOPED_TRACE(rising ? "rising load" : "falling load");
+        std::string copy = dir.file(rising ? "rising.bt6" : "falling.bt6");
+        CopyInKeyOrder(path, copy, rising);
+        // Another process writing holds the lock an index build needs.
+        sqlite3* other = nullptr;
+        ASSERT_EQ(sqlite3_open(copy.c_str(), &other), SQLITE_OK);
+        ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+        {
+            SongFile f, indexed;
+            ASSERT_EQ(f.Open(copy), btr::kSuccess);
+            ASSERT_EQ(indexed.Open(path, btr::kOpenReadOnly), btr::kSuccess);
+            if (rising) {
+                EXPECT_EQ(WalkAll(f, 1, true), expected);
+            }
+            // Key 0 is read in row order, which the load kept equal to key order or its reverse.
+            EXPECT_EQ(WalkAll(f, 0, true), WalkAll(indexed, 0, true));
+            EXPECT_EQ(WalkAll(f, 0, false), WalkAll(indexed, 0, false));
+            EXPECT_EQ(Searches(f), Searches(indexed));
+            EXPECT_EQ(Indexes(copy), "");
+            EXPECT_EQ(f.Insert(Song(999, "Late")), btr::kRecordLocked);
         }
-    }
-    // Another process writing holds the lock an index build needs.
-    sqlite3* other = nullptr;
-    ASSERT_EQ(sqlite3_open(copy.c_str(), &other), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
-    {
-        SongFile f, indexed;
+        sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
+        sqlite3_close(other);
+        SongFile f;
         ASSERT_EQ(f.Open(copy), btr::kSuccess);
-        ASSERT_EQ(indexed.Open(path, btr::kOpenReadOnly), btr::kSuccess);
-        EXPECT_EQ(WalkAll(f, 1, true), expected);
-        // Key 0 is read in row order, which the load kept equal to key order.
-        EXPECT_EQ(WalkAll(f, 0, true), WalkAll(indexed, 0, true));
-        EXPECT_EQ(WalkAll(f, 0, false), WalkAll(indexed, 0, false));
-        EXPECT_EQ(Searches(f), Searches(indexed));
-        EXPECT_EQ(Indexes(copy), "");
-        EXPECT_EQ(f.Insert(Song(999, "Late")), btr::kRecordLocked);
+        if (rising) {
+            EXPECT_EQ(WalkAll(f, 1, true), expected);
+        }
+        EXPECT_EQ(WalkAll(f, 0, false).front(), LoadSong(100));
+        EXPECT_EQ(Indexes(copy), rising ? "records_k0 records_k1" : "records_k0");
     }
-    sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
-    sqlite3_close(other);
-    SongFile f;
-    ASSERT_EQ(f.Open(copy), btr::kSuccess);
-    EXPECT_EQ(WalkAll(f, 1, true), expected);
-    EXPECT_EQ(Indexes(copy), "records_k1");
 }
 
 }  // namespace

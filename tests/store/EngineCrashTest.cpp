@@ -286,37 +286,49 @@ TEST_F(EngineDamage, ReadsAroundADamagedIndexPage) {
     EXPECT_LT(probe - head.back(), 400) << "one index page holds far fewer keys";
 }
 
-TEST(EngineDamageBeforeIndexes, ReadsAroundADamagedPageInKeyOrderWithoutTheIndex) {
-    // A bulk-loaded file whose indexes were never built: key 0 cannot get its index any more
-    // (the build reads every row), so it is read in row order, as the load wrote it.
-    TempDir dir;
-    std::string path = dir.file("FRAD022.bt6");
-    constexpr int kRecords = 3000;
+constexpr int kLoaded = 3000;
+
+// A bulk-loaded file of kLoaded songs whose indexes were never built, numbers rising (or
+// falling) with the row ids, and a leaf page of its rows scribbled over in the middle: key 0
+// cannot get its index any more (the build reads every row), so it is read in row order.
+// `before` rows come before the damaged page in row order, `lost` are on it.
+void LoadAndDamage(const std::string& path, bool rising, int& before, int& lost) {
     ASSERT_EQ(EngineFile::Create(path, SongFileBuf()), btr::kSuccess);
     {
         SongFile bulk;
         ASSERT_EQ(bulk.Open(path, btr::kOpenAccelerated), btr::kSuccess);
-        for (int n = 1; n <= kRecords; ++n)
+        for (int i = 1; i <= kLoaded; ++i) {
+            int n = rising ? i : kLoaded + 1 - i;
             ASSERT_EQ(bulk.Insert(Song(n, "Title " + std::to_string(n % 97))), btr::kSuccess);
+        }
     }
     ASSERT_EQ(IndexCount(path), 0);
     auto leaves = LeafPages(path, "records");
     size_t middle = leaves.size() / 2;
-    int before = 0;
+    before = 0;
     for (size_t i = 0; i < middle; ++i) before += leaves[i].second;
-    int lost = leaves[middle].second;
+    lost = leaves[middle].second;
     Scribble(path, leaves[middle].first);
+}
 
+// The numbers of the current record and of every one `operation` reads on from it; `last` gets
+// the status that ended the walk.
+std::vector<int> ReadOn(SongFile& f, uint16_t operation, int16_t& last) {
+    std::vector<int> numbers{f.number()};
+    while ((last = f.Get(operation, 0)) == btr::kSuccess) numbers.push_back(f.number());
+    return numbers;
+}
+
+TEST(EngineDamageBeforeIndexes, ReadsAroundADamagedPageInKeyOrderWithoutTheIndex) {
+    TempDir dir;
+    std::string path = dir.file("FRAD022.bt6");
+    int before = 0, lost = 0;
+    LoadAndDamage(path, true, before, lost);
     SongFile f;
     ASSERT_EQ(f.Open(path), btr::kSuccess);
-    auto readOn = [&](uint16_t operation, int16_t& last) {
-        std::vector<int> numbers{f.number()};
-        while ((last = f.Get(operation, 0)) == btr::kSuccess) numbers.push_back(f.number());
-        return numbers;
-    };
     int16_t last = 0;
     ASSERT_EQ(f.Get(btr::kGetFirst, 0), btr::kSuccess);
-    std::vector<int> head = readOn(btr::kGetNext, last);
+    std::vector<int> head = ReadOn(f, btr::kGetNext, last);
     EXPECT_EQ(last, btr::kIoError);
     EXPECT_EQ(static_cast<int>(head.size()), before);
     EXPECT_EQ(head.back(), before);
@@ -327,19 +339,58 @@ TEST(EngineDamageBeforeIndexes, ReadsAroundADamagedPageInKeyOrderWithoutTheIndex
     // ...past them, it finds its record and reads on to the end.
     ASSERT_EQ(f.Get(btr::kGetEqual, 0, SongNumber(before + lost + 1)), btr::kSuccess);
     ASSERT_EQ(f.Get(btr::kGetGreater, 0, SongNumber(before + lost + 1)), btr::kSuccess);
-    std::vector<int> tail = readOn(btr::kGetNext, last);
+    std::vector<int> tail = ReadOn(f, btr::kGetNext, last);
     EXPECT_EQ(last, btr::kEndOfFile);
     EXPECT_EQ(tail.front(), before + lost + 2);
-    EXPECT_EQ(tail.back(), kRecords);
-    EXPECT_EQ(f.Get(btr::kGetEqual, 0, SongNumber(kRecords + 1)), btr::kKeyNotFound);
+    EXPECT_EQ(tail.back(), kLoaded);
+    EXPECT_EQ(f.Get(btr::kGetEqual, 0, SongNumber(kLoaded + 1)), btr::kKeyNotFound);
 
     // And backwards from below them.
     ASSERT_EQ(f.Get(btr::kGetLessThan, 0, SongNumber(before)), btr::kSuccess);
     EXPECT_EQ(f.number(), before - 1);
-    EXPECT_EQ(readOn(btr::kGetPrevious, last).size(), static_cast<size_t>(before - 1));
+    EXPECT_EQ(ReadOn(f, btr::kGetPrevious, last).size(), static_cast<size_t>(before - 1));
     EXPECT_EQ(last, btr::kEndOfFile);
     ASSERT_EQ(f.Get(btr::kGetLast, 0), btr::kSuccess);
-    EXPECT_EQ(f.number(), kRecords);
+    EXPECT_EQ(f.number(), kLoaded);
+}
+
+TEST(EngineDamageBeforeIndexes, AFallingLoadIsReadAroundTheDamageToo) {
+    // History is backed up newest first: key 0 falls as the row ids rise, and is read in
+    // reverse row order.
+    TempDir dir;
+    std::string path = dir.file("FRAD035.btr");
+    int before = 0, lost = 0;
+    LoadAndDamage(path, false, before, lost);
+    const int highestLost = kLoaded - before;
+    const int lowestLost = highestLost - lost + 1;
+    SongFile f;
+    ASSERT_EQ(f.Open(path), btr::kSuccess);
+    int16_t last = 0;
+    ASSERT_EQ(f.Get(btr::kGetFirst, 0), btr::kSuccess);
+    std::vector<int> low = ReadOn(f, btr::kGetNext, last);
+    EXPECT_EQ(last, btr::kIoError);
+    EXPECT_EQ(low.front(), 1);
+    EXPECT_EQ(low.back(), lowestLost - 1);
+    EXPECT_EQ(static_cast<int>(low.size()), lowestLost - 1);
+
+    EXPECT_EQ(f.Get(btr::kGetGreater, 0, SongNumber(lowestLost - 1)), btr::kIoError);
+    EXPECT_EQ(f.Get(btr::kGetEqual, 0, SongNumber(lowestLost + 1)), btr::kIoError);
+    ASSERT_EQ(f.Get(btr::kGetEqual, 0, SongNumber(highestLost + 1)), btr::kSuccess);
+    std::vector<int> high = ReadOn(f, btr::kGetNext, last);
+    EXPECT_EQ(last, btr::kEndOfFile);
+    EXPECT_EQ(high.back(), kLoaded);
+    EXPECT_EQ(static_cast<int>(high.size()), kLoaded - highestLost);
+
+    ASSERT_EQ(f.Get(btr::kGetLast, 0), btr::kSuccess);
+    EXPECT_EQ(ReadOn(f, btr::kGetPrevious, last).back(), highestLost + 1);
+    EXPECT_EQ(last, btr::kIoError);
+    // Below the damage: an unread record might lie just below the value searched for, unless
+    // the record found holds that value itself.
+    EXPECT_EQ(f.Get(btr::kGetLessThan, 0, SongNumber(lowestLost)), btr::kIoError);
+    ASSERT_EQ(f.Get(btr::kGetLessOrEqual, 0, SongNumber(lowestLost - 1)), btr::kSuccess);
+    EXPECT_EQ(f.number(), lowestLost - 1);
+    EXPECT_EQ(ReadOn(f, btr::kGetPrevious, last).back(), 1);
+    EXPECT_EQ(last, btr::kEndOfFile);
 }
 
 }  // namespace
