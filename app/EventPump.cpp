@@ -20,4 +20,8 @@ void DoEvents() {
     }
 }
 
+void ServeEvents() {
+    if (gPump) gPump();
+}
+
 }  // namespace toverin

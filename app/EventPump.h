@@ -1,5 +1,6 @@
-// The user-interface event pump. Long operations run on the interface thread and call DoEvents()
-// every few records so that the window, Pause and Stop stay alive; the UI installs the pump.
+// The user-interface event pump. Long operations run on the interface thread and call
+// ServeEvents() every few records so that the window, Pause and Stop stay alive; waits call
+// DoEvents() in their loop. The UI installs the pump.
 #pragma once
 
 #include <functional>
@@ -7,6 +8,10 @@
 namespace toverin {
 
 void SetEventPump(std::function<void()> pump);
+// For waits: serves the interface, or without one gives the processor back.
 void DoEvents();
+// For loops with work to do: serves the interface when there is one, and otherwise returns at
+// once (a backup without a window has nothing to serve and no reason to give way).
+void ServeEvents();
 
 }  // namespace toverin

@@ -160,7 +160,7 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options, Opera
                 std::string label = entry.description + " Station: " + std::to_string(s);
                 view.SetText("LabelBkpFichier", base, label);
                 if (PlayersConfigured()) SendToPlayers(label);
-                DoEvents();
+                ServeEvents();
 
                 const std::string name = StationFileName(f, s);
                 if (Trim(name).empty()) continue;

@@ -156,7 +156,7 @@ RecordCopyResult CopyRecords(const RecordCopyJob& job) {
                 job.view->SetProgress(
                     job.recordsControl, job.controlIndex,
                     static_cast<int>(std::min<long long>(result.copied, maxProgress)), maxProgress);
-            DoEvents();
+            ServeEvents();
         }
         if (job.afterRecord && !job.afterRecord()) {
             result.stopped = true;

@@ -79,7 +79,7 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, const Backup
                 view.SetProgress("ProgressBarRestaurationStations", base, s, cfg.stationCount);
                 view.SetText("LabelRestaurationFichier", base,
                              entry.description + " Station: " + std::to_string(s));
-                DoEvents();
+                ServeEvents();
                 const std::string name = StationFileName(f, s);
                 if (Trim(name).empty()) {
                     TraceLog("Err: File name: Empty");
@@ -203,7 +203,7 @@ CreationOutcome CreateData(int base, const CreationRequest& request, OperationVi
             const std::string label = FileListLine(f).size() > 3 ? FileListLine(f).substr(3) : "";
             for (int i = 0; i < cfg.stationCount; ++i) {
                 if (!request.stations[i]) continue;
-                DoEvents();
+                ServeEvents();
                 const int s = i + 1;
                 const std::string name = StationFileName(f, s);
                 if (Trim(name).empty() || name == ".bt6") continue;

@@ -1,8 +1,30 @@
 #include "store/engine/Sqlite.h"
 
+#include <mutex>
+
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 namespace toverin::engine {
 
+namespace {
+
+// A file loaded in accelerated mode has a page cache of up to 128 MiB, freed when it closes. By
+// default glibc hands freed memory at the top of the heap back to the kernel at once, so a
+// backup of a hundred files had the kernel zero and map its whole size again, page by page
+// (about a tenth of its time). Kept, the next file's cache reuses it.
+void KeepFreedCacheMemory() {
+#if defined(__GLIBC__)
+    static std::once_flag once;
+    std::call_once(once, [] { mallopt(M_TRIM_THRESHOLD, 160 << 20); });
+#endif
+}
+
+}  // namespace
+
 Database::Database(const std::string& path, int flags) {
+    KeepFreedCacheMemory();
     sqlite3* raw = nullptr;
     int rc = sqlite3_open_v2(path.c_str(), &raw, flags | SQLITE_OPEN_EXRESCODE, nullptr);
     db_.reset(raw);  // owned even on failure: sqlite3_open_v2 may allocate a handle anyway
