@@ -687,16 +687,23 @@ void RecordFile::FlushStaged() {
 }
 
 void RecordFile::LeaveAcceleratedMode() {
-    CommitBatch(true);
     if (bulkJournal_) {
+        CommitBatch(false);
         EndLiveCursors();
         bulkJournal_ = false;
+        // Back to WAL. The switch rewrites the file's header in one last rollback-journal
+        // transaction; committed with syncs (the journal's, then the file's), it makes every
+        // batch before it durable as well, which spares the load a durable write of its own.
+        // Should the journal outlive a crash, it holds only that header change.
+        if (SyncedWrites()) db_.Exec("PRAGMA synchronous=NORMAL");
         try {
-            db_.QueryText("PRAGMA journal_mode=WAL");
+            if (db_.QueryText("PRAGMA journal_mode=WAL") == "wal" && SyncedWrites())
+                unsynced_ = false;
         } catch (const SqliteError&) {
             // Another process reads it now; the next normal open switches it.
         }
     }
+    CommitBatch(true);  // what is still unsynced: a load in WAL, or a switch that failed
     ApplySync();
     db_.Exec(kNormalCache);
 }
