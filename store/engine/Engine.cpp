@@ -46,6 +46,11 @@ struct Handle {
     bool liveForward = true;
     uint64_t liveGeneration = 0;
     std::vector<std::array<Statement, kCursorKinds>> cursors;  // per key, prepared on first use
+    // For a live cursor that reads its index alone: the statement stepping down the row ids
+    // that holds the current record, and that record's id.
+    Statement* rows = nullptr;
+    int64_t rowsAt = 0;
+    uint64_t rowsGeneration = 0;
 
     std::string search;  // scratch: stored form of a search value
 
@@ -248,7 +253,7 @@ bool InGroup(CursorKind kind) {
 // the statement compares against it on every later step.
 bool Forward(CursorKind kind) {
     return kind == CursorKind::kAfterInGroup || kind == CursorKind::kGreater ||
-           kind == CursorKind::kGreaterEqual || kind == CursorKind::kRowsFrom;
+           kind == CursorKind::kGreaterEqual || kind == CursorKind::kRowsUpFrom;
 }
 
 // `forward` is the direction in key order, which a read in row order may run against the ids.
@@ -272,7 +277,7 @@ bool SeekInRowOrder(Handle& h, int key, CursorKind kind, std::string_view value)
     const bool upTheIds = forward != falling;
     int64_t bound = h.file->FirstRowPast(key, value, orEqual, !upTheIds);
     if (upTheIds && bound == std::numeric_limits<int64_t>::max()) return false;
-    CursorKind rows = upTheIds ? CursorKind::kRowsFrom : CursorKind::kRowsBefore;
+    CursorKind rows = upTheIds ? CursorKind::kRowsUpFrom : CursorKind::kRowsDownFrom;
     Statement& s = h.Cursor(key, rows);
     s.Reset();
     s.BindInt(1, upTheIds ? bound : bound - 1);
@@ -314,6 +319,26 @@ bool Step(Handle& h, bool forward) {
     return Seek(h, h.key, forward ? CursorKind::kGreater : CursorKind::kLess, h.keyValue);
 }
 
+// The row `id`, on the statement stepping down the row ids: one step from the row it holds when
+// rows stand in key order by id too, a search otherwise.
+Statement& RowDownAt(Handle& h, int key, int64_t id) {
+    if (h.rows != nullptr && h.rowsGeneration == h.file->generation() && id < h.rowsAt) {
+        if (h.rows->Step() && (h.rowsAt = h.rows->Int(kColId)) == id) return *h.rows;
+    }
+    Statement& s = h.Cursor(key, CursorKind::kRowsDownFrom);
+    h.rows = &s;
+    s.Reset();
+    s.BindInt(1, id);
+    if (!s.Step() || s.Int(kColId) != id) {
+        h.rows = nullptr;
+        throw SqliteError(SQLITE_CORRUPT, "an index entry without its row");
+    }
+    h.rowsAt = id;
+    h.rowsGeneration = h.file->generation();
+    h.file->NoteLiveCursor();
+    return s;
+}
+
 // Takes the live row as the current record and returns it to the caller.
 int16_t Deliver(Handle& h, int key, void* dataBuffer, uint32_t* dataLength, void* keyBuffer) {
     const KeyLayout& layout = h.file->layout();
@@ -322,10 +347,11 @@ int16_t Deliver(Handle& h, int key, void* dataBuffer, uint32_t* dataLength, void
     h.onRecord = true;
     h.key = key;
     h.id = s.Int(kColId);
-    h.change = s.Int(kColChange);
     std::string_view stored = s.Blob(kColKey);
     h.keyValue.assign(stored.data(), stored.size());
-    std::string_view record = s.Blob(kColRecord);
+    Statement& row = ReadsIndexAlone(h.liveKind) ? RowDownAt(h, key, h.id) : s;
+    h.change = row.Int(kColChange);
+    std::string_view record = row.Blob(kColRecord);
     if (record.size() < layout.recordLength) throw SqliteError(SQLITE_CORRUPT, "short record");
     // Read has checked that a key buffer holds the key.
     if (keyBuffer != nullptr)

@@ -214,7 +214,8 @@ RecordFile::~RecordFile() {
 
 Statement RecordFile::PrepareCursor(int key, CursorKind kind) {
     std::string k = KeyColumn(key);
-    std::string sql = "SELECT id, chg, rec, " + k + " FROM records WHERE ";
+    std::string sql = ReadsIndexAlone(kind) ? "SELECT id, NULL, NULL, " + k + " FROM records WHERE "
+                                            : "SELECT id, chg, rec, " + k + " FROM records WHERE ";
     switch (kind) {
         case CursorKind::kAfterInGroup:
             sql += k + " = ?1 AND id > ?2 ORDER BY id";
@@ -234,12 +235,12 @@ Statement RecordFile::PrepareCursor(int key, CursorKind kind) {
         case CursorKind::kLessEqual:
             sql += k + " <= ?1 ORDER BY " + k + " DESC, id DESC";
             break;
-        case CursorKind::kRowsFrom:
+        case CursorKind::kRowsUpFrom:
             sql += "id >= ?1 ORDER BY id";
             break;
-        case CursorKind::kRowsBefore:
-            // Bound to the last id wanted: the search then lands on that row's page, never on
-            // the page after it, which may be damaged.
+        case CursorKind::kRowsDownFrom:
+            // Bound to the first id wanted, the search lands on that row's page, never on the
+            // page after it, which may be damaged.
             sql += "id <= ?1 ORDER BY id DESC";
             break;
     }

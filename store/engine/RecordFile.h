@@ -22,13 +22,22 @@ enum class CursorKind {
     kBeforeInGroup,  // same key value, earlier rows, descending
     kLess,           // key < value, descending
     kLessEqual,      // key <= value, descending
-    kRowsFrom,       // id >= bound, ascending (a key in row order, see InRowOrder)
-    kRowsBefore,     // id < bound, descending (bound to bound - 1)
+    kRowsUpFrom,     // id >= bound, ascending (a key in row order, see InRowOrder)
+    kRowsDownFrom,   // id <= bound, descending (the same, and records of descending reads)
 };
 inline constexpr int kCursorKinds = 8;
 
 // Columns of every cursor row.
 enum CursorColumn { kColId = 0, kColChange = 1, kColRecord = 2, kColKey = 3 };
+
+// Whether a cursor reads its index alone, leaving the change counter and the record NULL: the
+// reader takes them from a statement stepping down the row ids (kRowsDownFrom). SQLite finds
+// the next row up a table without a search but has no such shortcut downwards, and rows
+// written over time (history) stand in their key's order by id as well.
+inline bool ReadsIndexAlone(CursorKind kind) {
+    return kind == CursorKind::kBeforeInGroup || kind == CursorKind::kLess ||
+           kind == CursorKind::kLessEqual;
+}
 
 class RecordFile {
   public:

@@ -164,6 +164,38 @@ TEST_F(EngineNavigation, CurrencyAcrossDeleteInsertAndUpdate) {
     EXPECT_EQ(Walk(songs, btr::kGetPrevious, 1), (V{60, 50, 20, 35, 36}));
 }
 
+// A walk down a key takes each record from the table apart from the index; what another
+// position block changes between two steps must show, records in full.
+TEST_F(EngineNavigation, AWalkDownSeesWhatAnotherBlockWritesOnTheWay) {
+    for (int n = 1; n <= 300; ++n) ASSERT_EQ(songs.Insert(Song(n, "Old")), btr::kSuccess);
+    SongFile other;
+    ASSERT_EQ(other.Open(path), btr::kSuccess);
+    std::vector<std::string> met;
+    int16_t status = songs.Get(btr::kGetLast, 0);
+    while (status == btr::kSuccess) {
+        met.push_back(songs.record);
+        if (songs.number() == 200) {
+            ASSERT_EQ(other.Get(btr::kGetEqual, 0, SongNumber(199)), btr::kSuccess);
+            ASSERT_EQ(other.Update(Song(199, "New")), btr::kSuccess);
+            ASSERT_EQ(other.Get(btr::kGetEqual, 0, SongNumber(198)), btr::kSuccess);
+            ASSERT_EQ(other.Delete(), btr::kSuccess);
+            ASSERT_EQ(other.Insert(Song(0, "First")), btr::kSuccess);
+        }
+        status = songs.Get(btr::kGetPrevious, 0);
+    }
+    EXPECT_EQ(status, btr::kEndOfFile);
+    ASSERT_EQ(met.size(), 300u);
+    EXPECT_EQ(met[100], Song(200, "Old"));
+    EXPECT_EQ(met[101], Song(199, "New"));
+    EXPECT_EQ(met[102], Song(197, "Old"));
+    EXPECT_EQ(met.back(), Song(0, "First"));
+    // Down a key with duplicates, whose order is not the rows' order.
+    V byTitle = WalkFrom(btr::kGetLast, btr::kGetPrevious, 1);
+    ASSERT_EQ(byTitle.size(), 300u);
+    EXPECT_EQ((V{byTitle[0], byTitle[297], byTitle[298], byTitle[299]}), (V{300, 1, 199, 0}))
+        << "OLD from the newest, then NEW, then FIRST";
+}
+
 TEST_F(EngineNavigation, NoPositionChangedKeyAndShortBuffers) {
     ASSERT_EQ(songs.Insert(Song(1, "One")), btr::kSuccess);
     SongFile fresh;
