@@ -2,9 +2,13 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#if defined(__linux__)
+#include <sys/sendfile.h>
+#endif
 
 #include <cerrno>
 #include <cmath>
@@ -65,12 +69,73 @@ bool Precheck(const char* proc, const std::string& source) {
     return true;
 }
 
+// Closes a descriptor when it goes out of scope.
+class Descriptor {
+  public:
+    explicit Descriptor(int fd) : fd_(fd) {}
+    ~Descriptor() {
+        if (fd_ >= 0) ::close(fd_);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int get() const { return fd_; }
+    // Closes now, for the error a delayed write may report there.
+    int Close() {
+        int r = ::close(fd_);
+        fd_ = -1;
+        return r;
+    }
+
+  private:
+    int fd_;
+};
+
+// Copies the bytes of `source` into a new or emptied `target`, with the source's permissions.
+// The target's whole size is reserved first: the file system places it in one piece, and
+// renaming it over an older copy then need not write it out on the spot (ext4 does that for a
+// file whose blocks are not yet placed, which cost a backup's second-root copy twice its
+// time). Returns 0 or an errno value.
+int CopyContents(const std::string& source, const std::string& target) {
+    Descriptor in(::open(source.c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat st {};
+    if (in.get() < 0 || ::fstat(in.get(), &st) != 0) return errno;
+    Descriptor out(
+        ::open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, st.st_mode & 07777));
+    if (out.get() < 0) return errno;
+    if (st.st_size > 0) {
+        int reserved = ::posix_fallocate(out.get(), 0, st.st_size);
+        if (reserved == ENOSPC) return reserved;  // other refusals: the copy goes on without
+    }
+#if !defined(__linux__)
+    std::vector<char> buffer(1 << 20);
+#endif
+    for (off_t done = 0; done < st.st_size;) {
+#if defined(__linux__)
+        ssize_t n =
+            ::sendfile(out.get(), in.get(), nullptr, static_cast<size_t>(st.st_size - done));
+#else
+        ssize_t n = ::read(in.get(), buffer.data(), buffer.size());
+        for (ssize_t written = 0, w = 0; n > 0 && written < n; written += w) {
+            w = ::write(out.get(), buffer.data() + written, static_cast<size_t>(n - written));
+            if (w < 0) return errno;
+        }
+#endif
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return errno;
+        }
+        if (n == 0) break;  // the source shrank meanwhile: what it holds now is copied
+        done += n;
+    }
+    return out.Close() == 0 ? 0 : errno;
+}
+
 // Copies through a temporary file in the target's folder so that a target is never half written.
 int CopyFile(const std::string& source, const std::string& target) {
     if (IsFileInUse(source) || IsFileInUse(target)) return kResultInUse;
     std::error_code ec;
     fs::path temp = target + ".part";
-    fs::copy_file(source, temp, fs::copy_options::overwrite_existing, ec);
+    if (int error = CopyContents(source, temp.string())) ec.assign(error, std::generic_category());
     if (ec) {
         int r = ResultOf(ec);
         fs::remove(temp, ec);

@@ -62,6 +62,23 @@ TEST_F(FileOps, CopyAndItsWarnings) {
     WriteFile(dir.file("a.bt6"), "data");
     EXPECT_TRUE(File_Copy(dir.file("a.bt6"), dir.file("b.btr")));
     EXPECT_EQ(ReadFile(dir.file("b.btr")), "data");
+    // Over a longer older copy, from an empty file, and a file of several megabytes with its
+    // permissions; no temporary file is left behind.
+    std::string big(5'000'000, '\0');
+    for (size_t i = 0; i < big.size(); ++i) big[i] = static_cast<char>(i * 7 % 251);
+    WriteFile(dir.file("big.bt6"), big);
+    std::filesystem::permissions(dir.file("big.bt6"), std::filesystem::perms::owner_read |
+                                                          std::filesystem::perms::owner_write |
+                                                          std::filesystem::perms::group_read);
+    WriteFile(dir.file("empty.bt6"), "");
+    WriteFile(dir.file("old.btr"), std::string(6'000'000, 'x'));
+    EXPECT_TRUE(File_Copy(dir.file("big.bt6"), dir.file("old.btr")));
+    EXPECT_EQ(ReadFile(dir.file("old.btr")), big);
+    EXPECT_EQ(std::filesystem::status(dir.file("old.btr")).permissions(),
+              std::filesystem::status(dir.file("big.bt6")).permissions());
+    EXPECT_TRUE(File_Copy(dir.file("empty.bt6"), dir.file("b.btr")));
+    EXPECT_EQ(ReadFile(dir.file("b.btr")), "");
+    EXPECT_FALSE(std::filesystem::exists(dir.file("old.btr.part")));
     EXPECT_TRUE(File_Copy(dir.file("a.bt6"), dir.file("c.btr"), true));
     EXPECT_FALSE(File_Copy("   ", dir.file("x")));
     EXPECT_FALSE(File_Copy(dir.file("missing.bt6"), dir.file("x")));
