@@ -636,12 +636,14 @@ int64_t RecordFile::Stage(const char* record) {
     return newestId_ + 1;
 }
 
+// Staged rows leave their ids to SQLite: it gives the next id above the highest, which is the
+// one Stage announced, and appends the row without the search an explicit id costs.
 Statement RecordFile::PrepareInsert(int rows) {
-    std::string sql = "INSERT INTO records(id, rec";
+    std::string sql = "INSERT INTO records(rec";
     for (size_t k = 0; k < layout_.keys.size(); ++k) sql += ", " + KeyColumn(k);
     sql += ") VALUES";
     std::string tuple = "(?";
-    for (size_t c = 0; c <= layout_.keys.size(); ++c) tuple += ", ?";
+    for (size_t c = 0; c < layout_.keys.size(); ++c) tuple += ", ?";
     tuple += ")";
     for (int r = 0; r < rows; ++r) sql += (r ? ", " : " ") + tuple;
     return Statement(db_, sql);
@@ -660,7 +662,6 @@ void RecordFile::FlushStaged() {
         Statement& s = rows == kStagedRows ? stagedInsert_ : stagedOne_;
         int parameter = 1;
         for (int r = 0; r < rows; ++r) {
-            s.BindInt(parameter++, firstStagedId_ + r);
             s.BindBlob(parameter++, row, layout_.recordLength);
             row += layout_.recordLength;
             for (const KeyDef& key : layout_.keys) {
@@ -677,6 +678,8 @@ void RecordFile::FlushStaged() {
             ResetOnExit reset(s);
             s.Step();
         }
+        if (sqlite3_last_insert_rowid(db_.get()) != firstStagedId_ + rows - 1)
+            throw SqliteError(SQLITE_INTERNAL, "staged rows took other ids than announced");
     } catch (const SqliteError&) {
         // These rows were acknowledged already: the batch that holds them cannot go on without
         // them, so it goes entirely, and the caller hears of the failure.
@@ -693,15 +696,17 @@ void RecordFile::LeaveAcceleratedMode() {
         EndLiveCursors();
         bulkJournal_ = false;
         // Back to WAL. The switch rewrites the file's header in one last rollback-journal
-        // transaction; committed with syncs (the journal's, then the file's), it makes every
-        // batch before it durable as well, which spares the load a durable write of its own.
-        // Should the journal outlive a crash, it holds only that header change.
-        if (SyncedWrites()) db_.Exec("PRAGMA synchronous=NORMAL");
+        // transaction, unsynced like the batches; one sync of the file then puts them all on
+        // the disk, which spares the load a durable write of its own (four syncs, one of the
+        // folder). Should the journal outlive a crash, it holds only the header's old state.
         try {
-            if (db_.QueryText("PRAGMA journal_mode=WAL") == "wal" && SyncedWrites())
+            if (db_.QueryText("PRAGMA journal_mode=WAL") == "wal" && unsynced_ && SyncedWrites()) {
+                db_.SyncMainFile();
                 unsynced_ = false;
+            }
         } catch (const SqliteError&) {
-            // Another process reads it now; the next normal open switches it.
+            // Another process reads it now (the next normal open switches it), or the sync
+            // failed: the durable write below makes the last attempt, and reports.
         }
     }
     CommitBatch(true);  // what is still unsynced: a load in WAL, or a switch that failed
@@ -861,6 +866,8 @@ int16_t RecordFile::Delete(int64_t id, int64_t expectedChange, bool accelerated)
         delete_.BindInt(2, expectedChange);
         delete_.Step();
         if (sqlite3_changes(db_.get()) == 0) status = btr::kConflict;
+        // The newest row may be gone, and new ids follow the highest left.
+        newestKnown_ = false;
     } catch (const SqliteError&) {
         AfterFailedWrite();
         throw;

@@ -48,6 +48,15 @@ std::string Database::QueryText(const char* sql) {
     return text ? reinterpret_cast<const char*>(text) : "";
 }
 
+void Database::SyncMainFile() {
+    sqlite3_file* file = nullptr;
+    int rc = sqlite3_file_control(db_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    if (rc != SQLITE_OK) Throw(rc);
+    if (file == nullptr || file->pMethods == nullptr) Throw(SQLITE_MISUSE);
+    rc = file->pMethods->xSync(file, SQLITE_SYNC_NORMAL);
+    if (rc != SQLITE_OK) Throw(rc);
+}
+
 int64_t Database::QueryInt(const char* sql) {
     Statement s(*this, sql);
     return s.Step() ? s.Int(0) : 0;

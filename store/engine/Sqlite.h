@@ -44,6 +44,9 @@ class Database {
     // Runs a PRAGMA or query that yields one text value (empty when it yields no row).
     std::string QueryText(const char* sql);
     int64_t QueryInt(const char* sql);
+    // Makes what was written to the main database file reach the disk, whatever the
+    // connection's safety level; throws SqliteError.
+    void SyncMainFile();
     [[noreturn]] void Throw(int rc) const;
 
   private:
