@@ -134,10 +134,9 @@ void AddCallToHistory(int base, int fileNumber, int station, uint16_t operation,
     entry.station = station;
     entry.operation = operation;
     entry.keyNumber = keyNumber;
-    // The line shows the buffer without its trailing blanks and NULs: keep only what it shows.
-    size_t shown = buffer.size();
-    while (shown > 0 && (buffer[shown - 1] == ' ' || buffer[shown - 1] == '\0')) --shown;
-    entry.buffer.assign(buffer.data(), shown);
+    // Kept whole: one copy costs less than finding the trailing blanks, which the line drops
+    // when it is written.
+    entry.buffer.assign(buffer.data(), buffer.size());
     entry.caller.assign(caller);
     entry.appended.clear();
     entry.written = false;
