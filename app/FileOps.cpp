@@ -102,11 +102,12 @@ int CopyContents(const std::string& source, const std::string& target) {
     Descriptor out(
         ::open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, st.st_mode & 07777));
     if (out.get() < 0) return errno;
-    if (st.st_size > 0) {
-        int reserved = ::posix_fallocate(out.get(), 0, st.st_size);
-        if (reserved == ENOSPC) return reserved;  // other refusals: the copy goes on without
-    }
-#if !defined(__linux__)
+#if defined(__linux__)
+    // fallocate, not posix_fallocate: where the file system cannot reserve (some network
+    // shares), the latter writes a byte into every block instead, which a copy can do without.
+    if (st.st_size > 0 && ::fallocate(out.get(), 0, 0, st.st_size) != 0 && errno == ENOSPC)
+        return errno;  // other refusals: the copy goes on without
+#else
     std::vector<char> buffer(1 << 20);
 #endif
     for (off_t done = 0; done < st.st_size;) {
