@@ -214,8 +214,9 @@ RecordFile::~RecordFile() {
 
 Statement RecordFile::PrepareCursor(int key, CursorKind kind) {
     std::string k = KeyColumn(key);
-    std::string sql = ReadsIndexAlone(kind) ? "SELECT id, NULL, NULL, " + k + " FROM records WHERE "
-                                            : "SELECT id, chg, rec, " + k + " FROM records WHERE ";
+    std::string sql = std::string("SELECT id, ") +
+                      (ReadsIndexAlone(kind) ? "NULL, NULL, " : "chg, rec, ") + k +
+                      " FROM records WHERE ";
     switch (kind) {
         case CursorKind::kAfterInGroup:
             sql += k + " = ?1 AND id > ?2 ORDER BY id";
@@ -697,8 +698,8 @@ void RecordFile::LeaveAcceleratedMode() {
         bulkJournal_ = false;
         // Back to WAL. The switch rewrites the file's header in one last rollback-journal
         // transaction, unsynced like the batches; one sync of the file then puts them all on
-        // the disk, which spares the load a durable write of its own (four syncs, one of the
-        // folder). Should the journal outlive a crash, it holds only the header's old state.
+        // the disk, which spares the load a durable write of its own (four more syncs). Should
+        // the journal outlive a crash, it holds only the header's old state.
         try {
             if (db_.QueryText("PRAGMA journal_mode=WAL") == "wal" && unsynced_ && SyncedWrites()) {
                 db_.SyncMainFile();
