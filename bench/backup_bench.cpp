@@ -39,12 +39,12 @@
 #include "app/FileOps.h"
 #include "app/Log.h"
 #include "app/Paths.h"
+#include "app/Progress.h"
 #include "app/Registry.h"
 #include "app/Site.h"
 #include "operations/Backup.h"
 #include "operations/BackupSettings.h"
 #include "operations/OperationState.h"
-#include "operations/OperationView.h"
 #include "store/Catalogue.h"
 #include "store/Pervasive.h"
 #include "tools/DemoSite.h"
@@ -161,7 +161,7 @@ struct BackupRun {
 };
 
 BackupRun RunBackup(bool all, const BackupOptions& options) {
-    NullView view;
+    NullProgress view;
     const double cpu = CpuSeconds();
     auto start = Clock::now();
     BackupOutcome outcome = BackupData(0, all, options, view);

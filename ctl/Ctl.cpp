@@ -60,12 +60,8 @@ int Fail(const std::string& message, int status) {
 
 int RunCtl(const Args& args) {
     static const std::map<std::string, std::function<int(const Args&)>> commands = {
-        {"ftp", RunFtpCommand},
-        {"backup", RunBackupCommand},
-        {"restore", RunRestoreCommand},
-        {"create", RunCreateCommand},
-        {"demo", RunDemoCommand},
-        {"file", RunFileCommand},
+        {"ftp", RunFtpCommand},       {"backup", RunBackupCommand}, {"restore", RunRestoreCommand},
+        {"create", RunCreateCommand}, {"demo", RunDemoCommand},     {"file", RunFileCommand},
     };
     if (args.empty() || args[0] == "--help" || args[0] == "-h") {
         std::cout << kUsage;

@@ -98,7 +98,7 @@ struct Session {
         SetAppDialogs(nullptr);
     }
     FlagDialogs dialogs;
-    RecordingView view;
+    NullProgress view;
 };
 
 }  // namespace

@@ -94,11 +94,12 @@ std::string OperationCaption(const std::string& activity, int base) {
     return std::string("Kavella: Toverin - V ") + TOVERIN_VERSION + activity + BaseOf(base).label;
 }
 
-BackupOutcome BackupData(int base, bool all, OperationView& view) {
-    return BackupData(base, all, LoadBackupOptions(base), view);
+BackupOutcome BackupData(int base, bool all, ProgressObserver& progress) {
+    return BackupData(base, all, LoadBackupOptions(base), progress);
 }
 
-BackupOutcome BackupData(int base, bool all, const BackupOptions& options, OperationView& view) {
+BackupOutcome BackupData(int base, bool all, const BackupOptions& options,
+                         ProgressObserver& progress) {
     BackupOutcome outcome;
     if (base < 0 || base >= static_cast<int>(Site().bases.size())) return outcome;
     OperationFlags& flags = Operations();
@@ -114,15 +115,13 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options, Opera
     try {
         Marker(base, "Start", "ON");
         std::string caption = OperationCaption(" - Backup en cours de la base ", base);
-        view.SetCaption(caption);
         SetAppCaption(caption);
+        progress.OnProgress(progress::Started{start, caption});
         TraceLogEncadre("Backup: Started", '=');
         TraceLogEncadre(
             std::string("Backup: ") + kOptionBackupCaptions[options.optionBackup ? 1 : 0], '*');
-        view.SetText("TexteTimingDebutBkp", base, FormatLongDateTime(start));
         flags.stopRequested[base] = false;
-        view.SetEnabled("CommandBkpStop", base, true);
-        view.SetEnabled("CommandBkpPause", base, true);
+        progress.OnProgress(progress::ControlsEnabled{true});
 
         const int historyDays = HistoryDays(options.historyDaysText);
         const std::string dayName = DayName(start);
@@ -133,7 +132,7 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options, Opera
             VerificationEtCreationRepertoire(folder);
 
         // The base's settings travel with its data.
-        view.SetText("LabelBkpFichier", base, "Paramètres");
+        progress.OnProgress(progress::PhaseChanged{"Paramètres"});
         std::error_code ec;
         for (fs::directory_iterator it(cfg.configFolder, ec), end; !ec && it != end;
              it.increment(ec)) {
@@ -158,13 +157,13 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options, Opera
             if (f == 11 || !options.files[f]) continue;  // user rights stay on their machine
             const CatalogueEntry& entry = CatalogueEntryFor(f);
             if (!entry.Exists()) continue;
-            view.SetProgress("ProgressBarBkpFichiers", base, f + 1, kCatalogueSize);
-            view.SetProgress("ProgressBarBkpStations", base, 0, cfg.stationCount);
+            progress.OnProgress(progress::FileReached{f + 1, kCatalogueSize, ""});
+            progress.OnProgress(progress::StationReached{0, cfg.stationCount});
 
             for (int s = 1; s <= cfg.stationCount && !stopped; ++s) {
-                view.SetProgress("ProgressBarBkpStations", base, s, cfg.stationCount);
+                progress.OnProgress(progress::StationReached{s, cfg.stationCount});
                 std::string label = entry.description + " Station: " + std::to_string(s);
-                view.SetText("LabelBkpFichier", base, label);
+                progress.OnProgress(progress::FileReached{f + 1, kCatalogueSize, label});
                 if (PlayersConfigured()) SendToPlayers(label);
                 ServeEvents();
 
@@ -240,8 +239,6 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options, Opera
                 CopyStepOptions step;
                 step.sourcePath = source;
                 step.targetPath = target;
-                step.keyControl = "LabelBkpKey";
-                step.recordsControl = "ProgressBarBkpRecords";
                 step.expected = expected;
                 step.keyDialog = options.keyOnError;
                 if (IsHistoryFile(f)) {
@@ -259,7 +256,7 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options, Opera
                     step.lower = std::string(100, '\0');
                     step.upper = std::string(100, '\xFF');
                 }
-                RecordCopyJob job = CopyJobFor(banks, base, f, s, step, view);
+                RecordCopyJob job = CopyJobFor(banks, base, f, s, step, progress);
                 if (f == 29) {
                     // The suite's sites stay on their machine.
                     job.rewrite = [](std::string& record) {
@@ -326,29 +323,25 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options, Opera
 
     const LocalTime end = AppClock().Now();
     const long long seconds = SecondsBetween(start, end);
-    view.SetText("TexteTimingFinBkp", base, FormatLongDateTime(end));
-    view.SetText("TexteDureeBkp", base, FormatDuration(seconds));
-    view.SetText("LabelBkpFichier", base, "");
-    view.SetText("LabelBkpKey", base, "");
-    for (const char* bar :
-         {"ProgressBarBkpFichiers", "ProgressBarBkpStations", "ProgressBarBkpRecords"})
-        view.SetProgress(bar, base, 0, 1);
-
     if (!errorEnded && !outcome.stopped) {
         outcome.finished = true;
         const std::string dayName = DayName(end);
         EcritureIni(cfg.BkSysIni(), "Sauvegarde", "Date", FormatDateTime(end));
         EcritureIni(cfg.BkSysIni(), "Sauvegarde", dayName, FormatDateTime(end));
-        view.SetText("TexteDatePrevBkp", base, FormatLongDateTime(end));
-        view.SetText("TexteRestaurationDate", base * 7 + WeekdayMondayFirst(end) - 1,
-                     FormatLongDateTime(end));
+        progress.OnProgress(progress::BackupRecorded{WeekdayMondayFirst(end), end});
         if (AfterBackupHook()) AfterBackupHook()(base);
     }
     TraceLogEncadre("Backup: Ended. Duration: " + FormatDuration(seconds), '=');
-    view.SetEnabled("CommandBkpStop", base, false);
-    view.SetEnabled("CommandBkpPause", base, false);
+    progress.OnProgress(progress::ControlsEnabled{false});
     SetAppCaption(previousCaption);
-    view.SetCaption(previousCaption);
+    progress::Ended ended{end, seconds, progress::Outcome::Finished, ""};
+    if (errorEnded)
+        ended.outcome = progress::Outcome::Failed;
+    else if (outcome.stopped)
+        ended.outcome = progress::Outcome::Stopped;
+    else if (outcome.failedFiles > 0)
+        ended.outcome = progress::Outcome::Incomplete;
+    progress.OnProgress(ended);
     Marker(base, "Start", "0FF");
     flags.backupRunning[base] = false;
     if (PlayersConfigured()) SendToPlayers("<Ended>");
@@ -356,18 +349,18 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options, Opera
     return outcome;
 }
 
-void CommandBkpNow_Click(int base, OperationView& view) {
+void CommandBkpNow_Click(int base, ProgressObserver& progress) {
     MsgAnswer answer = AffMsg(
         "Voulez-vous sauvegarder toutes les données (sans tenir compte du nombre de jours "
         "d'historique à sauvegarder) ?",
         MsgButtons::YesNo, MsgIcon::Critical, AppCaption());
-    BackupData(base, answer == MsgAnswer::Yes, view);
+    BackupData(base, answer == MsgAnswer::Yes, progress);
 }
 
-void CommandBkpPause_Click(int base, OperationView& view) {
+void CommandBkpPause_Click(int base, ProgressObserver& progress) {
     if (base < 0 || base >= kMaxBases) return;
     Operations().paused[base] = !Operations().paused[base];
-    view.SetText("CommandBkpPause", base, Operations().paused[base] ? "Resume" : "Pause");
+    progress.OnProgress(progress::Paused{Operations().paused[base]});
 }
 
 void CommandBkpStop_Click(int base) {

@@ -3,8 +3,8 @@
 // copied whole to the other root, with a copy of the base's settings folder beside them.
 #pragma once
 
+#include "app/Progress.h"
 #include "operations/BackupSettings.h"
-#include "operations/OperationView.h"
 
 namespace toverin {
 
@@ -17,12 +17,13 @@ struct BackupOutcome {
 };
 
 // Backs up base `base` (0-based); `all` ignores the history days (full backup).
-BackupOutcome BackupData(int base, bool all, const BackupOptions& options, OperationView& view);
-BackupOutcome BackupData(int base, bool all, OperationView& view);
+BackupOutcome BackupData(int base, bool all, const BackupOptions& options,
+                         ProgressObserver& progress);
+BackupOutcome BackupData(int base, bool all, ProgressObserver& progress);
 
 // The Backup tab's buttons.
-void CommandBkpNow_Click(int base, OperationView& view);
-void CommandBkpPause_Click(int base, OperationView& view);
+void CommandBkpNow_Click(int base, ProgressObserver& progress);
+void CommandBkpPause_Click(int base, ProgressObserver& progress);
 void CommandBkpStop_Click(int base);
 
 // The weekday folders of a backup root: root + "_Backup/" + day + "/".

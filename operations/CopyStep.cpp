@@ -40,7 +40,7 @@ std::optional<std::string> AskResumeKey(const RecordCopyJob& job, const CopyStep
 }  // namespace
 
 RecordCopyJob CopyJobFor(CopyBanks banks, int base, int fileNumber, int station,
-                         const CopyStepOptions& options, OperationView& view) {
+                         const CopyStepOptions& options, ProgressObserver& progress) {
     RecordCopyJob job;
     job.source = &banks.sources;
     job.base = base;
@@ -54,14 +54,11 @@ RecordCopyJob CopyJobFor(CopyBanks banks, int base, int fileNumber, int station,
     job.lower = options.lower;
     job.upper = options.upper;
     job.descending = options.descending;
-    const int maxProgress = static_cast<int>(std::min<long long>(options.expected, 32767));
-    view.SetProgress(options.recordsControl, base, 0, maxProgress);
-    job.progress = [&view, options, base, maxProgress](long long copied, const std::string& key) {
-        if (!options.keyControl.empty()) view.SetText(options.keyControl, base, PrintableKey(key));
-        if (!options.recordsControl.empty())
-            view.SetProgress(options.recordsControl, base,
-                             static_cast<int>(std::min<long long>(copied, maxProgress)),
-                             maxProgress);
+    const long long expected = options.expected;
+    progress.OnProgress(progress::RecordsDone{0, expected});
+    job.progress = [&progress, expected](long long copied, const std::string& key) {
+        progress.OnProgress(progress::KeyReached{PrintableKey(key)});
+        progress.OnProgress(progress::RecordsDone{copied, expected});
     };
     job.onReadError = [job, options](int16_t status, const std::string& key) {
         return AskResumeKey(job, options, status, key);

@@ -1,11 +1,11 @@
 // The backup's and the restore's use of the shared record copy: a station's file read from one
-// slot bank into its copy held in another, with the tab's key label and record bar as progress
-// and each operation's own failure lines and boxes.
+// slot bank into its copy held in another, with the key and records reached as progress and each
+// operation's own failure lines and boxes.
 #pragma once
 
 #include <string>
 
-#include "operations/OperationView.h"
+#include "app/Progress.h"
 #include "store/Pervasive.h"
 #include "store/RecordCopy.h"
 
@@ -26,9 +26,7 @@ enum class CopyMessages {
 struct CopyStepOptions {
     std::string sourcePath;
     std::string targetPath;
-    std::string keyControl;  // progress controls of the tab (empty: not shown)
-    std::string recordsControl;
-    long long expected = 0;
+    long long expected = 0;  // records the source holds, for the progress
     int keyNumber = 0;
     std::string lower;  // bounds of the key read
     std::string upper;
@@ -40,7 +38,7 @@ struct CopyStepOptions {
 // The job copying station `station`'s file `fileNumber` of `base` from its slot in
 // `banks.sources` into the same slot of `banks.copies`, between the options' bounds.
 RecordCopyJob CopyJobFor(CopyBanks banks, int base, int fileNumber, int station,
-                         const CopyStepOptions& options, OperationView& view);
+                         const CopyStepOptions& options, ProgressObserver& progress);
 
 // Closes the source and the copy of `job`. False (and a log line) when the copy's writes did not
 // all reach the disk: such a copy is no backup and must not be spread or trusted.

@@ -24,22 +24,14 @@ const char* kInUseMessage =
     "' en cours d'utilisation.\r\n\r\nVeuillez arrêter Kavella, voire les postes.\r\n\r\n"
     "Puis recommencez l'opération.";
 
-void ClearRestoreProgress(OperationView& view, int base) {
-    view.SetText("LabelRestaurationFichier", base, "");
-    view.SetText("LabelRestaurationKey", base, "");
-    for (const char* bar : {"ProgressBarRestaurationFichiers", "ProgressBarRestaurationStations",
-                            "ProgressBarRestaurationRecords"})
-        view.SetProgress(bar, base, 0, 1);
-}
-
 }  // namespace
 
-RestoreOutcome RestoreData(int base, const RestoreRequest& request, OperationView& view) {
-    return RestoreData(base, request, LoadBackupOptions(base), view);
+RestoreOutcome RestoreData(int base, const RestoreRequest& request, ProgressObserver& progress) {
+    return RestoreData(base, request, LoadBackupOptions(base), progress);
 }
 
 RestoreOutcome RestoreData(int base, const RestoreRequest& request, const BackupOptions& options,
-                           OperationView& view) {
+                           ProgressObserver& progress) {
     RestoreOutcome outcome;
     if (base < 0 || base >= static_cast<int>(Site().bases.size())) return outcome;
     const BaseConfig& cfg = Site().bases[base];
@@ -55,10 +47,9 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, const Backup
     const std::string previousCaption = AppCaption();
     std::string caption = OperationCaption(" - Restauration en cours de la base ", base);
     SetAppCaption(caption);
-    view.SetCaption(caption);
     TraceLogEncadre("Restore: Started", '=');
     const LocalTime start = AppClock().Now();
-    view.SetText("TexteTimingDebutRestauration", base, FormatLongDateTime(start));
+    progress.OnProgress(progress::Started{start, caption});
 
     // Always from the server root: the local copies are the machine's own safety net.
     const std::string dataFolder = NormaliseFolder(options.serverDataFolder);
@@ -72,7 +63,7 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, const Backup
         for (int f = 0; f < kCatalogueSize; ++f) {
             if (!request.files[f] || !CatalogueEntryFor(f).Exists()) continue;
             const CatalogueEntry& entry = CatalogueEntryFor(f);
-            view.SetProgress("ProgressBarRestaurationFichiers", base, f + 1, kCatalogueSize);
+            progress.OnProgress(progress::FileReached{f + 1, kCatalogueSize, ""});
             for (int i = 0; i < cfg.stationCount; ++i) {
                 const int s = i + 1;
                 if (!request.stations[i]) {
@@ -80,9 +71,9 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, const Backup
                     continue;
                 }
                 TraceLog("Station: Selected");
-                view.SetProgress("ProgressBarRestaurationStations", base, s, cfg.stationCount);
-                view.SetText("LabelRestaurationFichier", base,
-                             entry.description + " Station: " + std::to_string(s));
+                progress.OnProgress(progress::StationReached{s, cfg.stationCount});
+                progress.OnProgress(progress::FileReached{
+                    f + 1, kCatalogueSize, entry.description + " Station: " + std::to_string(s)});
                 ServeEvents();
                 const std::string name = StationFileName(f, s);
                 if (Trim(name).empty()) {
@@ -147,14 +138,12 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, const Backup
                 CopyStepOptions step;
                 step.sourcePath = backupFile;
                 step.targetPath = dataFile;
-                step.keyControl = "LabelRestaurationKey";
-                step.recordsControl = "ProgressBarRestaurationRecords";
                 step.expected = std::max(0LL, sources.RecordCount(base, f, s));
                 step.lower = std::string(100, '\0');
                 step.upper = std::string(100, '\xFF');
                 step.messages = CopyMessages::Restore;
                 const long long expected = step.expected;
-                RecordCopyJob job = CopyJobFor(banks, base, f, s, step, view);
+                RecordCopyJob job = CopyJobFor(banks, base, f, s, step, progress);
                 RecordCopyResult copy = CopyRecords(job);
                 TraceLog("Restore ended.   Nb records: " + std::to_string(copy.copied) + " / " +
                          std::to_string(expected));
@@ -171,12 +160,11 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, const Backup
 
     const LocalTime end = AppClock().Now();
     const long long seconds = SecondsBetween(start, end);
-    view.SetText("TexteTimingFinRestauration", base, FormatLongDateTime(end));
-    view.SetText("TexteDureeRestauration", base, FormatDuration(seconds));
-    ClearRestoreProgress(view, base);
     TraceLogEncadre("Restore: Ended. Duration: " + FormatDuration(seconds), '=');
     SetAppCaption(previousCaption);
-    view.SetCaption(previousCaption);
+    progress.OnProgress(progress::Ended{
+        end, seconds,
+        outcome.failedFiles > 0 ? progress::Outcome::Incomplete : progress::Outcome::Finished, ""});
     if (outcome.restoredFiles > 0)
         AffMsg("Restauration terminée", MsgButtons::Ok, MsgIcon::Information);
     else
@@ -185,7 +173,7 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, const Backup
     return outcome;
 }
 
-CreationOutcome CreateData(int base, const CreationRequest& request, OperationView& view) {
+CreationOutcome CreateData(int base, const CreationRequest& request, ProgressObserver& progress) {
     CreationOutcome outcome;
     if (base < 0 || base >= static_cast<int>(Site().bases.size())) return outcome;
     const BaseConfig& cfg = Site().bases[base];
@@ -200,10 +188,8 @@ CreationOutcome CreateData(int base, const CreationRequest& request, OperationVi
     const std::string previousCaption = AppCaption();
     std::string caption = OperationCaption(" - Creation en cours de la base ", base);
     SetAppCaption(caption);
-    view.SetCaption(caption);
     const LocalTime start = AppClock().Now();
-    view.SetText("TexteTimingDebutRestauration", base,
-                 FormatLongDate(start) + " " + FormatTime(start));
+    progress.OnProgress(progress::Started{start, caption});
 
     Guarded("CreateData:Lib_Creation", 0, [&] {
         for (int f = 0; f < kCatalogueSize; ++f) {
@@ -252,10 +238,10 @@ CreationOutcome CreateData(int base, const CreationRequest& request, OperationVi
     });
 
     const LocalTime end = AppClock().Now();
-    view.SetText("TexteTimingFinRestauration", base, FormatLongDate(end) + " " + FormatTime(end));
-    view.SetText("TexteDureeRestauration", base, FormatDuration(SecondsBetween(start, end)));
     SetAppCaption(previousCaption);
-    view.SetCaption(previousCaption);
+    progress.OnProgress(progress::Ended{
+        end, SecondsBetween(start, end),
+        outcome.failed > 0 ? progress::Outcome::Incomplete : progress::Outcome::Finished, ""});
     TraceLogForce();
     return outcome;
 }

@@ -5,9 +5,9 @@
 #include <array>
 #include <string>
 
+#include "app/Progress.h"
 #include "app/Site.h"
 #include "operations/BackupSettings.h"
-#include "operations/OperationView.h"
 
 namespace toverin {
 
@@ -26,8 +26,8 @@ struct RestoreOutcome {
 };
 
 RestoreOutcome RestoreData(int base, const RestoreRequest& request, const BackupOptions& options,
-                           OperationView& view);
-RestoreOutcome RestoreData(int base, const RestoreRequest& request, OperationView& view);
+                           ProgressObserver& progress);
+RestoreOutcome RestoreData(int base, const RestoreRequest& request, ProgressObserver& progress);
 
 struct CreationRequest {
     std::array<bool, kMaxStations> stations{};  // ListeCreationStation
@@ -41,6 +41,6 @@ struct CreationOutcome {
     bool refused = false;
 };
 
-CreationOutcome CreateData(int base, const CreationRequest& request, OperationView& view);
+CreationOutcome CreateData(int base, const CreationRequest& request, ProgressObserver& progress);
 
 }  // namespace toverin

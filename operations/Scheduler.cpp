@@ -38,24 +38,23 @@ void Scheduler::Save(int base) {
     DetermineDateProchainImport(base);
 }
 
-void Scheduler::Arm(ScheduleState& state, const OperationPlan& plan, const char* control,
-                    int base) {
+void Scheduler::Arm(ScheduleState& state, const OperationPlan& plan, PlanKind kind, int base) {
     std::optional<LocalTime> due = NextDueDate(plan, AppClock().Now());
     state.armed = due.has_value();
     if (due) state.next = *due;
-    view_.SetText(control, base, NextDateText(due));
+    if (showNextDate) showNextDate(kind, base, due);
 }
 
 void Scheduler::DetermineDateProchainBackup(int base) {
-    Arm(backup_[base], plans_[base].backup, "TexteDateProchainBackup", base);
+    Arm(backup_[base], plans_[base].backup, PlanKind::Backup, base);
 }
 
 void Scheduler::DetermineDateProchainExport(int base) {
-    Arm(export_[base], plans_[base].exportPlan, "TexteDateProchainExport", base);
+    Arm(export_[base], plans_[base].exportPlan, PlanKind::Export, base);
 }
 
 void Scheduler::DetermineDateProchainImport(int base) {
-    Arm(import_[base], plans_[base].importPlan, "TexteDateProchainImport", base);
+    Arm(import_[base], plans_[base].importPlan, PlanKind::Import, base);
     if (import_[base].armed) TraceLog("New import date: " + FormatDateTime(import_[base].next));
 }
 
@@ -82,7 +81,8 @@ void Scheduler::TimerMain_Timer() {
                 Operations().stopRequested[b] = false;
                 TraceLogEncadre("Schedule: Start Backup", '=');
                 AutomaticMode() = true;
-                BackupData(b, plans_[b].backupAll, view_);
+                NullProgress nobody;
+                BackupData(b, plans_[b].backupAll, backupProgress ? backupProgress(b) : nobody);
                 AutomaticMode() = false;
                 // A finished backup arms its next date itself; a stopped or failed one waits for
                 // its next planned date all the same.

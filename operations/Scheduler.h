@@ -8,11 +8,13 @@
 #include <optional>
 
 #include "app/Clock.h"
+#include "app/Progress.h"
 #include "app/Site.h"
-#include "operations/OperationView.h"
 #include "operations/Planning.h"
 
 namespace toverin {
+
+enum class PlanKind { Backup, Export, Import };
 
 struct ScheduleState {
     bool armed = false;
@@ -21,7 +23,7 @@ struct ScheduleState {
 
 class Scheduler {
   public:
-    explicit Scheduler(OperationView& view) : view_(view) {}
+    Scheduler() = default;
     ~Scheduler();
     Scheduler(const Scheduler&) = delete;
     Scheduler& operator=(const Scheduler&) = delete;
@@ -45,13 +47,17 @@ class Scheduler {
 
     // The standby check that ends each tick (the interface's TimerVeille handler).
     std::function<void()> standbyCheck;
+    // Where the next dates are shown: the kind of plan, the base and the date (none: not
+    // planned).
+    std::function<void(PlanKind kind, int base, const std::optional<LocalTime>& due)> showNextDate;
+    // The observer of a scheduled backup of `base` (none: nobody watches).
+    std::function<ProgressObserver&(int base)> backupProgress;
 
   private:
-    void Arm(ScheduleState& state, const OperationPlan& plan, const char* control, int base);
+    void Arm(ScheduleState& state, const OperationPlan& plan, PlanKind kind, int base);
     void RunExport(int base);
     void RunImport(int base);
 
-    OperationView& view_;
     std::array<BasePlan, kMaxBases> plans_{};
     std::array<ScheduleState, kMaxBases> backup_{}, export_{}, import_{};
     std::array<std::optional<LocalTime>, kMaxBases> announced_{};

@@ -17,7 +17,7 @@
 #include "app/Text.h"
 #include "operations/BackupSettings.h"
 #include "store/Pervasive.h"
-#include "ui/QtOperationView.h"
+#include "ui/ControlName.h"
 
 namespace toverin::ui {
 

@@ -142,7 +142,7 @@ bool Frm_Main::Form_Load() {
         Announce("Toverin: Init: Data", true);
         operationPages_ = new OperationPages(this);
         operationPages_->Build();
-        planning_ = new PlanningPages(this, operationPages_->view());
+        planning_ = new PlanningPages(this);
         planning_->Build();
         planning_->scheduler().standbyCheck = [this] { TimerVeille_Timer(); };
         if (!timerMainTick) timerMainTick = [this] { planning_->scheduler().TimerMain_Timer(); };
@@ -175,7 +175,7 @@ bool Frm_Main::Form_Load() {
             } else if (st.BackupBase < Site().baseCount) {
                 // Nobody watches a command-line backup: engine errors are logged, not asked.
                 AutomaticMode() = true;
-                BackupData(st.BackupBase, false, operationPages_->view());
+                BackupData(st.BackupBase, false, PageObserver(MainTab::Backup, st.BackupBase));
                 AutomaticMode() = false;
             } else {
                 TraceLog("Backup Base: " + std::to_string(st.BackupBase) + ": no such base");
@@ -262,6 +262,20 @@ void Frm_Main::BuildWindow() {
 QWidget* Frm_Main::BasePage(MainTab tab, int base) const {
     const auto& pages = pages_[static_cast<int>(tab)];
     return base >= 0 && base < static_cast<int>(pages.size()) ? pages[base] : nullptr;
+}
+
+void Frm_Main::SetPageObserver(MainTab tab, int base, ProgressObserver* observer) {
+    auto& observers = observers_[static_cast<int>(tab)];
+    if (base < 0 || base >= kMaxBases) return;
+    if (static_cast<int>(observers.size()) <= base) observers.resize(static_cast<size_t>(base) + 1);
+    observers[static_cast<size_t>(base)] = observer;
+}
+
+ProgressObserver& Frm_Main::PageObserver(MainTab tab, int base) {
+    const auto& observers = observers_[static_cast<int>(tab)];
+    if (base >= 0 && base < static_cast<int>(observers.size()) && observers[base])
+        return *observers[base];
+    return nobody_;
 }
 
 QVBoxLayout* Frm_Main::BasePageLayout(MainTab tab, int base) const {

@@ -10,6 +10,8 @@
 #include <functional>
 #include <vector>
 
+#include "app/Progress.h"
+
 class QAction;
 class QVBoxLayout;
 
@@ -70,6 +72,11 @@ class Frm_Main : public QMainWindow {
     QVBoxLayout* BasePageLayout(MainTab tab, int base) const;
     QTabWidget* SftTabsMain() const { return tabs_; }
     QTabWidget* BaseTabs(MainTab tab) const { return baseTabs_[static_cast<int>(tab)]; }
+    // The observer of the runs of `tab`'s page for base `base`: the page sets it when it builds
+    // its widgets, and whoever starts an operation of that page (its buttons, the scheduler)
+    // hands it this one. A page without one gets an observer that shows nothing.
+    void SetPageObserver(MainTab tab, int base, ProgressObserver* observer);
+    ProgressObserver& PageObserver(MainTab tab, int base);
 
     QTimer* TimerMain;
     QTimer* TimerVeille;
@@ -114,6 +121,8 @@ class Frm_Main : public QMainWindow {
     QTabWidget* tabs_ = nullptr;
     std::array<QTabWidget*, kMainTabCount> baseTabs_{};
     std::array<std::vector<QWidget*>, kMainTabCount> pages_;
+    std::array<std::vector<ProgressObserver*>, kMainTabCount> observers_;
+    NullProgress nobody_;
     QPointer<FrmSplash> splash_;
     OperationPages* operationPages_ = nullptr;
     PlanningPages* planning_ = nullptr;

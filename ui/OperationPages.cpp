@@ -68,14 +68,18 @@ Array Selection(QListWidget* list) {
 
 }  // namespace
 
-OperationPages::OperationPages(Frm_Main* main) : QObject(main), main_(main), view_(main) {}
+OperationPages::OperationPages(Frm_Main* main) : QObject(main), main_(main) {}
 
 void OperationPages::Build() {
     for (int b = 0; b < Site().baseCount; ++b) {
-        BuildBackupPage(b);
+        // The restore page first: the backup shows its dates there.
         BuildRestorePage(b);
+        BuildBackupPage(b);
         BuildCreationPage(b);
         BuildIncidentsPage(b);
+        main_->SetPageObserver(MainTab::Backup, b, backup_[b].get());
+        main_->SetPageObserver(MainTab::Restauration, b, restore_[b].get());
+        main_->SetPageObserver(MainTab::Creation, b, creation_[b].get());
     }
     ShowRestoreDates();
     auto* timer = new QTimer(this);
@@ -128,23 +132,40 @@ void OperationPages::BuildBackupPage(int b) {
 
     auto* progress = new QGroupBox("Progression", page);
     auto* form = new QFormLayout(progress);
-    form->addRow("Fichier:", Named(new QLabel(progress), "LabelBkpFichier", b));
-    form->addRow(QString::fromUtf8("Clé:"), Named(new QLabel(progress), "LabelBkpKey", b));
-    form->addRow("Fichiers:", Bar(progress, "ProgressBarBkpFichiers", b));
-    form->addRow("Stations:", Bar(progress, "ProgressBarBkpStations", b));
-    form->addRow("Enregistrements:", Bar(progress, "ProgressBarBkpRecords", b));
-    form->addRow("Début:", ReadOnlyBox(progress, "TexteTimingDebutBkp", b));
-    form->addRow("Fin:", ReadOnlyBox(progress, "TexteTimingFinBkp", b));
-    form->addRow(QString::fromUtf8("Durée:"), ReadOnlyBox(progress, "TexteDureeBkp", b));
-    form->addRow("Dernier backup:", ReadOnlyBox(progress, "TexteDatePrevBkp", b));
+    PageWidgets w = restore_[b]->widgets();  // the weekday dates of the restore page
+    w.window = main_;
+    w.pause = pause;
+    w.stop = stop;
+    w.file = Named(new QLabel(progress), "LabelBkpFichier", b);
+    w.key = Named(new QLabel(progress), "LabelBkpKey", b);
+    w.files = Bar(progress, "ProgressBarBkpFichiers", b);
+    w.stations = Bar(progress, "ProgressBarBkpStations", b);
+    w.records = Bar(progress, "ProgressBarBkpRecords", b);
+    w.start = ReadOnlyBox(progress, "TexteTimingDebutBkp", b);
+    w.end = ReadOnlyBox(progress, "TexteTimingFinBkp", b);
+    w.duration = ReadOnlyBox(progress, "TexteDureeBkp", b);
+    w.lastBackup = ReadOnlyBox(progress, "TexteDatePrevBkp", b);
+    w.result = Named(new QLabel(progress), "LabelBkpResultat", b);
+    w.result->setWordWrap(true);
+    form->addRow("Fichier:", w.file);
+    form->addRow(QString::fromUtf8("Clé:"), w.key);
+    form->addRow("Fichiers:", w.files);
+    form->addRow("Stations:", w.stations);
+    form->addRow("Enregistrements:", w.records);
+    form->addRow("Début:", w.start);
+    form->addRow("Fin:", w.end);
+    form->addRow(QString::fromUtf8("Durée:"), w.duration);
+    form->addRow("Dernier backup:", w.lastBackup);
+    form->addRow(QString::fromUtf8("Résultat:"), w.result);
     right->addWidget(progress);
     right->addStretch();
     row->addLayout(right, 3);
     main_->BasePageLayout(MainTab::Backup, b)->addLayout(row);
+    backup_[b] = std::make_unique<PageProgress>(w);
 
     std::string last = LectureIni(Site().bases[b].BkSysIni(), "Sauvegarde", "Date", "");
     LocalTime t;
-    if (ParseDateTime(last, t)) view_.SetText("TexteDatePrevBkp", b, FormatLongDateTime(t));
+    if (ParseDateTime(last, t)) w.lastBackup->setText(Q(FormatLongDateTime(t)));
 }
 
 void OperationPages::BuildRestorePage(int b) {
@@ -161,10 +182,13 @@ void OperationPages::BuildRestorePage(int b) {
     auto* days = new QGroupBox("Backups disponibles", page);
     auto* grid = new QGridLayout(days);
     auto* combo = Named(new QComboBox(days), "ComboRestaurationJour", b);
+    PageWidgets w;
+    w.window = main_;
     for (int d = 1; d <= 7; ++d) {
         combo->addItem(Q(DayName(d)));
         grid->addWidget(new QLabel(Q(DayName(d)), days), d - 1, 0);
-        grid->addWidget(ReadOnlyBox(days, "TexteRestaurationDate", b * 7 + d - 1), d - 1, 1);
+        w.days[d - 1] = ReadOnlyBox(days, "TexteRestaurationDate", b * 7 + d - 1);
+        grid->addWidget(w.days[d - 1], d - 1, 1);
     }
     combo->setCurrentIndex(WeekdayMondayFirst(AppClock().Now()) - 1);
     right->addWidget(days);
@@ -180,18 +204,37 @@ void OperationPages::BuildRestorePage(int b) {
     right->addWidget(restore);
     auto* progress = new QGroupBox("Progression", page);
     auto* pf = new QFormLayout(progress);
-    pf->addRow("Fichier:", Named(new QLabel(progress), "LabelRestaurationFichier", b));
-    pf->addRow(QString::fromUtf8("Clé:"), Named(new QLabel(progress), "LabelRestaurationKey", b));
-    pf->addRow("Fichiers:", Bar(progress, "ProgressBarRestaurationFichiers", b));
-    pf->addRow("Stations:", Bar(progress, "ProgressBarRestaurationStations", b));
-    pf->addRow("Enregistrements:", Bar(progress, "ProgressBarRestaurationRecords", b));
-    pf->addRow("Début:", ReadOnlyBox(progress, "TexteTimingDebutRestauration", b));
-    pf->addRow("Fin:", ReadOnlyBox(progress, "TexteTimingFinRestauration", b));
-    pf->addRow(QString::fromUtf8("Durée:"), ReadOnlyBox(progress, "TexteDureeRestauration", b));
+    w.file = Named(new QLabel(progress), "LabelRestaurationFichier", b);
+    w.key = Named(new QLabel(progress), "LabelRestaurationKey", b);
+    w.files = Bar(progress, "ProgressBarRestaurationFichiers", b);
+    w.stations = Bar(progress, "ProgressBarRestaurationStations", b);
+    w.records = Bar(progress, "ProgressBarRestaurationRecords", b);
+    w.start = ReadOnlyBox(progress, "TexteTimingDebutRestauration", b);
+    w.end = ReadOnlyBox(progress, "TexteTimingFinRestauration", b);
+    w.duration = ReadOnlyBox(progress, "TexteDureeRestauration", b);
+    w.result = Named(new QLabel(progress), "LabelRestaurationResultat", b);
+    w.result->setWordWrap(true);
+    pf->addRow("Fichier:", w.file);
+    pf->addRow(QString::fromUtf8("Clé:"), w.key);
+    pf->addRow("Fichiers:", w.files);
+    pf->addRow("Stations:", w.stations);
+    pf->addRow("Enregistrements:", w.records);
+    pf->addRow("Début:", w.start);
+    pf->addRow("Fin:", w.end);
+    pf->addRow(QString::fromUtf8("Durée:"), w.duration);
+    pf->addRow(QString::fromUtf8("Résultat:"), w.result);
     right->addWidget(progress);
     right->addStretch();
     row->addLayout(right, 3);
     main_->BasePageLayout(MainTab::Restauration, b)->addLayout(row);
+    restore_[b] = std::make_unique<PageProgress>(w);
+    // Creation shows its times in the restore page's boxes, as the suite always did.
+    PageWidgets times;
+    times.window = main_;
+    times.start = w.start;
+    times.end = w.end;
+    times.duration = w.duration;
+    creation_[b] = std::make_unique<PageProgress>(times);
 }
 
 void OperationPages::BuildCreationPage(int b) {
@@ -216,8 +259,8 @@ void OperationPages::BuildCreationPage(int b) {
 void OperationPages::BuildIncidentsPage(int b) {
     QWidget* page = main_->BasePage(MainTab::Incidents, b);
     main_->BasePageLayout(MainTab::Incidents, b)->addWidget(new QLabel("Incidents:", page));
-    main_->BasePageLayout(MainTab::Incidents, b)
-        ->addWidget(Named(new QListWidget(page), "ListeIncidents", b));
+    incidents_[b] = Named(new QListWidget(page), "ListeIncidents", b);
+    main_->BasePageLayout(MainTab::Incidents, b)->addWidget(incidents_[b]);
 }
 
 // The program's incidents (network trouble with the record files ...), newest last.
@@ -225,7 +268,7 @@ void OperationPages::RefreshIncidents() {
     std::vector<Incident> incidents = Incidents();
     if (incidents.size() == incidentsShown_) return;
     for (int b = 0; b < Site().baseCount; ++b) {
-        auto* list = main_->findChild<QListWidget*>(ControlName("ListeIncidents", b));
+        QListWidget* list = incidents_[b];
         if (!list) continue;
         list->clear();
         for (const Incident& i : incidents)
@@ -240,21 +283,19 @@ void OperationPages::ShowRestoreDates() {
             std::string value =
                 LectureIni(Site().bases[b].BkSysIni(), "Sauvegarde", DayName(d), "");
             LocalTime t;
-            view_.SetText("TexteRestaurationDate", b * 7 + d - 1,
-                          ParseDateTime(value, t) ? FormatLongDateTime(t) : value);
+            if (QLineEdit* box = restore_[b]->widgets().days[d - 1])
+                box->setText(Q(ParseDateTime(value, t) ? FormatLongDateTime(t) : value));
         }
     }
 }
 
 void OperationPages::CommandBkpNow(int base) {
     if (Operations().backupRunning[base]) return;
-    view_.SetEnabled("CommandBkpNow", base, false);
-    CommandBkpNow_Click(base, view_);
-    view_.SetEnabled("CommandBkpNow", base, true);
+    CommandBkpNow_Click(base, *backup_[base]);
 }
 
 void OperationPages::CommandBkpPause(int base) {
-    CommandBkpPause_Click(base, view_);
+    CommandBkpPause_Click(base, *backup_[base]);
 }
 void OperationPages::CommandBkpStop(int base) {
     CommandBkpStop_Click(base);
@@ -272,7 +313,7 @@ void OperationPages::CommandRestoreNow(int base) {
     auto* check =
         page->findChild<QCheckBox*>(ControlName("CheckRestoreCreateEmptyStructure", base));
     request.createEmptyStructure = check && check->isChecked();
-    RestoreData(base, request, view_);
+    RestoreData(base, request, *restore_[base]);
 }
 
 void OperationPages::CommandCreationNow(int base) {
@@ -282,7 +323,7 @@ void OperationPages::CommandCreationNow(int base) {
         page->findChild<QListWidget*>(ControlName("ListeCreationStation", base)));
     request.files = Selection<std::array<bool, kCatalogueSize>>(
         page->findChild<QListWidget*>(ControlName("ListeDesFichiers", base)));
-    CreateData(base, request, view_);
+    CreateData(base, request, *creation_[base]);
 }
 
 }  // namespace toverin::ui

@@ -2,11 +2,15 @@
 #pragma once
 
 #include <QObject>
+#include <array>
 #include <memory>
 
-#include "ui/QtOperationView.h"
+#include "app/Site.h"
+#include "ui/ControlName.h"
+#include "ui/PageProgress.h"
 
 class QListWidget;
+class QLineEdit;
 
 namespace toverin::ui {
 
@@ -17,7 +21,10 @@ class OperationPages : public QObject {
   public:
     explicit OperationPages(Frm_Main* main);
     void Build();
-    QtOperationView& view() { return view_; }
+    // The observers of each base's Backup, Restauration and Création pages.
+    PageProgress& BackupProgress(int base) { return *backup_[base]; }
+    PageProgress& RestoreProgress(int base) { return *restore_[base]; }
+    PageProgress& CreationProgress(int base) { return *creation_[base]; }
 
     void CommandBkpNow(int base);
     void CommandBkpPause(int base);
@@ -37,7 +44,8 @@ class OperationPages : public QObject {
     void SaveFileSelection(int base, QListWidget* list);
 
     Frm_Main* main_;
-    QtOperationView view_;
+    std::array<std::unique_ptr<PageProgress>, kMaxBases> backup_, restore_, creation_;
+    std::array<QListWidget*, kMaxBases> incidents_{};
     size_t incidentsShown_ = 0;
 };
 

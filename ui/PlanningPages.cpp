@@ -15,8 +15,8 @@
 #include "app/Site.h"
 #include "app/Startup.h"
 #include "app/Text.h"
+#include "ui/ControlName.h"
 #include "ui/Frm_Main.h"
-#include "ui/QtOperationView.h"
 
 namespace toverin::ui {
 namespace {
@@ -40,18 +40,33 @@ W* Named(W* w, const std::string& control, int index) {
 
 }  // namespace
 
-PlanningPages::PlanningPages(Frm_Main* main, QtOperationView& view)
-    : QObject(main), main_(main), scheduler_(view) {}
+PlanningPages::PlanningPages(Frm_Main* main) : QObject(main), main_(main) {
+    scheduler_.showNextDate = [this](PlanKind kind, int base, const std::optional<LocalTime>& due) {
+        ShowNextDate(kind, base, due);
+    };
+    // A scheduled backup shows its progress on its base's Backup page.
+    scheduler_.backupProgress = [this](int base) -> ProgressObserver& {
+        return main_->PageObserver(MainTab::Backup, base);
+    };
+}
+
+void PlanningPages::ShowNextDate(PlanKind kind, int base, const std::optional<LocalTime>& due) {
+    if (base < 0 || base >= kMaxBases) return;
+    if (QLineEdit* box = next_[static_cast<size_t>(kind)][static_cast<size_t>(base)]) {
+        box->setText(Q(NextDateText(due)));
+        box->setCursorPosition(0);
+    }
+}
 
 void PlanningPages::Build() {
     loading_ = true;
     for (int b = 0; b < Site().baseCount; ++b) {
-        for (Kind kind : {Kind::Backup, Kind::Export, Kind::Import}) {
-            MainTab tab = kind == Kind::Backup   ? MainTab::Backup
-                          : kind == Kind::Export ? MainTab::Export
-                                                 : MainTab::Import;
+        for (PlanKind kind : {PlanKind::Backup, PlanKind::Export, PlanKind::Import}) {
+            MainTab tab = kind == PlanKind::Backup   ? MainTab::Backup
+                          : kind == PlanKind::Export ? MainTab::Export
+                                                     : MainTab::Import;
             main_->BasePageLayout(tab, b)->addWidget(BuildPlan(kind, b, main_->BasePage(tab, b)));
-            if (kind != Kind::Backup) main_->BasePageLayout(tab, b)->addStretch();
+            if (kind != PlanKind::Backup) main_->BasePageLayout(tab, b)->addStretch();
         }
     }
     scheduler_.Load();
@@ -109,7 +124,7 @@ void PlanningPages::Build() {
     loading_ = false;
 }
 
-QGroupBox* PlanningPages::BuildPlan(Kind kind, int b, QWidget* page) {
+QGroupBox* PlanningPages::BuildPlan(PlanKind kind, int b, QWidget* page) {
     static const KindNames names[] = {
         {"Bkp", "CheckBackupActiver", "TexteDateProchainBackup", MainTab::Backup},
         {"Export", "CheckExportActiver", "TexteDateProchainExport", MainTab::Export},
@@ -122,7 +137,7 @@ QGroupBox* PlanningPages::BuildPlan(Kind kind, int b, QWidget* page) {
     auto* activer = Named(new QCheckBox("Activer la planification", box), n.activer, b);
     connect(activer, &QCheckBox::toggled, this, &PlanningPages::MarkModified);
     top->addWidget(activer);
-    if (kind == Kind::Backup) {
+    if (kind == PlanKind::Backup) {
         auto* all = Named(new QCheckBox(QString::fromUtf8("Sauvegarder tout l'historique"), box),
                           "CheckBkpAll", b);
         connect(all, &QCheckBox::toggled, this, &PlanningPages::MarkModified);
@@ -156,7 +171,7 @@ QGroupBox* PlanningPages::BuildPlan(Kind kind, int b, QWidget* page) {
     grid->setColumnMinimumWidth(5, 24);
     layout->addLayout(grid);
 
-    if (kind == Kind::Export) {
+    if (kind == PlanKind::Export) {
         auto* row = new QHBoxLayout();
         row->addWidget(new QLabel("Nature:", box));
         auto* nature = Named(new QComboBox(box), "ComboExportNature", b);
@@ -173,7 +188,7 @@ QGroupBox* PlanningPages::BuildPlan(Kind kind, int b, QWidget* page) {
         }
         row->addStretch();
         layout->addLayout(row);
-    } else if (kind == Kind::Import) {
+    } else if (kind == PlanKind::Import) {
         auto* row = new QGridLayout();
         row->addWidget(new QLabel("Nature:", box), 0, 0);
         auto* nature = Named(new QComboBox(box), "ComboImportNature", b);
@@ -197,9 +212,10 @@ QGroupBox* PlanningPages::BuildPlan(Kind kind, int b, QWidget* page) {
 
     auto* bottom = new QHBoxLayout();
     bottom->addWidget(
-        new QLabel(kind == Kind::Backup ? "Prochain backup:" : "Prochaine date:", box));
+        new QLabel(kind == PlanKind::Backup ? "Prochain backup:" : "Prochaine date:", box));
     auto* next = Named(new QLineEdit(box), n.next, b);
     next->setReadOnly(true);
+    next_[static_cast<size_t>(kind)][static_cast<size_t>(b)] = next;
     bottom->addWidget(next, 1);
     auto* save = Named(new QPushButton("Enregistrer", box), "Command" + prefix + "Enregistrer", b);
     connect(save, &QPushButton::clicked, this, [this, b] { Save(b); });

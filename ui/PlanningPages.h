@@ -7,17 +7,17 @@
 #include "operations/Scheduler.h"
 
 class QGroupBox;
+class QLineEdit;
 class QWidget;
 
 namespace toverin::ui {
 
 class Frm_Main;
-class QtOperationView;
 
 class PlanningPages : public QObject {
     Q_OBJECT
   public:
-    PlanningPages(Frm_Main* main, QtOperationView& view);
+    explicit PlanningPages(Frm_Main* main);
     void Build();
     Scheduler& scheduler() { return scheduler_; }
     // Saves every base's plan from the controls ("Enregistrer", or Yes at shutdown).
@@ -25,13 +25,16 @@ class PlanningPages : public QObject {
     void Save(int base);
 
   private:
-    enum class Kind { Backup, Export, Import };
-    QGroupBox* BuildPlan(Kind kind, int base, QWidget* page);
+    QGroupBox* BuildPlan(PlanKind kind, int base, QWidget* page);
     void ReadControls(int base);
     void MarkModified();
 
+    void ShowNextDate(PlanKind kind, int base, const std::optional<LocalTime>& due);
+
     Frm_Main* main_;
     Scheduler scheduler_;
+    // The next-date box of each kind of plan, per base.
+    std::array<std::array<QLineEdit*, kMaxBases>, 3> next_{};
     bool loading_ = false;
 };
 

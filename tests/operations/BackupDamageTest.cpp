@@ -41,7 +41,7 @@ class BackupDamage : public testing::SiteFixture {
     int before = 0;
     int lost = 0;
     BackupOptions options;
-    RecordingView view;
+    RecordingProgress view;
 };
 
 TEST_F(BackupDamage, TheKeyDialogResumesPastTheDamageAndKeepsEverythingElse) {

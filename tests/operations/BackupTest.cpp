@@ -56,7 +56,7 @@ class Backup : public SiteFixture {
     }
 
     BackupOptions options;
-    RecordingView view;
+    RecordingProgress view;
 };
 
 TEST_F(Backup, LimitedBackupWritesTheWeekdayFolderOnBothRootsWithTheKeptRecords) {
@@ -79,9 +79,11 @@ TEST_F(Backup, LimitedBackupWritesTheWeekdayFolderOnBothRootsWithTheKeptRecords)
     std::string bkSys = dir.file("C/KV_Config/Bk_Sys.ini");
     EXPECT_EQ(LectureIni(bkSys, "Sauvegarde", "Date", ""), "23/11/2026 10:00:00");
     EXPECT_EQ(LectureIni(bkSys, "Sauvegarde", "Lundi", ""), "23/11/2026 10:00:00");
-    EXPECT_EQ(view.Text("TexteDatePrevBkp", 0), "lundi 23 novembre 2026 10:00:00");
-    EXPECT_EQ(view.Text("TexteRestaurationDate", 0), "lundi 23 novembre 2026 10:00:00");
-    EXPECT_EQ(view.busyCaption,
+    ASSERT_NE(view.Last<progress::BackupRecorded>(), nullptr);
+    EXPECT_EQ(view.Last<progress::BackupRecorded>()->weekday, 1);
+    EXPECT_EQ(FormatLongDateTime(view.Last<progress::BackupRecorded>()->time),
+              "lundi 23 novembre 2026 10:00:00");
+    EXPECT_EQ(view.Last<progress::Started>()->caption,
               "Kavella: Toverin - V 3.4.0 - Backup en cours de la base Radio Test");
     EXPECT_FALSE(Operations().busy);
 
@@ -123,7 +125,10 @@ TEST_F(Backup, OnASundayTheServerCopyGoesFirstIntoDimanche) {
     EXPECT_TRUE(fs::exists(dir.file("C/KV_Data/_Backup/Dimanche/FRADA22.btr")));
     EXPECT_TRUE(fs::exists(dir.file("C/KV_Local/Data/_Backup/Dimanche/FRADA22.btr")));
     EXPECT_NE(Log().find("Backup: Open target server file: "), std::string::npos);
-    EXPECT_EQ(view.Text("TexteRestaurationDate", 6), "dimanche 29 novembre 2026 02:02:00");
+    ASSERT_NE(view.Last<progress::BackupRecorded>(), nullptr);
+    EXPECT_EQ(view.Last<progress::BackupRecorded>()->weekday, 7);
+    EXPECT_EQ(FormatLongDateTime(view.Last<progress::BackupRecorded>()->time),
+              "dimanche 29 novembre 2026 02:02:00");
 }
 
 TEST_F(Backup, IdenticalRootsCopyOnceAndSaySo) {
@@ -195,7 +200,7 @@ TEST_F(Backup, PauseMarksTheBaseAndWaitsUntilResumed) {
     EXPECT_EQ(startDuringPause, "0FF");
     EXPECT_EQ(pauseDuringPause, "ON");
     EXPECT_EQ(Marker("Pause"), "0FF");
-    EXPECT_EQ(view.Text("CommandBkpPause", 0), "Pause");
+    EXPECT_FALSE(view.Last<progress::Paused>()->paused);
 }
 
 TEST_F(Backup, NowAsksForAFullBackup) {

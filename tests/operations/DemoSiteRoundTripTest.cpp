@@ -63,7 +63,7 @@ class DemoRoundTrip : public testing::SiteFixture {
     }
     DemoSiteResult demo;
     std::map<std::string, std::vector<std::string>> before;
-    RecordingView view;
+    RecordingProgress view;
 };
 
 TEST_F(DemoRoundTrip, FullBackupThenRestoreGivesBackEveryRecordBothWays) {

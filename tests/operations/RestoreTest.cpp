@@ -42,7 +42,7 @@ class Restore : public SiteFixture {
     }
 
     BackupOptions options;
-    RecordingView view;
+    RecordingProgress view;
     RestoreRequest request;
     std::map<int, std::vector<std::string>> originals;
 };
@@ -62,7 +62,7 @@ TEST_F(Restore, RecordWayGivesBackEveryRecordByteForByte) {
     EXPECT_EQ(dialogs.messages.back().text, "Restauration terminée");
     EXPECT_EQ(dialogs.messages.back().icon, MsgIcon::Information);
     EXPECT_TRUE(fs::exists(DataPath(22, 2))) << "an unselected station is untouched";
-    EXPECT_EQ(view.busyCaption,
+    EXPECT_EQ(view.Last<progress::Started>()->caption,
               "Kavella: Toverin - V 3.4.0 - Restauration en cours de la base Radio Test");
 }
 
@@ -108,7 +108,7 @@ TEST(Creation, AsksBeforeEmptyingAFileThatHoldsRecords) {
     site.MakeSite(2);
     site.WriteFile(22, 1, {site.Record(22, 1), site.Record(22, 2)});
     site.WriteFile(22, 2, {});
-    RecordingView view;
+    RecordingProgress view;
     CreationRequest request;
     request.files[22] = true;
     request.files[8] = true;  // an entry without a file is skipped

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <map>
 
 #include "app/Ini.h"
 #include "operations/OperationState.h"
@@ -65,6 +66,18 @@ TEST(PlanText, DefaultRowsAndRoundTrip) {
     EXPECT_FALSE(shortPlan[0].active);
 }
 
+// What the Backup, Export and Import tabs would show as the next dates.
+struct NextDates {
+    explicit NextDates(Scheduler& scheduler) {
+        scheduler.showNextDate = [this](PlanKind kind, int base,
+                                        const std::optional<LocalTime>& due) {
+            shown[{kind, base}] = NextDateText(due);
+        };
+    }
+    std::string Backup(int base) { return shown[{PlanKind::Backup, base}]; }
+    std::map<std::pair<PlanKind, int>, std::string> shown;
+};
+
 class SchedulerNight : public testing::SiteFixture {
   protected:
     void SetUp() override {
@@ -75,7 +88,6 @@ class SchedulerNight : public testing::SiteFixture {
     std::string Marker(const std::string& key, const std::string& ini = "C/KV_Config/BK_PRG.ini") {
         return LectureIni(dir.file(ini), "Data_Backup", key, "<none>");
     }
-    RecordingView view;
 };
 
 TEST_F(SchedulerNight, PlanFromSettingsWithTheZoneFallBackAndSaveOrder) {
@@ -103,11 +115,12 @@ TEST_F(SchedulerNight, PlanFromSettingsWithTheZoneFallBackAndSaveOrder) {
 }
 
 TEST_F(SchedulerNight, TheNightRunsTheBackupAtItsMinuteAndArmsTheNextOne) {
-    Scheduler scheduler(view);
+    Scheduler scheduler;
+    NextDates next(scheduler);
     scheduler.Load();
     scheduler.Plan(0).backup.active = true;  // the default plan: every day at 02:02
     scheduler.Save(0);
-    EXPECT_EQ(view.Text("TexteDateProchainBackup", 0), "lundi 23 novembre 2026 02:02");
+    EXPECT_EQ(next.Backup(0), "lundi 23 novembre 2026 02:02");
 
     bool ranAt0202 = false;
     while (AppClock().Now() < MakeLocalTime(2026, 11, 23, 2, 3, 0)) {
@@ -122,7 +135,7 @@ TEST_F(SchedulerNight, TheNightRunsTheBackupAtItsMinuteAndArmsTheNextOne) {
             EXPECT_TRUE(fs::exists(dir.file("C/KV_Local/KV_Data/_Backup/Lundi/FRADA22.btr")));
             EXPECT_EQ(Marker("Actif"), "0FF");
             EXPECT_EQ(Marker("Start"), "0FF");
-            EXPECT_EQ(view.Text("TexteDateProchainBackup", 0), "mardi 24 novembre 2026 02:02");
+            EXPECT_EQ(next.Backup(0), "mardi 24 novembre 2026 02:02");
         }
         clock->Advance(std::chrono::seconds(30));
     }
@@ -137,7 +150,7 @@ TEST_F(SchedulerNight, TheNightRunsTheBackupAtItsMinuteAndArmsTheNextOne) {
 }
 
 TEST_F(SchedulerNight, ATickDuringARunStartsNothing) {
-    Scheduler scheduler(view);
+    Scheduler scheduler;
     scheduler.Load();
     scheduler.Plan(0).backup.active = true;
     scheduler.Save(0);
@@ -151,7 +164,7 @@ TEST_F(SchedulerNight, ATickDuringARunStartsNothing) {
 }
 
 TEST_F(SchedulerNight, ExportAndImportNaturesSayWhatTheyDid) {
-    Scheduler scheduler(view);
+    Scheduler scheduler;
     scheduler.Load();
     BasePlan& plan = scheduler.Plan(0);
     plan.exportPlan = PlanOf({{true, 0, 2, 0}});
@@ -194,8 +207,7 @@ TEST(SchedulerTwoBases, DueAtTheSameMinuteTheyRunOneAfterTheOtherInBaseOrder) {
     ASSERT_EQ(InitGeneralSite(), SiteInitResult::Ok);
     ASSERT_EQ(Site().baseCount, 2);
 
-    RecordingView view;
-    Scheduler scheduler(view);
+    Scheduler scheduler;
     scheduler.Load();
     for (int b = 0; b < 2; ++b) {
         scheduler.Plan(b).backup.active = true;  // every day at 02:02

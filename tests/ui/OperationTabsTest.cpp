@@ -16,7 +16,7 @@
 #include "tests/ui/UiTestSupport.h"
 #include "ui/Frm_Main.h"
 #include "ui/PlanningPages.h"
-#include "ui/QtOperationView.h"
+#include "ui/ControlName.h"
 #include "ui/SingleInstance.h"
 
 namespace toverin {
