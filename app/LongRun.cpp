@@ -33,10 +33,21 @@ LongRun::~LongRun() {
     Holder().clear();
 }
 
-std::string LongRun::Refusal() const {
-    if (held_) return "";
-    return "Une autre opération est en cours : " + refusedBy_ +
+namespace {
+
+std::string RefusalNaming(const std::string& activity) {
+    return "Une autre opération est en cours : " + activity +
            ".\r\n\r\nAttendez la fin de cette opération avant d'en lancer une autre.";
+}
+
+}  // namespace
+
+std::string LongRun::Refusal() const {
+    return held_ ? "" : RefusalNaming(refusedBy_);
+}
+
+std::string LongRunRefusal() {
+    return Held() ? RefusalNaming(Holder()) : "";
 }
 
 bool LongRunUnderWay() {

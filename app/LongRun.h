@@ -31,5 +31,8 @@ class LongRun {
 bool LongRunUnderWay();
 // What the run under way is doing; "" when none.
 const std::string& LongRunActivity();
+// The message refusing a start while a run holds the program; "" when none does. Lets a button
+// refuse before it asks its own questions.
+std::string LongRunRefusal();
 
 }  // namespace toverin

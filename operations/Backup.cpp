@@ -11,6 +11,7 @@
 #include "app/FileOps.h"
 #include "app/Ini.h"
 #include "app/Log.h"
+#include "app/LongRun.h"
 #include "app/Paths.h"
 #include "app/Site.h"
 #include "app/Text.h"
@@ -103,12 +104,14 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options,
     BackupOutcome outcome;
     if (base < 0 || base >= static_cast<int>(Site().bases.size())) return outcome;
     OperationFlags& flags = Operations();
-    if (flags.backupRunning[base]) return outcome;
-    flags.backupRunning[base] = true;
-    outcome.started = true;
-    BusyScope busy;
-    const std::string previousCaption = AppCaption();
     const BaseConfig& cfg = BaseOf(base);
+    LongRun run("Backup de la base " + cfg.label);
+    if (!run.ok()) {
+        AffMsg(run.Refusal(), MsgButtons::Ok, MsgIcon::Critical);
+        return outcome;
+    }
+    outcome.started = true;
+    const std::string previousCaption = AppCaption();
     const LocalTime start = AppClock().Now();
     bool errorEnded = false;
 
@@ -329,7 +332,6 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options,
         EcritureIni(cfg.BkSysIni(), "Sauvegarde", "Date", FormatDateTime(end));
         EcritureIni(cfg.BkSysIni(), "Sauvegarde", dayName, FormatDateTime(end));
         progress.OnProgress(progress::BackupRecorded{WeekdayMondayFirst(end), end});
-        if (AfterBackupHook()) AfterBackupHook()(base);
     }
     TraceLogEncadre("Backup: Ended. Duration: " + FormatDuration(seconds), '=');
     progress.OnProgress(progress::ControlsEnabled{false});
@@ -343,13 +345,17 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options,
         ended.outcome = progress::Outcome::Incomplete;
     progress.OnProgress(ended);
     Marker(base, "Start", "0FF");
-    flags.backupRunning[base] = false;
     if (PlayersConfigured()) SendToPlayers("<Ended>");
     TraceLogForce();
     return outcome;
 }
 
 void CommandBkpNow_Click(int base, ProgressObserver& progress) {
+    // Refused before the question: another run holds the program.
+    if (LongRunUnderWay()) {
+        AffMsg(LongRunRefusal(), MsgButtons::Ok, MsgIcon::Critical);
+        return;
+    }
     MsgAnswer answer = AffMsg(
         "Voulez-vous sauvegarder toutes les données (sans tenir compte du nombre de jours "
         "d'historique à sauvegarder) ?",

@@ -7,9 +7,11 @@ OperationFlags& Operations() {
     return flags;
 }
 
-std::function<void(int base)>& AfterBackupHook() {
-    static std::function<void(int)> hook;
-    return hook;
+void RequestShutdownStop() {
+    OperationFlags& flags = Operations();
+    flags.shutdown = true;
+    flags.stopRequested.fill(true);
+    flags.paused.fill(false);
 }
 
 }  // namespace toverin

@@ -6,6 +6,7 @@
 #include "app/EventPump.h"
 #include "app/FileOps.h"
 #include "app/Log.h"
+#include "app/LongRun.h"
 #include "app/Paths.h"
 #include "app/Site.h"
 #include "app/Text.h"
@@ -43,7 +44,12 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, const Backup
         outcome.refused = true;
         return outcome;
     }
-    BusyScope busy;
+    LongRun run("Restauration de la base " + cfg.label);
+    if (!run.ok()) {
+        AffMsg(run.Refusal(), MsgButtons::Ok, MsgIcon::Critical);
+        outcome.refused = true;
+        return outcome;
+    }
     const std::string previousCaption = AppCaption();
     std::string caption = OperationCaption(" - Restauration en cours de la base ", base);
     SetAppCaption(caption);
@@ -184,7 +190,12 @@ CreationOutcome CreateData(int base, const CreationRequest& request, ProgressObs
         outcome.refused = true;
         return outcome;
     }
-    BusyScope busy;
+    LongRun run("Création de fichiers de la base " + cfg.label);
+    if (!run.ok()) {
+        AffMsg(run.Refusal(), MsgButtons::Ok, MsgIcon::Critical);
+        outcome.refused = true;
+        return outcome;
+    }
     const std::string previousCaption = AppCaption();
     std::string caption = OperationCaption(" - Creation en cours de la base ", base);
     SetAppCaption(caption);

@@ -5,6 +5,7 @@
 #include "app/Errors.h"
 #include "app/Ini.h"
 #include "app/Log.h"
+#include "app/LongRun.h"
 #include "operations/Backup.h"
 #include "operations/OperationState.h"
 #include "store/Pervasive.h"
@@ -16,13 +17,7 @@ const std::array<const char*, 3> kExportNatures = {"Export vers les stations", "
 const std::array<const char*, 3> kImportNatures = {"Import des stations", "Import Maya (RMB)",
                                                    "Import NinSight"};
 
-Scheduler::~Scheduler() {
-    AfterBackupHook() = nullptr;
-}
-
 void Scheduler::Load() {
-    // A finished backup shows the next one at once.
-    AfterBackupHook() = [this](int base) { DetermineDateProchainBackup(base); };
     for (int b = 0; b < Site().baseCount; ++b) {
         plans_[b] = LoadPlan(b);
         DetermineDateProchainBackup(b);
@@ -60,7 +55,8 @@ void Scheduler::DetermineDateProchainImport(int base) {
 
 void Scheduler::TimerMain_Timer() {
     Guarded("TimerMain_Timer:Frm_Main", 0, [this] {
-        if (Operations().busy) return 0;
+        // A run holds the program: nothing starts meanwhile.
+        if (LongRunUnderWay()) return 0;
         const int bases = std::min<int>(Site().baseCount, static_cast<int>(Site().bases.size()));
         for (int b = 0; b < bases; ++b) {
             if (!backup_[b].armed) continue;
@@ -84,16 +80,15 @@ void Scheduler::TimerMain_Timer() {
                 NullProgress nobody;
                 BackupData(b, plans_[b].backupAll, backupProgress ? backupProgress(b) : nobody);
                 AutomaticMode() = false;
-                // A finished backup arms its next date itself; a stopped or failed one waits for
-                // its next planned date all the same.
-                if (!backup_[b].armed) DetermineDateProchainBackup(b);
+                // Whatever the outcome, the next planned date is the next try.
+                DetermineDateProchainBackup(b);
             }
         }
-        if (Operations().busy) return 0;
+        if (LongRunUnderWay()) return 0;
         for (int b = 0; b < bases; ++b) {
             if (export_[b].armed && AppClock().Now() >= export_[b].next) RunExport(b);
         }
-        if (Operations().busy) return 0;
+        if (LongRunUnderWay()) return 0;
         for (int b = 0; b < bases; ++b) {
             if (import_[b].armed && AppClock().Now() >= import_[b].next) RunImport(b);
         }

@@ -24,7 +24,6 @@ struct ScheduleState {
 class Scheduler {
   public:
     Scheduler() = default;
-    ~Scheduler();
     Scheduler(const Scheduler&) = delete;
     Scheduler& operator=(const Scheduler&) = delete;
 

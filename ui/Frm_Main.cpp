@@ -145,6 +145,9 @@ bool Frm_Main::Form_Load() {
         planning_ = new PlanningPages(this);
         planning_->Build();
         planning_->scheduler().standbyCheck = [this] { TimerVeille_Timer(); };
+        operationPages_->afterBackup = [this](int base) {
+            planning_->scheduler().DetermineDateProchainBackup(base);
+        };
         if (!timerMainTick) timerMainTick = [this] { planning_->scheduler().TimerMain_Timer(); };
         if (!savePlanning) savePlanning = [this] { planning_->SaveAll(); };
         tray_ = new FrmSysTray([this] { ShowFromStandby(); }, [this] { ShowAbout(); }, this);

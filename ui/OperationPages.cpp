@@ -290,8 +290,8 @@ void OperationPages::ShowRestoreDates() {
 }
 
 void OperationPages::CommandBkpNow(int base) {
-    if (Operations().backupRunning[base]) return;
     CommandBkpNow_Click(base, *backup_[base]);
+    if (afterBackup) afterBackup(base);
 }
 
 void OperationPages::CommandBkpPause(int base) {

@@ -3,6 +3,7 @@
 
 #include <QObject>
 #include <array>
+#include <functional>
 #include <memory>
 
 #include "app/Site.h"
@@ -31,6 +32,8 @@ class OperationPages : public QObject {
     void CommandBkpStop(int base);
     void CommandRestoreNow(int base);
     void CommandCreationNow(int base);
+    // Called after a backup started here, whatever its outcome (the plan shows its next date).
+    std::function<void(int base)> afterBackup;
     // Fills the seven restore-date boxes of every base from "Bk_Sys.ini".
     void ShowRestoreDates();
 

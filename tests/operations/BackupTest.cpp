@@ -11,6 +11,7 @@
 #include "app/EventPump.h"
 #include "app/FileOps.h"
 #include "app/Ini.h"
+#include "app/LongRun.h"
 #include "app/Startup.h"
 #include "operations/Backup.h"
 #include "operations/OperationState.h"
@@ -85,7 +86,7 @@ TEST_F(Backup, LimitedBackupWritesTheWeekdayFolderOnBothRootsWithTheKeptRecords)
               "lundi 23 novembre 2026 10:00:00");
     EXPECT_EQ(view.Last<progress::Started>()->caption,
               "Kavella: Toverin - V 3.4.0 - Backup en cours de la base Radio Test");
-    EXPECT_FALSE(Operations().busy);
+    EXPECT_FALSE(LongRunUnderWay());
 
     std::string log = Log();
     for (const char* line :
@@ -154,7 +155,7 @@ TEST_F(Backup, MissingSourceAndUndeletableTargetSkipOnlyThatStationFile) {
     EXPECT_EQ(Count(LocalDay() + "FRADB29.btr"), 2u);
 }
 
-TEST_F(Backup, ASecondStartDuringARunDoesNothing) {
+TEST_F(Backup, ASecondStartDuringARunIsRefusedWithAMessageNamingTheRun) {
     int calls = 0;
     BackupOutcome inner;
     SetEventPump([&] {
@@ -164,6 +165,11 @@ TEST_F(Backup, ASecondStartDuringARunDoesNothing) {
     SetEventPump(nullptr);
     EXPECT_TRUE(outer.finished);
     EXPECT_FALSE(inner.started);
+    ASSERT_EQ(dialogs.messages.size(), 1u);
+    EXPECT_EQ(dialogs.messages[0].icon, MsgIcon::Critical);
+    EXPECT_NE(dialogs.messages[0].text.find("Backup de la base Radio Test"), std::string::npos);
+    EXPECT_EQ(Log().find("Backup: Started", Log().find("Backup: Started") + 1), std::string::npos)
+        << "one run only";
 }
 
 TEST_F(Backup, StopAsksAndYesEndsWithoutRecordingTheDate) {

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "app/Ini.h"
+#include "app/LongRun.h"
 #include "operations/OperationState.h"
 #include "operations/Planning.h"
 #include "operations/Scheduler.h"
@@ -155,9 +156,10 @@ TEST_F(SchedulerNight, ATickDuringARunStartsNothing) {
     scheduler.Plan(0).backup.active = true;
     scheduler.Save(0);
     clock->Set(MakeLocalTime(2026, 11, 23, 2, 2, 30));
-    Operations().busy = true;
-    scheduler.TimerMain_Timer();
-    Operations().busy = false;
+    {
+        LongRun restore("Restauration de la base Radio Test");
+        scheduler.TimerMain_Timer();
+    }
     EXPECT_FALSE(fs::exists(dir.file("C/KV_Data/_Backup/Lundi")));
     EXPECT_TRUE(scheduler.Backup(0).armed);
     EXPECT_EQ(Marker("Actif"), "<none>");

@@ -4,19 +4,21 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QProgressBar>
 #include <QPushButton>
 
 #include "app/EventPump.h"
 #include "app/Ini.h"
+#include "app/LongRun.h"
 #include "app/Startup.h"
 #include "operations/BackupSettings.h"
 #include "operations/OperationState.h"
 #include "tests/operations/SiteFixture.h"
 #include "tests/ui/UiTestSupport.h"
+#include "ui/ControlName.h"
 #include "ui/Frm_Main.h"
 #include "ui/PlanningPages.h"
-#include "ui/ControlName.h"
 #include "ui/SingleInstance.h"
 
 namespace toverin {
@@ -125,6 +127,44 @@ TEST_F(OperationTabs, BackupButtonWithPauseAndStopDuringTheRun) {
     testing::SaveScreenshot(&frm, "restauration_tab");
     frm.SftTabsMain()->setCurrentIndex(static_cast<int>(MainTab::Creation));
     testing::SaveScreenshot(&frm, "creation_tab");
+    Close(frm, ui::kFormCode);
+}
+
+TEST_F(OperationTabs, StartButtonsOfOtherTabsAreRefusedWhileABackupRuns) {
+    Frm_Main frm(instance.get());
+    ASSERT_TRUE(frm.Form_Load());
+    frm.show();
+    auto* now = Control<QPushButton>(frm, "CommandBkpNow");
+    auto* restore = Control<QPushButton>(frm, "CommandRestoreNow");
+    auto* create = Control<QPushButton>(frm, "CommandCreationNow");
+    Control<QListWidget>(frm, "ListeCreationStation")->item(0)->setSelected(true);
+    Control<QListWidget>(frm, "ListeRestaurationStation")->item(0)->setSelected(true);
+
+    dialogs.QueueAnswer(MsgAnswer::No);  // not the whole history
+    int calls = 0;
+    SetEventPump([&] {
+        QApplication::processEvents(QEventLoop::AllEvents, 5);
+        if (++calls == 3) {
+            create->click();
+            restore->click();
+            now->click();
+        }
+    });
+    now->click();
+    SetEventPump([] { QApplication::processEvents(QEventLoop::AllEvents, 20); });
+
+    ASSERT_EQ(dialogs.messages.size(), 4u);
+    for (size_t i = 1; i < 4; ++i) {
+        EXPECT_EQ(dialogs.messages[i].icon, MsgIcon::Critical);
+        EXPECT_EQ(dialogs.messages[i].text,
+                  "Une autre opération est en cours : Backup de la base Radio Test.\r\n\r\n"
+                  "Attendez la fin de cette opération avant d'en lancer une autre.");
+    }
+    std::string log = Log();
+    EXPECT_EQ(log.find("Restore: Started"), std::string::npos);
+    EXPECT_EQ(log.find("Create: File"), std::string::npos);
+    EXPECT_EQ(log.find("Backup: Started", log.find("Backup: Started") + 1), std::string::npos);
+    EXPECT_FALSE(LongRunUnderWay());
     Close(frm, ui::kFormCode);
 }
 
