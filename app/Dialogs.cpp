@@ -78,6 +78,14 @@ void SetAppDialogs(Dialogs* dialogs) {
     gDialogs = dialogs ? dialogs : &gUnattended;
 }
 
+UnattendedScope::UnattendedScope() : previous_(gDialogs) {
+    gDialogs = &unattended_;
+}
+
+UnattendedScope::~UnattendedScope() {
+    gDialogs = previous_;
+}
+
 MsgAnswer AffMsg(const std::string& text, MsgButtons buttons, MsgIcon icon,
                  const std::string& title, std::optional<MsgAnswer> unattended) {
     return AppDialogs().Message(

@@ -54,6 +54,21 @@ std::string AnswerName(MsgAnswer answer);  // "Oui", "Non", ...
 Dialogs& AppDialogs();
 void SetAppDialogs(Dialogs* dialogs);
 
+// A run nobody watches (the scheduler's, the command line's): for its lifetime every question
+// gets its unattended answer and is logged, whatever port the program uses otherwise; the port
+// in use before comes back at the end.
+class UnattendedScope {
+  public:
+    UnattendedScope();
+    ~UnattendedScope();
+    UnattendedScope(const UnattendedScope&) = delete;
+    UnattendedScope& operator=(const UnattendedScope&) = delete;
+
+  private:
+    Dialogs* previous_;
+    UnattendedDialogs unattended_;
+};
+
 // The program's message box.
 MsgAnswer AffMsg(const std::string& text, MsgButtons buttons, MsgIcon icon,
                  const std::string& title = "", std::optional<MsgAnswer> unattended = {});
@@ -67,5 +82,19 @@ std::string AfficherMessageBoxOuInputBox(bool inputBox, const std::string& text,
 // sets it).
 const std::string& AppCaption();
 void SetAppCaption(const std::string& caption);
+
+// The caption while a long operation lasts; the previous one comes back at the end.
+class CaptionScope {
+  public:
+    explicit CaptionScope(const std::string& caption) : previous_(AppCaption()) {
+        SetAppCaption(caption);
+    }
+    ~CaptionScope() { SetAppCaption(previous_); }
+    CaptionScope(const CaptionScope&) = delete;
+    CaptionScope& operator=(const CaptionScope&) = delete;
+
+  private:
+    std::string previous_;
+};
 
 }  // namespace toverin

@@ -2,6 +2,8 @@
 
 #include <thread>
 
+#include "app/Log.h"
+
 namespace toverin {
 namespace {
 std::function<void()> gPump;
@@ -12,6 +14,7 @@ void SetEventPump(std::function<void()> pump) {
 }
 
 void DoEvents() {
+    TraceLogTick();
     if (gPump) {
         gPump();
     } else {
@@ -21,6 +24,7 @@ void DoEvents() {
 }
 
 void ServeEvents() {
+    TraceLogTick();
     if (gPump) gPump();
 }
 

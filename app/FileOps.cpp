@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/wait.h>
@@ -172,6 +173,88 @@ std::string ReadWholeFile(const std::string& path) {
     while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) out.append(buf, n);
     std::fclose(f);
     return out;
+}
+
+int FolderWriteError(const std::string& folder) {
+    std::error_code ec;
+    if (!fs::is_directory(folder, ec)) return ec && ec.value() != ENOENT ? ec.value() : ENOENT;
+    std::string probe =
+        (fs::path(folder) / (".toverin-write-test-" + std::to_string(::getpid()))).string();
+    Descriptor fd(::open(probe.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    if (fd.get() < 0) return errno;
+    // A few blocks, so that a disk with hardly any room left says so now.
+    std::vector<char> block(16384, '\0');
+    int error = 0;
+    if (::write(fd.get(), block.data(), block.size()) != static_cast<ssize_t>(block.size()))
+        error = errno != 0 ? errno : ENOSPC;
+    if (error == 0 && ::fsync(fd.get()) != 0) error = errno;
+    if (fd.Close() != 0 && error == 0) error = errno;
+    ::unlink(probe.c_str());
+    return error;
+}
+
+bool IsFolderWriteFault(int error) {
+    switch (error) {
+        case ENOSPC:
+        case EDQUOT:
+        case EROFS:
+        case EACCES:
+        case EPERM:
+        case ENOENT:
+        case ENOTDIR:
+        case EIO:
+        case ENODEV:
+        case ENXIO:
+        case ESTALE:
+            return true;
+        default:
+            return false;
+    }
+}
+
+std::string SystemReason(int error) {
+    return std::generic_category().message(error);
+}
+
+std::string SystemReasonFr(int error) {
+    switch (error) {
+        case ENOSPC:
+            return "plus de place sur le disque";
+        case EDQUOT:
+            return "quota d'espace disque dépassé";
+        case EROFS:
+            return "système de fichiers en lecture seule";
+        case EACCES:
+        case EPERM:
+            return "permission refusée";
+        case ENOENT:
+        case ENOTDIR:
+            return "dossier introuvable";
+        case EIO:
+            return "erreur d'entrée-sortie du disque";
+        case ENODEV:
+        case ENXIO:
+        case ESTALE:
+            return "disque ou partage réseau inaccessible";
+        default:
+            return "erreur système " + std::to_string(error) + " (" + SystemReason(error) + ")";
+    }
+}
+
+FileLock::FileLock(const std::string& path) {
+    int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    if (fd < 0) return;
+    // flock, not fcntl: it belongs to this descriptor, so closing another descriptor of the same
+    // file elsewhere in the process does not release it.
+    if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        ::close(fd);
+        return;
+    }
+    fd_ = fd;
+}
+
+FileLock::~FileLock() {
+    if (fd_ >= 0) ::close(fd_);
 }
 
 bool IsFileInUse(const std::string& path) {

@@ -30,6 +30,33 @@ std::string LibSize(uint64_t bytes);
 // Creates the folder when missing; tells the user when it cannot be created.
 bool VerificationEtCreationRepertoire(const std::string& folder);
 
+// Whether `folder` takes writes: writes a small file there, makes it reach the disk and removes
+// it. 0 when it does, else the system's error number (no space, read-only, permission refused,
+// missing folder ...).
+int FolderWriteError(const std::string& folder);
+// An error that every write into the same folder would meet as well (no space left, a read-only
+// file system, a permission refused, a folder or disk that went away), as opposed to a fault of
+// one file.
+bool IsFolderWriteFault(int error);
+// The system's reason for an error number: in English for the log, in French for the user.
+std::string SystemReason(int error);
+std::string SystemReasonFr(int error);
+
+// An advisory lock on `path` (created when missing), held for the object's lifetime and
+// released by the system when the process ends, however it ends. Not held when another process
+// (or another FileLock of this one) holds it.
+class FileLock {
+  public:
+    explicit FileLock(const std::string& path);
+    ~FileLock();
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+    bool held() const { return fd_ >= 0; }
+
+  private:
+    int fd_ = -1;
+};
+
 // The whole content of a file ("" when it cannot be read).
 std::string ReadWholeFile(const std::string& path);
 

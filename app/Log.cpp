@@ -170,6 +170,17 @@ void TraceLogEncadre(int f1, int f2, int f3, std::string_view message, char fram
     TraceLog(f1, f2, f3, rule);
     TraceLog(f1, f2, f3, message);
     TraceLog(f1, f2, f3, rule);
+    // A framed line marks a step of the run: it is on the disk at once.
+    TraceLogForce();
+}
+
+void TraceLogTick() {
+    try {
+        LogState& st = State();
+        std::lock_guard lock(st.mutex);
+        if (!st.pending.empty() && GetTickCount64() - st.lastWriteTick >= 1000) ForceLocked(st);
+    } catch (...) {
+    }
 }
 
 void TraceLogForce() {

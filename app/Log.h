@@ -29,6 +29,9 @@ inline void TraceLogEncadre(std::string_view message, char frame = '=') {
     TraceLogEncadre(-1, -1, -1, message, frame);
 }
 void TraceLogForce();
+// Writes the pending lines when the last write is a second old: called by the timers and the work
+// loops, so that the day's file keeps up even when no later line comes.
+void TraceLogTick();
 
 // The procedure trace: when on, procedures that support it log "Module:Name" as they start, so
 // that a site's log shows the path that led to a fault.

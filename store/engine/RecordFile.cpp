@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "store/engine/EngineFile.h"
+#include "store/engine/FileSwap.h"
 
 namespace toverin::engine {
 
@@ -153,22 +154,8 @@ int16_t RecordFile::Create(const std::string& path, const KeyLayout& layout) {
     fs::path target(path);
     fs::path folder = target.parent_path().empty() ? fs::path(".") : target.parent_path();
     if (!fs::is_directory(folder, ec)) return btr::kFileNotFound;
-    if (fs::exists(target, ec)) {
-        if (fs::is_directory(target, ec)) return btr::kInvalidFileName;
-        try {
-            // Leaving WAL needs every other connection gone, and an exclusive transaction needs
-            // no other reader or writer: either failing means another process uses the file.
-            Database old(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
-            if (old.QueryText("PRAGMA journal_mode=DELETE") != "delete")
-                return btr::kFileInUseCreate;
-            old.Exec("BEGIN EXCLUSIVE");
-            old.Exec("COMMIT");
-        } catch (const SqliteError& e) {
-            if (e.primary() == SQLITE_BUSY || e.primary() == SQLITE_LOCKED)
-                return btr::kFileInUseCreate;
-            // Anything else is not one of our files (or is damaged): it is simply replaced.
-        }
-    }
+    // A file another process uses, or a folder or a device under the name, is not replaced.
+    if (int16_t status = CheckReplaceable(path); status != btr::kSuccess) return status;
     // Built aside and renamed into place, so that a crash leaves the old file or the new one.
     std::string building = path + ".creating";
     fs::remove(building, ec);
