@@ -63,10 +63,12 @@ struct PhaseChanged {
 struct DayReached {
     std::string day;
 };
-// A backup was recorded as the last good one of its weekday (Monday = 1).
+// A backup was recorded as the last good one of its weekday (Monday = 1): the weekday of the
+// folder it wrote. `complete` is false when some of its files failed.
 struct BackupRecorded {
     int weekday = 1;
     LocalTime time;
+    bool complete = true;
 };
 // Whether the run's Stop and Pause can be used.
 struct ControlsEnabled {

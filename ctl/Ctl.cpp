@@ -14,15 +14,17 @@ const char* kUsage =
     "      {ls|put LOCAL REMOTE|get REMOTE LOCAL|rm NAME|rmdir NAME|size NAME}\n"
     "  backup [--root DIR] --base N [--all]\n"
     "  restore [--root DIR] --base N --day DAY --stations LIST [--files LIST] [--whole-file]\n"
+    "      [--from server|local]\n"
     "  create [--root DIR] --base N --stations LIST --files LIST [--yes]\n"
     "      N: the base index as in /Backup_Base= (0 = the first base); LIST: 1,3 or 2-4 or all\n"
-    "  demo create DIR [--size small|medium|large] [--history-days N]\n"
+    "  demo create DIR [--size small|medium|large] [--history-days N] [--force]\n"
     "  file stat PATH\n"
     "  file dump PATH [--key N] [--from V] [--to V] [--format csv|xml] [--catalogue N]\n"
     "  file create PATH [--catalogue N]\n"
     "  file copy SRC DST\n"
     "  file check PATH\n"
-    "exit status: 0 ok, 1 failed, 2 usage error, 3 missing file, 4 not a record file\n";
+    "exit status: 0 ok, 1 failed (any file that failed, a site not found), 2 usage error,\n"
+    "  3 missing file, 4 not a record file\n";
 
 }  // namespace
 

@@ -1,9 +1,12 @@
 // toverinctl demo create: a demo site for trying the program, for the tests and the benchmarks.
 #include <chrono>
+#include <filesystem>
 #include <iomanip>
 #include <iostream>
 
 #include "app/Clock.h"
+#include "app/FileOps.h"
+#include "app/Paths.h"
 #include "app/Text.h"
 #include "ctl/Ctl.h"
 #include "tools/DemoSite.h"
@@ -13,7 +16,7 @@ namespace toverin::ctl {
 namespace {
 
 const char* kDemoUsage =
-    "usage: toverinctl demo create DIR [--size small|medium|large] [--history-days N]";
+    "usage: toverinctl demo create DIR [--size small|medium|large] [--history-days N] [--force]";
 
 bool ParseCount(const std::string& text, int& value) {
     if (text.empty() || text.size() > 5) return false;
@@ -30,6 +33,7 @@ int RunDemoCommand(const Args& given) {
     std::string sizeText = "medium", daysText;
     TakeOption(args, "--size", sizeText);
     const bool haveDays = TakeOption(args, "--history-days", daysText);
+    const bool force = TakeFlag(args, "--force");
     for (const auto& a : args)
         if (a.rfind("--", 0) == 0)
             return Fail("demo: unknown option '" + a + "'\n" + kDemoUsage, kExitUsage);
@@ -44,6 +48,18 @@ int RunDemoCommand(const Args& given) {
     if (haveDays && !ParseCount(daysText, days))
         return Fail("demo: --history-days takes a number of days, not '" + daysText + "'",
                     kExitUsage);
+
+    // A site already there is somebody's: it is not written over unless told so.
+    if (!force && FileExists(NormaliseFolder(args[1]) + "Settings/KV3_Config.ini"))
+        return Fail("demo: " + args[1] +
+                        " already holds a site (Settings/KV3_Config.ini); give --force to write "
+                        "the demo site over it",
+                    kExitFailed);
+    // A folder that takes no writes is said in the system's words.
+    if (std::error_code ec; std::filesystem::create_directories(args[1], ec), ec)
+        return Fail("demo: " + args[1] + ": " + ec.message(), kExitFailed);
+    if (int error = FolderWriteError(NormaliseFolder(args[1])); error != 0)
+        return Fail("demo: " + args[1] + ": " + SystemReason(error), kExitFailed);
 
     const auto start = std::chrono::steady_clock::now();
     DemoSiteResult result = CreateDemoSite(args[1], size, days, AppClock().Now());

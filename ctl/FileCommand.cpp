@@ -9,6 +9,7 @@
 #include <iostream>
 #include <optional>
 
+#include "app/FileOps.h"
 #include "app/Paths.h"
 #include "app/Text.h"
 #include "ctl/Ctl.h"
@@ -335,6 +336,25 @@ int DumpCommand(Args args) {
 
 // ---- create, copy
 
+// A target must be a new file, or nothing; a device or a folder is never replaced. 0, or the exit
+// status after the message.
+int CheckNewTarget(const std::string& target) {
+    if (FileExists(target)) return Fail("file: " + target + " exists already", kExitFailed);
+    if (PathExists(target))
+        return Fail("file: " + target + " is not a regular file; nothing was written", kExitFailed);
+    return 0;
+}
+
+// Why a file could not be written in its folder, in the system's words when the folder is the
+// cause (read-only file system, permission denied, no space left).
+std::string WriteFailure(int16_t status, const std::string& path) {
+    const int error = FolderWriteError(FolderOf(path));
+    if (IsFolderWriteFault(error))
+        return FolderOf(path) + ": " + SystemReason(error) + " (status " + std::to_string(status) +
+               ")";
+    return "status " + std::to_string(status);
+}
+
 int CreateCommand(Args args) {
     std::string text;
     int catalogue = -1;
@@ -345,10 +365,10 @@ int CreateCommand(Args args) {
     if (catalogue < 0) catalogue = CatalogueNumberOfName(path);
     if (!CatalogueEntryFor(catalogue).Exists())
         return Usage("give the catalogue number of " + path + " with --catalogue");
-    if (FileExists(path)) return Fail("file: " + path + " exists already", kExitFailed);
+    if (int status = CheckNewTarget(path)) return status;
     int16_t status = EngineFile::Create(path, CreationRecord(catalogue));
     if (status != btr::kSuccess)
-        return Fail("file: status " + std::to_string(status) + " creating " + path, kExitFailed);
+        return Fail("file: " + WriteFailure(status, path) + " creating " + path, kExitFailed);
     std::cout << "Created " << path << ": file " << catalogue << " \"" << FileDescription(catalogue)
               << "\"\n";
     return 0;
@@ -363,11 +383,11 @@ int CopyCommand(const Args& args) {
     btr::PbTBtrFileBuf fileBuf;
     if (in.Stat(fileBuf) != btr::kSuccess)
         return Fail("file: cannot read the structure of " + source, kExitFailed);
-    if (FileExists(target)) return Fail("file: " + target + " exists already", kExitFailed);
+    if (int status = CheckNewTarget(target)) return status;
     fileBuf.RecordCount = 0;
     int16_t status = EngineFile::Create(target, fileBuf);
     if (status != btr::kSuccess)
-        return Fail("file: status " + std::to_string(status) + " creating " + target, kExitFailed);
+        return Fail("file: " + WriteFailure(status, target) + " creating " + target, kExitFailed);
     EngineFile out;
     status = out.Open(target, btr::kOpenAccelerated);
     long long copied = 0;

@@ -1,7 +1,8 @@
 // toverinctl backup / restore / create: the operations of the Backup, Restauration and Création
-// tabs for scripts and service managers. Questions are answered by the flags; a question no flag
-// answers gets No, and both are logged. The exit status is 0 only when the operation finished
-// without error.
+// tabs for scripts and service managers. The command line is checked in full before the site is
+// read, and a site that is not there is refused, not made. Questions are answered by the flags; a
+// question no flag answers gets its unattended answer, and both are logged. The exit status is 0
+// only when the operation did all it had to, and the files that failed are named.
 #include <iostream>
 #include <sstream>
 
@@ -42,53 +43,94 @@ class FlagDialogs final : public Dialogs {
     bool yes_;
 };
 
-// Reads the site as the program does: --root, TOVERIN_ROOT or the user's "Kavella" folder.
-bool OpenSite(Args& args) {
-    std::string root;
-    TakeOption(args, "--root", root);
-    SetSuiteRoot(DetermineSuiteRoot(root, ""));
+// A list of numbers first..last: "1,3", "2-4" or "all". "" when it reads, else what is wrong.
+template <size_t N>
+std::string ParseList(const std::string& option, const std::string& text, int first,
+                      std::array<bool, N>& out) {
+    out.fill(false);
+    if (text == "all") {
+        out.fill(true);
+        return "";
+    }
+    const int last = first + static_cast<int>(N) - 1;
+    const std::string range = std::to_string(first) + ".." + std::to_string(last);
+    std::stringstream ss(text);
+    std::string item;
+    bool any = false;
+    while (std::getline(ss, item, ',')) {
+        const size_t dash = item.find('-', 1);
+        int a = 0, b = 0;
+        try {
+            size_t used = 0;
+            a = std::stoi(item.substr(0, dash), &used);
+            if (used != item.substr(0, dash).size()) throw std::invalid_argument(item);
+            b = a;
+            if (dash != std::string::npos) {
+                b = std::stoi(item.substr(dash + 1), &used);
+                if (used != item.size() - dash - 1) throw std::invalid_argument(item);
+            }
+        } catch (...) {
+            return option + " '" + text + "': '" + item + "' is not a number or a range (" + range +
+                   ", for example 1,3 or 2-4 or all)";
+        }
+        for (int v : {a, b})
+            if (v < first || v > last)
+                return option + " " + std::to_string(v) + ": out of range (" + range + ")";
+        for (int v = a; v <= b; ++v) out[static_cast<size_t>(v - first)] = true;
+        any = true;
+    }
+    return any ? "" : option + " '" + text + "': nothing selected";
+}
+
+// A base number as written: digits only.
+std::string ParseBaseText(const std::string& command, const std::string& text, int& base) {
+    if (text.empty() || text.size() > 3 ||
+        text.find_first_not_of("0123456789") != std::string::npos)
+        return command + ": --base takes a base number (0 = the first base), not '" + text + "'";
+    base = std::stoi(text);
+    return "";
+}
+
+// The site's root, as the program finds it: --root, TOVERIN_ROOT or the user's "Kavella" folder.
+// Nothing is read or made until it is known to hold a site.
+int FindSite(const std::string& command, const std::string& rootOption, std::string& root) {
+    root = DetermineSuiteRoot(rootOption, "");
+    if (!FolderExists(root))
+        return Fail(command + ": site not found: " + root + " does not exist", kExitFailed);
+    if (!FileExists(root + "Settings/KV3_Config.ini"))
+        return Fail(command + ": site not found: " + root +
+                        " holds no Settings/KV3_Config.ini (give the site with --root or "
+                        "TOVERIN_ROOT)",
+                    kExitFailed);
+    return 0;
+}
+
+bool OpenSite(const std::string& root) {
+    SetSuiteRoot(root);
     DetermineDossierSettings();
     DetermineDossierSettingsApplication();
     DetermineFichierConfig();
     return InitGeneralSite() == SiteInitResult::Ok;
 }
 
-bool ParseBase(Args& args, int& base) {
-    std::string text;
-    if (!TakeOption(args, "--base", text)) return false;
-    try {
-        size_t used = 0;
-        base = std::stoi(text, &used);
-        return used == text.size() && base >= 0 && base < Site().baseCount;
-    } catch (...) {
-        return false;
-    }
+// The base exists in the site read.
+std::string CheckBase(const std::string& command, int base) {
+    if (base < Site().baseCount) return "";
+    return command + ": --base " + std::to_string(base) + ": the site has " +
+           std::to_string(Site().baseCount) + " base(s) (0.." +
+           std::to_string(Site().baseCount - 1) + ")";
 }
 
-// "1,3" or "1-3" or "all" into a selection of numbers first..last.
-template <size_t N>
-bool ParseList(const std::string& text, int first, std::array<bool, N>& out) {
-    out.fill(false);
-    if (text == "all") {
-        for (size_t i = 0; i < N; ++i) out[i] = true;
-        return true;
-    }
-    std::stringstream ss(text);
-    std::string item;
-    while (std::getline(ss, item, ',')) {
-        size_t dash = item.find('-');
-        try {
-            int a = std::stoi(item.substr(0, dash));
-            int b = dash == std::string::npos ? a : std::stoi(item.substr(dash + 1));
-            for (int v = a; v <= b; ++v) {
-                if (v - first < 0 || v - first >= static_cast<int>(N)) return false;
-                out[static_cast<size_t>(v - first)] = true;
-            }
-        } catch (...) {
-            return false;
-        }
-    }
-    return true;
+// The stations chosen exist in the base.
+std::string CheckStations(const std::string& command, int base,
+                          const std::array<bool, kMaxStations>& stations) {
+    const int count = Site().bases[static_cast<size_t>(base)].stationCount;
+    for (int i = count; i < kMaxStations; ++i)
+        if (stations[i])
+            return command + ": --stations " + std::to_string(i + 1) + ": base " +
+                   std::to_string(base) + " has " + std::to_string(count) + " station(s) (1.." +
+                   std::to_string(count) + ")";
+    return "";
 }
 
 struct Session {
@@ -98,76 +140,137 @@ struct Session {
         SetAppDialogs(nullptr);
     }
     FlagDialogs dialogs;
-    NullProgress view;
+    NullProgress progress;
 };
+
+std::string NameList(const std::vector<std::string>& names) {
+    std::string list;
+    for (const std::string& name : names) list += (list.empty() ? "" : " ") + name;
+    return list;
+}
+
+// What the three commands share: --root and --base, checked before anything is read.
+struct Common {
+    std::string root;
+    int base = 0;
+};
+
+int ParseCommon(const std::string& command, Args& args, Common& common) {
+    std::string rootOption, baseText;
+    TakeOption(args, "--root", rootOption);
+    if (!TakeOption(args, "--base", baseText))
+        return Fail(command + ": --base N (0 = the first base) is required", kExitUsage);
+    if (std::string error = ParseBaseText(command, baseText, common.base); !error.empty())
+        return Fail(error, kExitUsage);
+    common.root = rootOption;
+    return 0;
+}
+
+int Unexpected(const std::string& command, const Args& args) {
+    return args.empty() ? 0 : Fail(command + ": unexpected '" + args[0] + "'", kExitUsage);
+}
+
+// Reads the site of `common` and checks the base; 0 or the exit status.
+int LoadSite(const std::string& command, Common& common) {
+    if (int status = FindSite(command, common.root, common.root)) return status;
+    if (!OpenSite(common.root)) return Fail(command + ": the site could not be read", kExitFailed);
+    if (std::string error = CheckBase(command, common.base); !error.empty())
+        return Fail(error, kExitUsage);
+    return 0;
+}
 
 }  // namespace
 
 int RunBackupCommand(const Args& input) {
     Args args = input;
-    bool all = TakeFlag(args, "--all");
+    const bool all = TakeFlag(args, "--all");
+    Common common;
+    if (int status = ParseCommon("backup", args, common)) return status;
+    if (int status = Unexpected("backup", args)) return status;
     Session session(false);
-    if (!OpenSite(args)) return Fail("backup: the site could not be read", 3);
-    int base = 0;
-    if (!ParseBase(args, base)) return Fail("backup: --base N (0 = the first base) is required");
-    if (!args.empty()) return Fail("backup: unexpected '" + args[0] + "'");
-    BackupOutcome outcome = BackupData(base, all, session.view);
-    std::cout << "backup of base " << base << ": " << outcome.records << " records, "
-              << outcome.failedFiles << " file(s) failed" << (outcome.stopped ? ", stopped" : "")
-              << "\n";
-    return outcome.finished && outcome.failedFiles == 0 ? 0 : 1;
+    if (int status = LoadSite("backup", common)) return status;
+    BackupOutcome outcome = BackupData(common.base, all, session.progress);
+    std::cout << "backup of base " << common.base << ": " << outcome.copiedFiles
+              << " file(s) copied, " << outcome.records << " records, " << outcome.failedFiles
+              << " file(s) failed";
+    if (!outcome.failedNames.empty()) std::cout << ": " << NameList(outcome.failedNames);
+    if (outcome.stopped) std::cout << "; stopped";
+    if (outcome.failed) std::cout << "; the backup stopped early (see the message above)";
+    if (!outcome.started) std::cout << "; not started";
+    std::cout << "\n";
+    return outcome.Good() ? 0 : kExitFailed;
 }
 
 int RunRestoreCommand(const Args& input) {
     Args args = input;
     RestoreRequest request;
     request.createEmptyStructure = TakeFlag(args, "--whole-file");
-    Session session(false);
-    if (!OpenSite(args)) return Fail("restore: the site could not be read", 3);
-    int base = 0;
-    if (!ParseBase(args, base)) return Fail("restore: --base N (0 = the first base) is required");
-    std::string day, stations, files = "all";
+    Common common;
+    if (int status = ParseCommon("restore", args, common)) return status;
+    std::string day, stations, files = "all", from = "server";
     if (!TakeOption(args, "--day", day))
-        return Fail("restore: --day DAY (Lundi .. Dimanche) is required");
+        return Fail("restore: --day DAY (Lundi .. Dimanche) is required", kExitUsage);
     bool known = false;
     for (int d = 1; d <= 7; ++d) {
         if (EqualsIgnoreCase(day, DayName(d))) {
-            day = DayName(d);
+            request.dayName = DayName(d);
             known = true;
         }
     }
-    if (!known) return Fail("restore: unknown day '" + day + "' (Lundi .. Dimanche)");
-    if (!TakeOption(args, "--stations", stations) || !ParseList(stations, 1, request.stations))
-        return Fail("restore: --stations LIST (for example 1,2 or 1-3) is required");
+    if (!known) return Fail("restore: unknown day '" + day + "' (Lundi .. Dimanche)", kExitUsage);
+    if (!TakeOption(args, "--stations", stations))
+        return Fail("restore: --stations LIST (for example 1,2 or 1-3) is required", kExitUsage);
+    if (std::string e = ParseList("--stations", stations, 1, request.stations); !e.empty())
+        return Fail("restore: " + e, kExitUsage);
     TakeOption(args, "--files", files);
-    if (!ParseList(files, 0, request.files))
-        return Fail("restore: bad --files list '" + files + "'");
-    if (!args.empty()) return Fail("restore: unexpected '" + args[0] + "'");
-    request.dayName = day;
-    RestoreOutcome outcome = RestoreData(base, request, session.view);
-    std::cout << "restore of base " << base << " from " << day << ": " << outcome.restoredFiles
-              << " file(s) restored, " << outcome.failedFiles << " failed\n";
-    return !outcome.refused && outcome.restoredFiles > 0 && outcome.failedFiles == 0 ? 0 : 1;
+    if (std::string e = ParseList("--files", files, 0, request.files); !e.empty())
+        return Fail("restore: " + e, kExitUsage);
+    TakeOption(args, "--from", from);
+    if (from != "server" && from != "local")
+        return Fail("restore: --from takes server or local, not '" + from + "'", kExitUsage);
+    request.fromLocalRoot = from == "local";
+    if (int status = Unexpected("restore", args)) return status;
+    Session session(false);
+    if (int status = LoadSite("restore", common)) return status;
+    if (std::string e = CheckStations("restore", common.base, request.stations); !e.empty())
+        return Fail(e, kExitUsage);
+    RestoreOutcome outcome = RestoreData(common.base, request, session.progress);
+    std::cout << "restore of base " << common.base << " from " << request.dayName << " (" << from
+              << " root): " << outcome.restoredFiles << " file(s) restored, " << outcome.failedFiles
+              << " failed";
+    if (!outcome.failedNames.empty())
+        std::cout << " (left as they were): " << NameList(outcome.failedNames);
+    std::cout << "\n";
+    return !outcome.refused && !outcome.failed && !outcome.stopped && outcome.restoredFiles > 0 &&
+                   outcome.failedFiles == 0
+               ? 0
+               : kExitFailed;
 }
 
 int RunCreateCommand(const Args& input) {
     Args args = input;
-    bool yes = TakeFlag(args, "--yes");
-    Session session(yes);
-    if (!OpenSite(args)) return Fail("create: the site could not be read", 3);
-    int base = 0;
-    if (!ParseBase(args, base)) return Fail("create: --base N (0 = the first base) is required");
+    const bool yes = TakeFlag(args, "--yes");
+    Common common;
+    if (int status = ParseCommon("create", args, common)) return status;
     CreationRequest request;
     std::string stations, files;
-    if (!TakeOption(args, "--stations", stations) || !ParseList(stations, 1, request.stations))
-        return Fail("create: --stations LIST is required");
-    if (!TakeOption(args, "--files", files) || !ParseList(files, 0, request.files))
-        return Fail("create: --files LIST is required");
-    if (!args.empty()) return Fail("create: unexpected '" + args[0] + "'");
-    CreationOutcome outcome = CreateData(base, request, session.view);
-    std::cout << "create in base " << base << ": " << outcome.created << " created, "
+    if (!TakeOption(args, "--stations", stations))
+        return Fail("create: --stations LIST is required", kExitUsage);
+    if (std::string e = ParseList("--stations", stations, 1, request.stations); !e.empty())
+        return Fail("create: " + e, kExitUsage);
+    if (!TakeOption(args, "--files", files))
+        return Fail("create: --files LIST is required", kExitUsage);
+    if (std::string e = ParseList("--files", files, 0, request.files); !e.empty())
+        return Fail("create: " + e, kExitUsage);
+    if (int status = Unexpected("create", args)) return status;
+    Session session(yes);
+    if (int status = LoadSite("create", common)) return status;
+    if (std::string e = CheckStations("create", common.base, request.stations); !e.empty())
+        return Fail(e, kExitUsage);
+    CreationOutcome outcome = CreateData(common.base, request, session.progress);
+    std::cout << "create in base " << common.base << ": " << outcome.created << " created, "
               << outcome.kept << " kept, " << outcome.failed << " failed\n";
-    return !outcome.refused && outcome.failed == 0 ? 0 : 1;
+    return !outcome.refused && outcome.failed == 0 ? 0 : kExitFailed;
 }
 
 }  // namespace toverin::ctl

@@ -1,5 +1,6 @@
 #include "operations/BackupSettings.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "app/Ini.h"
@@ -43,6 +44,10 @@ BackupOptions LoadBackupOptions(int base) {
     o.optionBackup = LectureIni(file, s, "Option_Backup", "0") == "1" ? 1 : 0;
     o.historyDaysText = LectureIni(file, s, "Backup_NbJour", "30");
     o.keyOnError = LectureIni(file, s, "Backup_SaisieCle", "0") == "1";
+    o.staleDays = std::max(
+        1,
+        std::atoi(
+            LectureIni(file, s, "Backup_Alerte_Jours", std::to_string(kDefaultStaleDays)).c_str()));
     std::string files = LectureIni(file, s, "Fichiers_Backup", "");
     for (int f = 0; f < kCatalogueSize; ++f) {
         bool exists = CatalogueEntryFor(f).Exists();
@@ -59,6 +64,7 @@ void SaveBackupOptions(int base, const BackupOptions& o) {
     EcritureIni(file, s, "Option_Backup", o.optionBackup ? "1" : "0");
     EcritureIni(file, s, "Backup_NbJour", o.historyDaysText);
     EcritureIni(file, s, "Backup_SaisieCle", o.keyOnError ? "1" : "0");
+    EcritureIni(file, s, "Backup_Alerte_Jours", std::to_string(o.staleDays));
     std::string files;
     for (bool f : o.files) files.push_back(f ? '1' : '0');
     EcritureIni(file, s, "Fichiers_Backup", files);

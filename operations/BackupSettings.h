@@ -10,12 +10,21 @@
 
 namespace toverin {
 
+// Catalogue files the backup treats apart.
+inline constexpr int kUserRightsFile = 11;  // the user rights stay on their machine
+inline constexpr int kSpotDatesFile = 7;    // a limited backup keeps its undated (1900) records too
+inline constexpr int kSitesFile = 29;       // its "SITES" records stay on their machine
+
+// Days after which a base's last good backup is too old, unless the site says otherwise.
+inline constexpr int kDefaultStaleDays = 2;
+
 struct BackupOptions {
     std::string serverDataFolder;   // TexteDossierDonnees: the base's shared data folder
     std::string localBackupFolder;  // TexteDossierDonneesLocal
     int optionBackup = 0;           // OptionBackup: 0 = local copy first, 1 = server copy first
     std::string historyDaysText = "30";        // TexteBackupNbJour
     bool keyOnError = false;                   // CheckBkpErr
+    int staleDays = kDefaultStaleDays;         // warn when the last good backup is older
     std::array<bool, kCatalogueSize> files{};  // ListeDesFichiers selection
 };
 

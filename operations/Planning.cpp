@@ -141,6 +141,21 @@ std::optional<LocalTime> NextDueDate(const OperationPlan& plan, LocalTime now) {
     return best;
 }
 
+std::optional<LocalTime> LastDueDate(const OperationPlan& plan, LocalTime now) {
+    if (!plan.active) return std::nullopt;
+    const LocalTime today = StartOfDay(now);
+    const int w = WeekdayMondayFirst(now);
+    std::optional<LocalTime> latest;
+    for (const auto& row : plan.rows) {
+        if (!row.active) continue;
+        const auto at = std::chrono::hours(row.hour) + std::chrono::minutes(row.minute);
+        LocalTime candidate = AddDays(today, -((w - (row.weekday + 1) + 7) % 7)) + at;
+        if (candidate > now) candidate = AddDays(candidate, -7);
+        if (!latest || candidate > *latest) latest = candidate;
+    }
+    return latest;
+}
+
 std::string NextDateText(const std::optional<LocalTime>& due) {
     if (!due) return "Non planifié";
     return FormatLongDate(*due) + " " + FormatShortTime(*due);

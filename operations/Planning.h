@@ -61,6 +61,9 @@ void SaveSettings(int base, const BasePlan& plan);
 // The next due date of a plan: the earliest active row after now + 5 s; nothing when the plan is
 // off or no row applies within the 20-day horizon.
 std::optional<LocalTime> NextDueDate(const OperationPlan& plan, LocalTime now);
+// The latest time at or before `now` that the plan named (within the week before it); nothing
+// when the plan is off or has no active row.
+std::optional<LocalTime> LastDueDate(const OperationPlan& plan, LocalTime now);
 // "Non planifié" or the long date and the short time.
 std::string NextDateText(const std::optional<LocalTime>& due);
 

@@ -21,9 +21,127 @@ namespace {
 
 using namespace btr;
 
-const char* kInUseMessage =
-    "' en cours d'utilisation.\r\n\r\nVeuillez arrêter Kavella, voire les postes.\r\n\r\n"
-    "Puis recommencez l'opération.";
+bool AnyStation(const std::array<bool, kMaxStations>& stations, int count) {
+    for (int i = 0; i < count && i < kMaxStations; ++i)
+        if (stations[i]) return true;
+    return false;
+}
+
+progress::Outcome RestoreResult(const RestoreOutcome& outcome) {
+    if (outcome.failed) return progress::Outcome::Failed;
+    if (outcome.stopped) return progress::Outcome::Stopped;
+    if (outcome.failedFiles > 0) return progress::Outcome::Incomplete;
+    return progress::Outcome::Finished;
+}
+
+std::string Names(const std::vector<std::string>& names) {
+    std::string list;
+    for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
+    return list;
+}
+
+// One run of the restore of a base.
+class RestoreRun {
+  public:
+    RestoreRun(int base, const RestoreRequest& request, const BackupOptions& options,
+               ProgressObserver& progress)
+        : base_(base),
+          request_(request),
+          progress_(progress),
+          cfg_(Site().bases[static_cast<size_t>(base)]),
+          dataFolder_(NormaliseFolder(options.serverDataFolder)),
+          // The server root, as the window always reads it; the local root when asked.
+          backupFolder_(BackupDayFolder(
+              request.fromLocalRoot ? options.localBackupFolder : options.serverDataFolder,
+              request.dayName)) {}
+
+    void Files();
+    // One station's file; false when the run must stop.
+    bool StationFile(int f, int s);
+    RestoreOutcome outcome;
+
+  private:
+    const int base_;
+    const RestoreRequest& request_;
+    ProgressObserver& progress_;
+    const BaseConfig& cfg_;
+    const std::string dataFolder_;
+    const std::string backupFolder_;
+    // The run's own slots: the backups read and the data files written.
+    SlotBank sources_{"Restore"};
+    SlotBank copies_{"Restore copies"};
+};
+
+void RestoreRun::Files() {
+    for (int f = 0; f < kCatalogueSize; ++f) {
+        if (!request_.files[f] || !CatalogueEntryFor(f).Exists()) continue;
+        progress_.OnProgress(progress::FileReached{f + 1, kCatalogueSize, ""});
+        for (int i = 0; i < cfg_.stationCount; ++i) {
+            if (!request_.stations[i]) {
+                TraceLog("Station: Not selected");
+                continue;
+            }
+            TraceLog("Station: Selected");
+            if (!StationFile(f, i + 1)) return;
+        }
+    }
+}
+
+bool RestoreRun::StationFile(int f, int s) {
+    const CatalogueEntry& entry = CatalogueEntryFor(f);
+    progress_.OnProgress(progress::StationReached{s, cfg_.stationCount});
+    progress_.OnProgress(progress::FileReached{
+        f + 1, kCatalogueSize, entry.description + " Station: " + std::to_string(s)});
+    ServeEvents();
+    const std::string name = StationFileName(f, s);
+    if (Trim(name).empty()) {
+        TraceLog("Err: File name: Empty");
+        return true;
+    }
+    // A file common to the base goes with station 1, as in the backup: restoring other stations
+    // alone leaves it alone.
+    if (IsCommonFileName(name) && s != 1) return true;
+    const std::string backupFile = backupFolder_ + BackupFileName(name);
+    if (!FileExists(backupFile)) {
+        TraceLog("Err: File not found: " + backupFile);
+        return true;
+    }
+    TraceLog("File found: " + backupFile);
+
+    StationFileJob job;
+    job.base = base_;
+    job.fileNumber = f;
+    job.station = s;
+    job.source = backupFile;
+    job.target = dataFolder_ + name;
+    job.targetMode = kOpenNormal;  // the data file, shared with the stations
+    job.messages = CopyMessages::Restore;
+    job.wholeFile = request_.createEmptyStructure;
+    job.ranges.push_back({std::string(100, '\0'), std::string(100, '\xFF')});
+    job.afterRecord = [] { return !Operations().shutdown; };
+    const StationFileResult result = CopyStationFile({sources_, copies_}, job, progress_);
+    if (result.status == StepStatus::Done) {
+        ++outcome.restoredFiles;
+        return true;
+    }
+    if (result.status == StepStatus::Stopped) {
+        outcome.stopped = true;
+        return false;
+    }
+    ++outcome.failedFiles;
+    outcome.failedNames.push_back(name);
+    if (result.folderError == 0) return true;
+    // The data folder takes no writes: every later file would fail there too.
+    outcome.failed = true;
+    TraceLog("Restore: Err: " + result.folder + ": " + SystemReason(result.folderError) +
+             ": the restore stops here");
+    AffMsg(GestErr_Fra(OwnError::CannotWrite, result.folder) + " (" +
+               SystemReasonFr(result.folderError) +
+               ").\r\n\r\nLa restauration est arrêtée : les fichiers en place n'ont pas été "
+               "modifiés.",
+           MsgButtons::Ok, MsgIcon::Critical);
+    return false;
+}
 
 }  // namespace
 
@@ -33,148 +151,55 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, ProgressObse
 
 RestoreOutcome RestoreData(int base, const RestoreRequest& request, const BackupOptions& options,
                            ProgressObserver& progress) {
-    RestoreOutcome outcome;
-    if (base < 0 || base >= static_cast<int>(Site().bases.size())) return outcome;
+    RestoreOutcome refused;
+    refused.refused = true;
+    if (base < 0 || base >= static_cast<int>(Site().bases.size())) return refused;
     const BaseConfig& cfg = Site().bases[base];
-    bool any = false;
-    for (int i = 0; i < cfg.stationCount; ++i) any = any || request.stations[i];
-    if (!any) {
-        AffMsg("Vous devez sélectionner au moins une station pour restaurer", MsgButtons::Ok,
-               MsgIcon::Critical);
-        outcome.refused = true;
-        return outcome;
-    }
     LongRun run("Restauration de la base " + cfg.label);
     if (!run.ok()) {
         AffMsg(run.Refusal(), MsgButtons::Ok, MsgIcon::Critical);
-        outcome.refused = true;
-        return outcome;
+        return refused;
     }
-    const std::string previousCaption = AppCaption();
-    std::string caption = OperationCaption(" - Restauration en cours de la base ", base);
-    SetAppCaption(caption);
-    TraceLogEncadre("Restore: Started", '=');
+    if (!AnyStation(request.stations, cfg.stationCount)) {
+        AffMsg("Vous devez sélectionner au moins une station pour restaurer", MsgButtons::Ok,
+               MsgIcon::Critical);
+        return refused;
+    }
+    RestoreRun restore(base, request, options, progress);
     const LocalTime start = AppClock().Now();
-    progress.OnProgress(progress::Started{start, caption});
-
-    // Always from the server root: the local copies are the machine's own safety net.
-    const std::string dataFolder = NormaliseFolder(options.serverDataFolder);
-    const std::string backupFolder = BackupDayFolder(dataFolder, request.dayName);
-
-    Guarded("RestoreData:Lib_Restore", 0, [&] {
-        // The run's own slots: the backups read and the data files written.
-        SlotBank sources("Restore");
-        SlotBank copies("Restore copies");
-        const CopyBanks banks{sources, copies};
-        for (int f = 0; f < kCatalogueSize; ++f) {
-            if (!request.files[f] || !CatalogueEntryFor(f).Exists()) continue;
-            const CatalogueEntry& entry = CatalogueEntryFor(f);
-            progress.OnProgress(progress::FileReached{f + 1, kCatalogueSize, ""});
-            for (int i = 0; i < cfg.stationCount; ++i) {
-                const int s = i + 1;
-                if (!request.stations[i]) {
-                    TraceLog("Station: Not selected");
-                    continue;
-                }
-                TraceLog("Station: Selected");
-                progress.OnProgress(progress::StationReached{s, cfg.stationCount});
-                progress.OnProgress(progress::FileReached{
-                    f + 1, kCatalogueSize, entry.description + " Station: " + std::to_string(s)});
-                ServeEvents();
-                const std::string name = StationFileName(f, s);
-                if (Trim(name).empty()) {
-                    TraceLog("Err: File name: Empty");
-                    continue;
-                }
-                // A file common to the base is restored with the first selected station only.
-                if (IsCommonFileName(name)) {
-                    bool first = true;
-                    for (int j = 0; j < i; ++j) first = first && !request.stations[j];
-                    if (!first) continue;
-                }
-                const std::string backupFile = backupFolder + BackupFileName(name);
-                const std::string dataFile = dataFolder + name;
-                if (!FileExists(backupFile)) {
-                    TraceLog("Err: File not found: " + backupFile);
-                    continue;
-                }
-                TraceLog("File found: " + backupFile);
-                if (PathExists(dataFile)) {
-                    File_Delete(dataFile);
-                    if (PathExists(dataFile)) {
-                        TraceLog("Err: Unable to delete " + dataFile);
-                        ++outcome.failedFiles;
-                        continue;
-                    }
-                }
-                // Ticked "Création d'une structure cible vide" copies the backup file whole; the
-                // unticked box rebuilds an empty structure and copies the records. Kept so.
-                if (request.createEmptyStructure && File_Copy(backupFile, dataFile, true)) {
-                    AffMsg("Fichier copié: '" + backupFile + "'\r\n\r\nVers:\r\n\r\n" + dataFile,
-                           MsgButtons::Ok, MsgIcon::Information);
-                    TraceLog("Copy file: " + backupFile + " to " + dataFile);
-                    ++outcome.restoredFiles;
-                    continue;
-                }
-                int16_t created = CreationFichierBTrieve(dataFile, f);
-                if (created != kSuccess) {
-                    TraceLog("Err: " + std::to_string(created) + " Create File: " + dataFile);
-                    if (created == kFileInUseCreate)
-                        AffMsg("Fichier '" + dataFile + kInUseMessage, MsgButtons::Ok,
-                               MsgIcon::Critical);
-                    ++outcome.failedFiles;
-                    continue;
-                }
-                if (ScopedQuiet quiet(sources);
-                    sources.OuvertureFichierBTrieve(base, f, backupFile, entry.recordLength, s,
-                                                    kOpenReadOnly) != kSuccess) {
-                    TraceLog("Err: Can't open the file: " + backupFile);
-                    ++outcome.failedFiles;
-                    continue;
-                }
-                if (ScopedQuiet quiet(copies);
-                    copies.OuvertureFichierBTrieve(base, f, dataFile, entry.recordLength, s,
-                                                   kOpenAccelerated) != kSuccess) {
-                    TraceLog("Err: Can't open the file: " + dataFile);
-                    sources.FermetureFichierBTrieve(base, f, s);
-                    ++outcome.failedFiles;
-                    continue;
-                }
-                TraceLog("Restore started. File:       " + dataFile);
-                CopyStepOptions step;
-                step.sourcePath = backupFile;
-                step.targetPath = dataFile;
-                step.expected = std::max(0LL, sources.RecordCount(base, f, s));
-                step.lower = std::string(100, '\0');
-                step.upper = std::string(100, '\xFF');
-                step.messages = CopyMessages::Restore;
-                const long long expected = step.expected;
-                RecordCopyJob job = CopyJobFor(banks, base, f, s, step, progress);
-                RecordCopyResult copy = CopyRecords(job);
-                TraceLog("Restore ended.   Nb records: " + std::to_string(copy.copied) + " / " +
-                         std::to_string(expected));
-                if (!CloseCopy(job, copy, dataFile)) {
-                    ++outcome.failedFiles;
-                    continue;
-                }
-                if (copy.readError) ++outcome.failedFiles;
-                ++outcome.restoredFiles;
-            }
-        }
-        return 0;
-    });
-
-    const LocalTime end = AppClock().Now();
-    const long long seconds = SecondsBetween(start, end);
-    TraceLogEncadre("Restore: Ended. Duration: " + FormatDuration(seconds), '=');
-    SetAppCaption(previousCaption);
-    progress.OnProgress(progress::Ended{
-        end, seconds,
-        outcome.failedFiles > 0 ? progress::Outcome::Incomplete : progress::Outcome::Finished, ""});
-    if (outcome.restoredFiles > 0)
-        AffMsg("Restauration terminée", MsgButtons::Ok, MsgIcon::Information);
-    else
-        AffMsg("Aucune restauration à faire", MsgButtons::Ok, MsgIcon::Critical);
+    progress::Ended ended;
+    {
+        CaptionScope caption(OperationCaption(" - Restauration en cours de la base ", base));
+        TraceLogEncadre("Restore: Started", '=');
+        progress.OnProgress(progress::Started{start, AppCaption()});
+        Guarded("RestoreData:Lib_Restore", 0, [&] {
+            restore.Files();
+            return 0;
+        });
+        const LocalTime end = AppClock().Now();
+        const long long seconds = SecondsBetween(start, end);
+        const RestoreOutcome& outcome = restore.outcome;
+        TraceLog("Restore: Summary: " + std::to_string(outcome.restoredFiles) +
+                 " files restored, " + std::to_string(outcome.failedFiles) + " failed" +
+                 (outcome.failedNames.empty() ? "" : " (" + Names(outcome.failedNames) + ")"));
+        TraceLogEncadre("Restore: Ended. Duration: " + FormatDuration(seconds), '=');
+        ended = {end, seconds, RestoreResult(outcome),
+                 outcome.failedFiles > 0 ? "laissés tels quels : " + Names(outcome.failedNames)
+                                         : std::string()};
+    }
+    progress.OnProgress(ended);
+    const RestoreOutcome& outcome = restore.outcome;
+    if (!outcome.failed && !outcome.stopped) {
+        // What could not be restored is said with the end of the run: the live files stay.
+        const std::string failures = outcome.failedFiles > 0
+                                         ? "\r\n\r\nFichiers non restaurés, laissés tels quels : " +
+                                               Names(outcome.failedNames)
+                                         : "";
+        if (outcome.restoredFiles > 0)
+            AffMsg("Restauration terminée" + failures, MsgButtons::Ok, MsgIcon::Information);
+        else
+            AffMsg("Aucune restauration à faire" + failures, MsgButtons::Ok, MsgIcon::Critical);
+    }
     TraceLogForce();
     return outcome;
 }
@@ -183,76 +208,76 @@ CreationOutcome CreateData(int base, const CreationRequest& request, ProgressObs
     CreationOutcome outcome;
     if (base < 0 || base >= static_cast<int>(Site().bases.size())) return outcome;
     const BaseConfig& cfg = Site().bases[base];
-    bool any = false;
-    for (int i = 0; i < cfg.stationCount; ++i) any = any || request.stations[i];
-    if (!any) {
-        AffMsg("Vous devez sélectionner au moins une station", MsgButtons::Ok, MsgIcon::Critical);
-        outcome.refused = true;
-        return outcome;
-    }
     LongRun run("Création de fichiers de la base " + cfg.label);
     if (!run.ok()) {
         AffMsg(run.Refusal(), MsgButtons::Ok, MsgIcon::Critical);
         outcome.refused = true;
         return outcome;
     }
-    const std::string previousCaption = AppCaption();
-    std::string caption = OperationCaption(" - Creation en cours de la base ", base);
-    SetAppCaption(caption);
+    if (!AnyStation(request.stations, cfg.stationCount)) {
+        AffMsg("Vous devez sélectionner au moins une station", MsgButtons::Ok, MsgIcon::Critical);
+        outcome.refused = true;
+        return outcome;
+    }
     const LocalTime start = AppClock().Now();
-    progress.OnProgress(progress::Started{start, caption});
-
-    Guarded("CreateData:Lib_Creation", 0, [&] {
-        for (int f = 0; f < kCatalogueSize; ++f) {
-            if (!request.files[f]) continue;
-            const std::string label = FileListLine(f).size() > 3 ? FileListLine(f).substr(3) : "";
-            for (int i = 0; i < cfg.stationCount; ++i) {
-                if (!request.stations[i]) continue;
-                ServeEvents();
-                const int s = i + 1;
-                const std::string name = StationFileName(f, s);
-                if (Trim(name).empty() || name == ".bt6") continue;
-                const std::string path = cfg.dataFolder + name;
-                long long count = 0;
-                if (FileExists(path)) {
-                    count = std::max(0LL, RecordCountOfFile(path));
-                    if (count > 0 &&
-                        AffMsg("Le fichier '" + path + "' contient " + std::to_string(count) +
-                                   " enregistrements.\r\n\r\nLibellé: " + label +
-                                   "\r\n\r\nVoulez-vous le recréer à vide ?",
-                               MsgButtons::YesNo, MsgIcon::Question) != MsgAnswer::Yes) {
-                        ++outcome.kept;
+    progress::Ended ended;
+    {
+        CaptionScope caption(OperationCaption(" - Creation en cours de la base ", base));
+        progress.OnProgress(progress::Started{start, AppCaption()});
+        Guarded("CreateData:Lib_Creation", 0, [&] {
+            for (int f = 0; f < kCatalogueSize && !Operations().shutdown; ++f) {
+                if (!request.files[f]) continue;
+                const std::string label =
+                    FileListLine(f).size() > 3 ? FileListLine(f).substr(3) : "";
+                for (int i = 0; i < cfg.stationCount && !Operations().shutdown; ++i) {
+                    if (!request.stations[i]) continue;
+                    ServeEvents();
+                    const int s = i + 1;
+                    const std::string name = StationFileName(f, s);
+                    if (Trim(name).empty() || name == ".bt6") continue;
+                    const std::string path = cfg.dataFolder + name;
+                    long long count = 0;
+                    if (FileExists(path)) {
+                        count = std::max(0LL, RecordCountOfFile(path));
+                        if (count > 0 &&
+                            AffMsg("Le fichier '" + path + "' contient " + std::to_string(count) +
+                                       " enregistrements.\r\n\r\nLibellé: " + label +
+                                       "\r\n\r\nVoulez-vous le recréer à vide ?",
+                                   MsgButtons::YesNo, MsgIcon::Question) != MsgAnswer::Yes) {
+                            ++outcome.kept;
+                            continue;
+                        }
+                    }
+                    int16_t status = CreationFichierBTrieve(path, f);
+                    if (status != kSuccess) {
+                        TraceLog("Err: " + std::to_string(status) + " Create File: " + path);
+                        if (status == kFileInUseCreate)
+                            AffMsg("Fichier '" + path +
+                                       "' en cours d'utilisation.\r\n\r\nVeuillez arrêter "
+                                       "Kavella, voire éteindre les postes.\r\n\r\nPuis "
+                                       "recommencez l'opération.",
+                                   MsgButtons::Ok, MsgIcon::Critical);
+                        ++outcome.failed;
                         continue;
                     }
+                    TraceLogEncadre("Create: File: " + path +
+                                        " (Prev Nb records: " + std::to_string(count) + ")",
+                                    '=');
+                    AffMsg("Le fichier '" + path + "' a été créé à vide\r\n\r\n" + label,
+                           MsgButtons::Ok, MsgIcon::Information);
+                    ++outcome.created;
                 }
-                int16_t status = CreationFichierBTrieve(path, f);
-                if (status != btr::kSuccess) {
-                    TraceLog("Err: " + std::to_string(status) + " Create File: " + path);
-                    if (status == btr::kFileInUseCreate)
-                        AffMsg(
-                            "Fichier '" + path +
-                                "' en cours d'utilisation.\r\n\r\nVeuillez arrêter Kavella, voire "
-                                "éteindre les postes.\r\n\r\nPuis recommencez l'opération.",
-                            MsgButtons::Ok, MsgIcon::Critical);
-                    ++outcome.failed;
-                    continue;
-                }
-                TraceLogEncadre(
-                    "Create: File: " + path + " (Prev Nb records: " + std::to_string(count) + ")",
-                    '=');
-                AffMsg("Le fichier '" + path + "' a été créé à vide\r\n\r\n" + label,
-                       MsgButtons::Ok, MsgIcon::Information);
-                ++outcome.created;
             }
-        }
-        return 0;
-    });
-
-    const LocalTime end = AppClock().Now();
-    SetAppCaption(previousCaption);
-    progress.OnProgress(progress::Ended{
-        end, SecondsBetween(start, end),
-        outcome.failed > 0 ? progress::Outcome::Incomplete : progress::Outcome::Finished, ""});
+            return 0;
+        });
+        const LocalTime end = AppClock().Now();
+        ended = {end, SecondsBetween(start, end),
+                 Operations().shutdown ? progress::Outcome::Stopped
+                 : outcome.failed > 0  ? progress::Outcome::Incomplete
+                                       : progress::Outcome::Finished,
+                 ""};
+    }
+    progress.OnProgress(ended);
     TraceLogForce();
     return outcome;
 }

@@ -1,9 +1,15 @@
-// Restore of chosen stations' record files of a base from one of its seven weekday backups on
-// the server root, and the (re)creation of empty record files.
+// Restore of chosen stations' record files of a base from one of its seven weekday backups, and
+// the (re)creation of empty record files.
+//
+// A restore never loses the live file: the backup is opened and counted first, each data file is
+// rebuilt under a temporary name beside it, and takes the live file's place only when its copy
+// is complete. A backup that cannot be read, a copy that fails and a run that is killed all leave
+// the live file as it was.
 #pragma once
 
 #include <array>
 #include <string>
+#include <vector>
 
 #include "app/Progress.h"
 #include "app/Site.h"
@@ -17,12 +23,17 @@ struct RestoreRequest {
     std::string dayName;                        // ComboRestaurationJour
     // "Création d'une structure cible vide": ticked means the backup file is copied whole.
     bool createEmptyStructure = false;
+    // Read the local backup root instead of the server's (the window always reads the server's).
+    bool fromLocalRoot = false;
 };
 
 struct RestoreOutcome {
     int restoredFiles = 0;
-    int failedFiles = 0;
-    bool refused = false;  // no station selected
+    int failedFiles = 0;  // left as they were: backup unreadable, file in use, copy failed
+    std::vector<std::string> failedNames;
+    bool refused = false;  // no station selected, or another run under way
+    bool stopped = false;  // the program's shutdown
+    bool failed = false;   // the data folder takes no writes: the restore stopped there
 };
 
 RestoreOutcome RestoreData(int base, const RestoreRequest& request, const BackupOptions& options,

@@ -76,10 +76,7 @@ void Scheduler::TimerMain_Timer() {
                 EcritureIni(marker, "Data_Backup", "Actif", "0FF");
                 Operations().stopRequested[b] = false;
                 TraceLogEncadre("Schedule: Start Backup", '=');
-                AutomaticMode() = true;
-                NullProgress nobody;
-                BackupData(b, plans_[b].backupAll, backupProgress ? backupProgress(b) : nobody);
-                AutomaticMode() = false;
+                RunPlannedBackup(b);
                 // Whatever the outcome, the next planned date is the next try.
                 DetermineDateProchainBackup(b);
             }
@@ -95,6 +92,16 @@ void Scheduler::TimerMain_Timer() {
         if (standbyCheck) standbyCheck();
         return 0;
     });
+}
+
+// Nobody watches a planned backup: every question it raises, the access layer's too, gets its
+// unattended answer and is logged, and nothing waits for an answer at night.
+void Scheduler::RunPlannedBackup(int base) {
+    UnattendedScope unattended;
+    NullProgress nobody;
+    BackupOutcome outcome =
+        BackupData(base, plans_[base].backupAll, backupProgress ? backupProgress(base) : nobody);
+    if (afterBackup) afterBackup(base, outcome);
 }
 
 void Scheduler::RunExport(int base) {

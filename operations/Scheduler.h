@@ -10,6 +10,7 @@
 #include "app/Clock.h"
 #include "app/Progress.h"
 #include "app/Site.h"
+#include "operations/Backup.h"
 #include "operations/Planning.h"
 
 namespace toverin {
@@ -51,9 +52,12 @@ class Scheduler {
     std::function<void(PlanKind kind, int base, const std::optional<LocalTime>& due)> showNextDate;
     // The observer of a scheduled backup of `base` (none: nobody watches).
     std::function<ProgressObserver&(int base)> backupProgress;
+    // Told of each planned backup's outcome.
+    std::function<void(int base, const BackupOutcome& outcome)> afterBackup;
 
   private:
     void Arm(ScheduleState& state, const OperationPlan& plan, PlanKind kind, int base);
+    void RunPlannedBackup(int base);
     void RunExport(int base);
     void RunImport(int base);
 

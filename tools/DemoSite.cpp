@@ -1563,6 +1563,8 @@ bool WriteConfiguration(const std::string& root, DemoSiteResult& result) {
         }
         site.Set(section, "Id_Radio", names.identity);
         result.dataFolders.push_back(OnDrive(root, keys.at("Dossier_Data")));
+        // The local backup root the options name by default: the backup makes no root itself.
+        fs::create_directories(OnDrive(root, keys.at("Dossier_Local")) + "KV_Data");
 
         // Each base's own file: its sections are named Base_01 whatever the base's number.
         IniDocument systeme;

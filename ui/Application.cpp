@@ -128,7 +128,7 @@ int RunToverin(int argc, char** argv) {
     }
     if (!frm.Form_Load()) {
         TraceLogForce();
-        return 0;
+        return frm.exitStatus();
     }
     if (!Startup().standby) frm.show();
     int rc = app.exec();

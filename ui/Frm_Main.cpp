@@ -19,11 +19,14 @@
 #include "app/Ini.h"
 #include "app/Initialisation.h"
 #include "app/Log.h"
+#include "app/LongRun.h"
 #include "app/Registry.h"
 #include "app/Site.h"
 #include "app/Startup.h"
 #include "app/Text.h"
 #include "operations/Backup.h"
+#include "operations/BackupHealth.h"
+#include "operations/OperationState.h"
 #include "store/Pervasive.h"
 #include "ui/FrmSetup.h"
 #include "ui/FrmSplash.h"
@@ -172,17 +175,10 @@ bool Frm_Main::Form_Load() {
             enterStandby_ = true;
             TimerVeille->start();
         }
-        if (CommandLineAsksBackup(st.ChaineDeCommande)) {
-            if (commandLineBackup) {
-                commandLineBackup(st.BackupBase);
-            } else if (st.BackupBase < Site().baseCount) {
-                // Nobody watches a command-line backup: engine errors are logged, not asked.
-                AutomaticMode() = true;
-                BackupData(st.BackupBase, false, PageObserver(MainTab::Backup, st.BackupBase));
-                AutomaticMode() = false;
-            } else {
-                TraceLog("Backup Base: " + std::to_string(st.BackupBase) + ": no such base");
-            }
+        const bool commandLineRun = CommandLineAsksBackup(st.ChaineDeCommande);
+        CheckBackupsAtStartup(!commandLineRun && !st.standby && !st.unattended);
+        if (commandLineRun) {
+            RunCommandLineBackup(st.BackupBase);
             abort = true;
         }
     }
@@ -203,6 +199,41 @@ bool Frm_Main::Form_Load() {
     TimerMain->start();
     TraceLogForce();
     return true;
+}
+
+// The one-shot backup of "/Backup_Base=": nobody watches it, and its outcome is the program's exit
+// status, so that a cron job or a service manager sees a failed night.
+void Frm_Main::RunCommandLineBackup(int base) {
+    if (commandLineBackup) {
+        commandLineBackup(base);
+        return;
+    }
+    if (base >= Site().baseCount) {
+        TraceLog("Backup Base: " + std::to_string(base) + ": no such base");
+        exitStatus_ = kExitNoSuchBase;
+        return;
+    }
+    UnattendedScope unattended;
+    const BackupOutcome outcome = BackupData(base, false, PageObserver(MainTab::Backup, base));
+    exitStatus_ = outcome.Good() ? 0 : kExitBackupFailed;
+    TraceLog("Backup Base: " + std::to_string(base) + ": exit status " +
+             std::to_string(exitStatus_));
+}
+
+// A backup a crash interrupted, and the bases whose backups are too old or were missed: set
+// right, recorded as incidents, and said once when somebody is there to read it.
+void Frm_Main::CheckBackupsAtStartup(bool warn) {
+    std::string warnings;
+    const LocalTime now = AppClock().Now();
+    for (int b = 0; b < Site().baseCount && b < static_cast<int>(Site().bases.size()); ++b) {
+        const std::string text = CheckBackupAtStartup(b, planning_->scheduler().Plan(b).backup,
+                                                      LoadBackupOptions(b).staleDays, now);
+        if (!text.empty()) warnings += "- " + text + "\r\n";
+        operationPages_->ShowBackupState(b);
+    }
+    if (warn && !warnings.empty())
+        AffMsg("Attention, les backups suivants sont à vérifier :\r\n\r\n" + warnings,
+               MsgButtons::Ok, MsgIcon::Exclamation);
 }
 
 void Frm_Main::InitGeneral() {
@@ -324,13 +355,27 @@ void Frm_Main::MnuQuitter_Click() {
 
 void Frm_Main::CloseWithMode(int unloadMode) {
     if (unloaded_) return;
-    pendingUnloadMode_ = unloadMode;
+    // A close already waiting for a run to stop keeps its reason.
+    if (!closeAfterRun_) pendingUnloadMode_ = unloadMode;
     close();
 }
 
 void Frm_Main::closeEvent(QCloseEvent* event) {
     if (unloaded_) {
         event->accept();
+        return;
+    }
+    if (LongRunUnderWay()) {
+        // The run is further down this very stack: ask it to stop (no question), and unload
+        // once it has returned.
+        if (!closeAfterRun_) {
+            closeAfterRun_ = true;
+            TraceLog("Close asked while a run is under way (" + LongRunActivity() +
+                     "): the run is asked to stop");
+            RequestShutdownStop();
+        }
+        event->ignore();
+        QTimer::singleShot(50, this, [this] { CloseWithMode(pendingUnloadMode_); });
         return;
     }
     int mode = pendingUnloadMode_;

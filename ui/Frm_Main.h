@@ -91,6 +91,11 @@ class Frm_Main : public QMainWindow {
     std::function<void()> initOperations;
 
     bool unloaded() const { return unloaded_; }
+    // The process's exit status once the window is unloaded: the outcome of a "/Backup_Base="
+    // run (0 only for a good one), else 0.
+    int exitStatus() const { return exitStatus_; }
+    static constexpr int kExitBackupFailed = 1;  // failed, incomplete or stopped
+    static constexpr int kExitNoSuchBase = 2;
     OperationPages* pages() const { return operationPages_; }
     PlanningPages* planning() const { return planning_; }
     FrmSysTray* tray() const { return tray_; }
@@ -113,6 +118,8 @@ class Frm_Main : public QMainWindow {
     void PositionFeuille();
     void PositionFeuilleSauvegarde();
     void TimerVeille_Timer();
+    void RunCommandLineBackup(int base);
+    void CheckBackupsAtStartup(bool warn);
     void TimerMain_Timer();
     void ShowSetup();
     void ShowAbout();
@@ -132,6 +139,8 @@ class Frm_Main : public QMainWindow {
     int pendingUnloadMode_ = kFormControlMenu;
     bool unloaded_ = false;
     bool enterStandby_ = false;
+    bool closeAfterRun_ = false;  // a close waits for the run under way to stop
+    int exitStatus_ = 0;
 };
 
 }  // namespace toverin::ui

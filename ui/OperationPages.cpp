@@ -18,6 +18,7 @@
 #include "app/Ini.h"
 #include "app/Site.h"
 #include "operations/Backup.h"
+#include "operations/BackupHealth.h"
 #include "operations/BackupSettings.h"
 #include "operations/OperationState.h"
 #include "operations/Restore.h"
@@ -86,6 +87,15 @@ void OperationPages::Build() {
     timer->setObjectName("TimerIncidentsList");
     connect(timer, &QTimer::timeout, this, &OperationPages::RefreshIncidents);
     timer->start(1000);
+    // The age of the last good backup moves on with the clock.
+    auto* ages = new QTimer(this);
+    ages->setObjectName("TimerBackupAge");
+    connect(ages, &QTimer::timeout, this, [this] {
+        for (int b = 0; b < Site().baseCount; ++b)
+            backup_[b]->widgets().age->setText(
+                Q(BackupAgeText(LastGoodBackup(b), AppClock().Now())));
+    });
+    ages->start(60000);
 }
 
 QListWidget* OperationPages::FileList(QWidget* parent, int base, bool selectFromSettings) {
@@ -145,6 +155,7 @@ void OperationPages::BuildBackupPage(int b) {
     w.end = ReadOnlyBox(progress, "TexteTimingFinBkp", b);
     w.duration = ReadOnlyBox(progress, "TexteDureeBkp", b);
     w.lastBackup = ReadOnlyBox(progress, "TexteDatePrevBkp", b);
+    w.age = Named(new QLabel(progress), "LabelBkpAge", b);
     w.result = Named(new QLabel(progress), "LabelBkpResultat", b);
     w.result->setWordWrap(true);
     form->addRow("Fichier:", w.file);
@@ -156,16 +167,29 @@ void OperationPages::BuildBackupPage(int b) {
     form->addRow("Fin:", w.end);
     form->addRow(QString::fromUtf8("Durée:"), w.duration);
     form->addRow("Dernier backup:", w.lastBackup);
+    form->addRow("", w.age);
     form->addRow(QString::fromUtf8("Résultat:"), w.result);
     right->addWidget(progress);
     right->addStretch();
     row->addLayout(right, 3);
     main_->BasePageLayout(MainTab::Backup, b)->addLayout(row);
     backup_[b] = std::make_unique<PageProgress>(w);
+    ShowBackupState(b);
+}
 
-    std::string last = LectureIni(Site().bases[b].BkSysIni(), "Sauvegarde", "Date", "");
-    LocalTime t;
-    if (ParseDateTime(last, t)) w.lastBackup->setText(Q(FormatLongDateTime(t)));
+// The last good backup, its age and how the last run ended, as the files record them: what the
+// tab shows when the program starts, before any run.
+void OperationPages::ShowBackupState(int b) {
+    const PageWidgets& w = backup_[b]->widgets();
+    const LastRun last = LoadLastRun(b);
+    const std::optional<LocalTime> good = LastGoodBackup(b);
+    if (good) {
+        // A good run whose files did not all make it is said beside its date.
+        const bool incomplete = last.result == "Incomplete" && last.start && *last.start <= *good;
+        w.lastBackup->setText(PageProgress::BackupDateText(*good, !incomplete));
+    }
+    w.age->setText(Q(BackupAgeText(good, AppClock().Now())));
+    w.result->setText(Q(LastRunText(last)));
 }
 
 void OperationPages::BuildRestorePage(int b) {

@@ -34,6 +34,8 @@ class OperationPages : public QObject {
     void CommandCreationNow(int base);
     // Called after a backup started here, whatever its outcome (the plan shows its next date).
     std::function<void(int base)> afterBackup;
+    // Shows base `b`'s last good backup, its age and how the last run ended.
+    void ShowBackupState(int b);
     // Fills the seven restore-date boxes of every base from "Bk_Sys.ini".
     void ShowRestoreDates();
 

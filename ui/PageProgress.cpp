@@ -9,6 +9,7 @@
 
 #include "app/DateTime.h"
 #include "app/Dialogs.h"
+#include "operations/BackupHealth.h"
 
 namespace toverin::ui {
 namespace {
@@ -66,6 +67,12 @@ QString PageProgress::OutcomeText(const Ended& ended) {
     QString text = QString::fromUtf8(OutcomeWord(ended.outcome));
     text[0] = text[0].toUpper();
     if (!ended.summary.empty()) text += " : " + Q(ended.summary);
+    return text;
+}
+
+QString PageProgress::BackupDateText(LocalTime time, bool complete) {
+    QString text = Q(FormatLongDateTime(time));
+    if (!complete) text += " (incomplet)";
     return text;
 }
 

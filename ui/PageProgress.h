@@ -31,6 +31,7 @@ struct PageWidgets {
     QPushButton* pause = nullptr;
     QPushButton* stop = nullptr;
     QLineEdit* lastBackup = nullptr;   // the last good backup
+    QLabel* age = nullptr;             // how old the last good backup is
     std::array<QLineEdit*, 7> days{};  // the last backup of each weekday, Monday first
 };
 
@@ -42,6 +43,8 @@ class PageProgress final : public ProgressObserver {
 
     // The text a page shows for a run that ended as `ended` says.
     static QString OutcomeText(const progress::Ended& ended);
+    // A backup's date as the tab shows it: its long date and time, and whether files failed.
+    static QString BackupDateText(LocalTime time, bool complete);
 
   private:
     void Clear();

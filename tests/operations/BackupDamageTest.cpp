@@ -72,11 +72,17 @@ TEST_F(BackupDamage, TheKeyDialogResumesPastTheDamageAndKeepsEverythingElse) {
     EXPECT_NE(log.find(":Err: Key: " + ZeroPad(before, 8) + "\r\n"), std::string::npos);
 }
 
-TEST_F(BackupDamage, WithoutTheDialogTheFileEndsAtTheDamage) {
+TEST_F(BackupDamage, WithoutTheDialogTheCopyEndsAtTheDamageAndLastWeeksCopyStays) {
+    const std::string lastWeek = dir.folder() + "C/KV_Local/Data/_Backup/Lundi/FRADA22.btr";
+    WriteRecordFile(lastWeek, 22, {Record(22, 1), Record(22, 2), Record(22, 3)});
     BackupOutcome outcome = BackupData(0, false, options, view);
     EXPECT_EQ(outcome.failedFiles, 1);
-    EXPECT_EQ(Backed().size(), static_cast<size_t>(before));
+    EXPECT_EQ(outcome.failedNames, std::vector<std::string>{"FRADA22.bt6"});
+    EXPECT_EQ(Backed(), (std::vector<int>{1, 2, 3})) << "a copy cut short replaces nothing";
+    EXPECT_FALSE(std::filesystem::exists(lastWeek + ".new"));
     EXPECT_TRUE(dialogs.prompts.empty());
+    EXPECT_NE(Log().find("Backup: Err: Last week's copy kept: " + lastWeek), std::string::npos);
+    EXPECT_TRUE(outcome.finished) << "one bad file ends only itself";
 }
 
 }  // namespace

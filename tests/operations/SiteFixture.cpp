@@ -42,6 +42,9 @@ void SiteFixture::MakeSite(int stations) {
             "Dossier_Local=C:\\KV_Local\\\r\nDossier_Log=C:\\Logs\\\r\n");
     testing::WriteFile(dir.file("C/KV_Config/KV3_Systeme.ini"), "[Base_01]\r\nLib=Radio Test\r\n");
     WriteFile(0, 1, {Record(0, 1), Record(0, 2), Record(0, 3)});
+    // The backup roots exist: the default local one and the one Options() names.
+    std::filesystem::create_directories(dir.file("C/KV_Local/KV_Data"));
+    std::filesystem::create_directories(dir.file("C/KV_Local/Data"));
     DetermineDossierSettings();
     DetermineDossierSettingsApplication();
     DetermineFichierConfig();
@@ -53,7 +56,11 @@ std::string SiteFixture::DataPath(int f, int station) const {
 }
 
 void SiteFixture::WriteFile(int f, int station, const std::vector<std::string>& records) {
-    std::string path = DataPath(f, station);
+    WriteRecordFile(DataPath(f, station), f, records);
+}
+
+void SiteFixture::WriteRecordFile(const std::string& path, int f,
+                                  const std::vector<std::string>& records) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     ASSERT_EQ(engine::EngineFile::Create(path, CreationRecord(f)), 0) << path;
     // The test data need not wait for the disk; the operations under test do.

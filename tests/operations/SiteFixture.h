@@ -25,6 +25,8 @@ class SiteFixture : public ::testing::Test {
     void MakeSite(int stations = 2);
     // Creates file `f` of `station` holding `records` (each a full record).
     void WriteFile(int f, int station, const std::vector<std::string>& records);
+    // Creates the record file `path` with the layout of file `f`, holding `records`.
+    void WriteRecordFile(const std::string& path, int f, const std::vector<std::string>& records);
     // A record of file `f` whose first key is unique through `n`, dated `date` ("YYYYMMDD") on the
     // field its history key leads with (when it has one).
     std::string Record(int f, int n, const std::string& date = "");
