@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "app/Dialogs.h"
 #include "app/FileOps.h"
@@ -99,9 +100,10 @@ class StationFileStep {
     }
 
     // A failure to write into `folder`: is it that folder (no space, read-only ...) rather than
-    // this file? The caller then stops writing there.
-    bool FolderFault(const std::string& folder) {
-        const int error = FolderWriteError(folder);
+    // this file? The caller then stops writing there. The engine's "disk full" says so by itself
+    // (the failed write may have given its room back by the time the folder is tried).
+    bool FolderFault(const std::string& folder, int16_t status = kSuccess) {
+        const int error = status == kDiskFull ? ENOSPC : FolderWriteError(folder);
         if (!IsFolderWriteFault(error)) return false;
         result_.folderError = error;
         result_.folder = folder;
@@ -182,7 +184,7 @@ class StationFileStep {
         }
         TraceLog("Err: " + std::to_string(created) + " Create File: " + temp_);
         // A folder that takes no writes is the run's to report, once.
-        if (FolderFault(FolderOf(temp_))) return false;
+        if (FolderFault(FolderOf(temp_), created)) return false;
         if (backup_) {
             AffMsg("Err: " + std::to_string(created) + " Creation du fichier: " + temp_,
                    MsgButtons::Ok, MsgIcon::Critical);
@@ -297,7 +299,7 @@ class StationFileStep {
     }
 
     void InsertError(int16_t status, const std::string& key) {
-        if (FolderFault(FolderOf(temp_))) {
+        if (FolderFault(FolderOf(temp_), status)) {
             TraceLog("Err: " + std::to_string(status) + " Writing File: " + temp_);
             return;
         }
@@ -322,7 +324,7 @@ class StationFileStep {
         const int16_t closed = banks_.copies.LastStatus();
         if (closed == kSuccess && !writeError_) return true;
         TraceLog("Err: " + std::to_string(closed) + " Incomplete copy: " + temp_);
-        FolderFault(FolderOf(temp_));
+        FolderFault(FolderOf(temp_), closed);
         return false;
     }
 

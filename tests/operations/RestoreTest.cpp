@@ -6,6 +6,7 @@
 #include "operations/Restore.h"
 #include "store/Catalogue.h"
 #include "store/Pervasive.h"
+#include "store/engine/EngineFile.h"
 #include "tests/operations/SiteFixture.h"
 
 namespace toverin {
@@ -99,6 +100,76 @@ TEST_F(Restore, NoStationOrNoBackupIsSaidPlainly) {
         Log().find("Err: File not found: " + dir.folder() + "C/KV_Data/_Backup/Mardi/FRADA22.btr"),
         std::string::npos);
     EXPECT_EQ(ReadAll(DataPath(22, 1)), originals[22]) << "nothing touched";
+}
+
+TEST_F(Restore, ABackupThatCannotBeReadLeavesTheLiveFileAsItWas) {
+    // The live files moved on since the backup; the backup of station 1's songs is cut short,
+    // as a copy interrupted on a full disk would leave it.
+    std::vector<std::string> live;
+    for (int n = 1; n <= 35; ++n) live.push_back(Record(22, n));
+    WriteFile(22, 1, live);
+    const std::string backup = dir.folder() + "C/KV_Data/_Backup/Lundi/FRADA22.btr";
+    fs::resize_file(backup, fs::file_size(backup) / 2);
+    request.files.fill(false);
+    request.files[22] = true;
+    request.files[35] = true;
+
+    RestoreOutcome outcome = RestoreData(0, request, options, view);
+    EXPECT_EQ(outcome.restoredFiles, 1);
+    EXPECT_EQ(outcome.failedNames, std::vector<std::string>{"FRADA22.bt6"});
+    EXPECT_EQ(ReadAll(DataPath(22, 1)), live) << "nothing of the live file was lost";
+    EXPECT_EQ(ReadAll(DataPath(35, 1)), originals[35]);
+    EXPECT_FALSE(fs::exists(DataPath(22, 1) + ".new"));
+    EXPECT_EQ(dialogs.messages.back().text,
+              "Restauration terminée\r\n\r\nFichiers non restaurés, laissés tels quels : "
+              "FRADA22.bt6");
+    EXPECT_EQ(view.Last<progress::Ended>()->outcome, progress::Outcome::Incomplete);
+    EXPECT_NE(Log().find("Err: Can't open the file: " + backup), std::string::npos);
+    EXPECT_NE(Log().find("Restore: Summary: 1 files restored, 1 failed (FRADA22.bt6)"),
+              std::string::npos);
+
+    // The whole-file way checks the backup the same way before it copies anything.
+    request.createEmptyStructure = true;
+    dialogs.messages.clear();
+    outcome = RestoreData(0, request, options, view);
+    EXPECT_EQ(outcome.failedFiles, 1);
+    EXPECT_EQ(ReadAll(DataPath(22, 1)), live);
+}
+
+TEST_F(Restore, StationTwoAloneLeavesTheCommonFilesAlone) {
+    // The live data moved on after the backup, in the common file and in station 2's songs.
+    WriteFile(0, 1, {Record(0, 1), Record(0, 2), Record(0, 3), Record(0, 4)});
+    WriteFile(22, 2, {Record(22, 7)});
+    request.stations = {false, true};
+    RestoreOutcome outcome = RestoreData(0, request, options, view);
+    EXPECT_EQ(outcome.restoredFiles, 2) << "station 2's songs and history";
+    EXPECT_EQ(ReadAll(DataPath(0, 1)).size(), 4u) << "the base's common file is untouched";
+    EXPECT_EQ(ReadAll(DataPath(22, 2)).size(), 30u);
+    const std::string log = Log();
+    EXPECT_EQ(log.find("FRAD000.btr", log.find("Restore: Started")), std::string::npos);
+}
+
+TEST_F(Restore, FromTheLocalRootWhenAsked) {
+    fs::remove_all(dir.folder() + "C/KV_Data/_Backup");
+    EmptyBase();
+    request.fromLocalRoot = true;
+    RestoreOutcome outcome = RestoreData(0, request, options, view);
+    EXPECT_EQ(outcome.restoredFiles, 3);
+    for (int f : {0, 22, 35}) EXPECT_EQ(ReadAll(DataPath(f, 1)), originals[f]) << f;
+    EXPECT_NE(Log().find("File found: " + dir.folder() + "C/KV_Local/Data/_Backup/Lundi/"),
+              std::string::npos);
+}
+
+TEST_F(Restore, ADataFileAStationHoldsOpenIsLeftAsItWas) {
+    engine::EngineFile station;
+    ASSERT_EQ(station.Open(DataPath(22, 1)), 0);
+    std::string record = Record(22, 99), key(255, ' ');
+    ASSERT_EQ(station.Call(btr::kInsert, record, key, 0), 0);
+    RestoreOutcome outcome = RestoreData(0, request, options, view);
+    EXPECT_EQ(outcome.failedNames, std::vector<std::string>{"FRADA22.bt6"});
+    EXPECT_NE(Log().find("Err: Unable to delete " + DataPath(22, 1)), std::string::npos);
+    station.Close();
+    EXPECT_EQ(ReadAll(DataPath(22, 1)).size(), 31u) << "the station's write is still there";
 }
 
 TEST(Creation, AsksBeforeEmptyingAFileThatHoldsRecords) {
