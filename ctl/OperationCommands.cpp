@@ -121,10 +121,12 @@ std::string CheckBase(const std::string& command, int base) {
            std::to_string(Site().baseCount - 1) + ")";
 }
 
-// The stations chosen exist in the base.
-std::string CheckStations(const std::string& command, int base,
-                          const std::array<bool, kMaxStations>& stations) {
+// The stations chosen exist in the base; "all" is every station the base has.
+std::string CheckStations(const std::string& command, int base, const std::string& text,
+                          std::array<bool, kMaxStations>& stations) {
     const int count = Site().bases[static_cast<size_t>(base)].stationCount;
+    if (text == "all")
+        for (int i = count; i < kMaxStations; ++i) stations[i] = false;
     for (int i = count; i < kMaxStations; ++i)
         if (stations[i])
             return command + ": --stations " + std::to_string(i + 1) + ": base " +
@@ -232,7 +234,8 @@ int RunRestoreCommand(const Args& input) {
     if (int status = Unexpected("restore", args)) return status;
     Session session(false);
     if (int status = LoadSite("restore", common)) return status;
-    if (std::string e = CheckStations("restore", common.base, request.stations); !e.empty())
+    if (std::string e = CheckStations("restore", common.base, stations, request.stations);
+        !e.empty())
         return Fail(e, kExitUsage);
     RestoreOutcome outcome = RestoreData(common.base, request, session.progress);
     std::cout << "restore of base " << common.base << " from " << request.dayName << " (" << from
@@ -265,7 +268,8 @@ int RunCreateCommand(const Args& input) {
     if (int status = Unexpected("create", args)) return status;
     Session session(yes);
     if (int status = LoadSite("create", common)) return status;
-    if (std::string e = CheckStations("create", common.base, request.stations); !e.empty())
+    if (std::string e = CheckStations("create", common.base, stations, request.stations);
+        !e.empty())
         return Fail(e, kExitUsage);
     CreationOutcome outcome = CreateData(common.base, request, session.progress);
     std::cout << "create in base " << common.base << ": " << outcome.created << " created, "

@@ -8,6 +8,7 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QSpinBox>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
@@ -99,6 +100,12 @@ QWidget* FrmSetup::BuildBasePage(int b, QWidget* parent) {
     key->setObjectName(ControlName("CheckBkpErr", b));
     key->setChecked(o.keyOnError);
     form->addRow(key);
+    auto* stale = new QSpinBox(page);
+    stale->setObjectName(ControlName("TexteBkpAlerteJours", b));
+    stale->setRange(1, 60);
+    stale->setValue(o.staleDays);
+    stale->setSuffix(" jour(s)");
+    form->addRow(QString::fromUtf8("Alerte quand le dernier backup réussi a plus de:"), stale);
     return page;
 }
 
@@ -115,6 +122,8 @@ void FrmSetup::SaveBaseSettings() {
             o.historyDaysText = w->text().toStdString();
         if (auto* w = findChild<QCheckBox*>(ControlName("CheckBkpErr", b)))
             o.keyOnError = w->isChecked();
+        if (auto* w = findChild<QSpinBox*>(ControlName("TexteBkpAlerteJours", b)))
+            o.staleDays = w->value();
         SaveBackupOptions(b, o);
     }
     TraceLog("FrmSetup: Settings saved");

@@ -111,9 +111,10 @@ void PageProgress::OnProgress(const Event& event) {
                    [this](const PhaseChanged& e) { SetLabel(w_.file, Q(e.phase)); },
                    [this](const DayReached& e) { SetLabel(w_.file, Q(e.day)); },
                    [this](const BackupRecorded& e) {
-                       const QString when = Q(FormatLongDateTime(e.time));
+                       const QString when = BackupDateText(e.time, e.complete);
                        SetBox(w_.lastBackup, when);
                        if (e.weekday >= 1 && e.weekday <= 7) SetBox(w_.days[e.weekday - 1], when);
+                       SetLabel(w_.age, Q(BackupAgeText(e.time, e.time)));
                    },
                    [this](const ControlsEnabled& e) {
                        if (w_.pause) w_.pause->setEnabled(e.enabled);

@@ -7,8 +7,10 @@
 #include <QListWidget>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QSpinBox>
 
 #include "app/EventPump.h"
+#include "app/Incidents.h"
 #include "app/Ini.h"
 #include "app/LongRun.h"
 #include "app/Startup.h"
@@ -17,6 +19,7 @@
 #include "tests/operations/SiteFixture.h"
 #include "tests/ui/UiTestSupport.h"
 #include "ui/ControlName.h"
+#include "ui/FrmSetup.h"
 #include "ui/Frm_Main.h"
 #include "ui/PlanningPages.h"
 #include "ui/SingleInstance.h"
@@ -166,6 +169,61 @@ TEST_F(OperationTabs, StartButtonsOfOtherTabsAreRefusedWhileABackupRuns) {
     EXPECT_EQ(log.find("Backup: Started", log.find("Backup: Started") + 1), std::string::npos);
     EXPECT_FALSE(LongRunUnderWay());
     Close(frm, ui::kFormCode);
+}
+
+TEST_F(OperationTabs, TheBackupTabSaysWhatTheLastNightsDid) {
+    // The program was killed during last night's backup, and the backup before that is days old.
+    const std::string serveur = dir.file("C/KV_Config/KV3_Toverin_Serveur.ini");
+    EcritureIni(serveur, "Base_0", "Planning_Bkp_Actif", "1");
+    EcritureIni(serveur, "Base_0", "Backup_Dernier_Debut", "23/11/2026 02:02:00");
+    EcritureIni(dir.file("C/KV_Config/BK_PRG.ini"), "Data_Backup", "Start", "ON");
+    EcritureIni(dir.file("C/KV_Config/Bk_Sys.ini"), "Sauvegarde", "Date", "19/11/2026 02:04:00");
+    ClearIncidents();
+    Frm_Main frm(instance.get());
+    ASSERT_TRUE(frm.Form_Load());
+    frm.resize(1100, 760);
+    frm.show();
+    EXPECT_EQ(LectureIni(dir.file("C/KV_Config/BK_PRG.ini"), "Data_Backup", "Start", ""), "0FF");
+    ASSERT_EQ(dialogs.messages.size(), 1u);
+    EXPECT_EQ(dialogs.messages[0].icon, MsgIcon::Exclamation);
+    EXPECT_NE(dialogs.messages[0].text.find(
+                  "le dernier backup réussi date du jeudi 19 novembre 2026 02:04:00"),
+              std::string::npos);
+    EXPECT_EQ(Control<QLabel>(frm, "LabelBkpAge")->text().toStdString(),
+              "Dernier backup réussi il y a 4 jours");
+    EXPECT_EQ(Control<QLabel>(frm, "LabelBkpResultat")->text().left(12).toStdString(),
+              "Interrompu :");
+    testing::Pump(1200);  // the incident list refreshes every second
+    EXPECT_GE(Control<QListWidget>(frm, "ListeIncidents")->count(), 2);
+    testing::SaveScreenshot(&frm, "backup_tab_after_interrupted_night");
+
+    // A run with a file that fails: shown as incomplete beside its date, the file named.
+    std::filesystem::remove(DataPath(22, 2));
+    dialogs.QueueAnswer(MsgAnswer::No);
+    Control<QPushButton>(frm, "CommandBkpNow")->click();
+    EXPECT_EQ(Control<QLineEdit>(frm, "TexteDatePrevBkp")->text().toStdString(),
+              "lundi 23 novembre 2026 10:00:00 (incomplet)");
+    EXPECT_EQ(Control<QLineEdit>(frm, "TexteRestaurationDate", 0)->text().toStdString(),
+              "lundi 23 novembre 2026 10:00:00 (incomplet)");
+    EXPECT_EQ(Control<QLabel>(frm, "LabelBkpResultat")->text().toStdString(),
+              "Incomplet : 1 fichier(s) en échec : FRADB22.bt6");
+    EXPECT_EQ(Control<QLineEdit>(frm, "TexteDureeBkp")->text().toStdString(),
+              "0 min 00 s (incomplet)");
+    EXPECT_EQ(Control<QLabel>(frm, "LabelBkpAge")->text().toStdString(),
+              "Dernier backup réussi il y a 0 minute");
+    testing::SaveScreenshot(&frm, "backup_tab_after_incomplete_run");
+    Close(frm, ui::kFormCode);
+}
+
+TEST_F(OperationTabs, TheAgeThatRaisesAnAlertIsSetInTheOptions) {
+    EXPECT_EQ(LoadBackupOptions(0).staleDays, 2) << "two days unless the site says otherwise";
+    ui::FrmSetup setup;
+    auto* days = setup.findChild<QSpinBox*>(ControlName("TexteBkpAlerteJours", 0));
+    ASSERT_NE(days, nullptr);
+    EXPECT_EQ(days->value(), 2);
+    days->setValue(4);
+    setup.SaveBaseSettings();
+    EXPECT_EQ(LoadBackupOptions(0).staleDays, 4);
 }
 
 TEST_F(OperationTabs, PlansAreShownSavedAndAskedAboutAtShutdown) {

@@ -9,8 +9,10 @@
 #include <filesystem>
 #include <thread>
 
+#include "app/DateTime.h"
 #include "app/Ini.h"
 #include "tests/support/TestSupport.h"
+#include "tools/DemoSite.h"
 
 namespace toverin {
 namespace {
@@ -115,6 +117,46 @@ TEST(ProgramRun, OffscreenStartWritesTheLogAndSigtermUnloadsInOrder) {
     EXPECT_EQ(LectureIni(dir.file("Settings/Base_01/BK_PRG.ini"), "Data_Backup", "Start", ""),
               "0FF");
     EXPECT_EQ(LectureIni(dir.file("C/Cfg2/BK_PRG.ini"), "Data_Backup", "Start", ""), "0FF");
+}
+
+// A one-shot backup on a demo site: its outcome is the exit status; SIGTERM in the middle asks it
+// to stop, and the program unloads within seconds with its markers as after a normal run.
+TEST(ProgramRun, BackupBaseExitStatusAndSigtermDuringTheRun) {
+    TempDir dir;
+    ASSERT_TRUE(CreateDemoSite(dir.folder(), DemoSize::Small, 7, AppClock().Now()).ok);
+    const std::string logFolder = dir.file("C/AudioLog/Base1");
+    const std::string marker = dir.file("C/KV_Config/Base1/BK_PRG.ini");
+    pid_t pid = 0;
+    ChildGuard guard{pid};
+    int status = 0;
+
+    pid = StartProgram(dir, {"/Backup_Base=0"});
+    ASSERT_TRUE(WaitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }, 120));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "a good night";
+    pid = StartProgram(dir, {"/Backup_Base=5"});
+    ASSERT_TRUE(WaitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }, 60));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 2) << "no such base";
+
+    std::filesystem::remove_all(logFolder);
+    pid = StartProgram(dir, {"/Backup_Base=0"});
+    ASSERT_TRUE(WaitFor(
+        [&] { return DayLog(logFolder).find("Backup: Open target") != std::string::npos; }, 60));
+    const auto asked = std::chrono::steady_clock::now();
+    kill(pid, SIGTERM);
+    ASSERT_TRUE(WaitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }, 20));
+    EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(10));
+    pid = 0;
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << "a stopped night is no good one";
+    const std::string log = DayLog(logFolder);
+    for (const char* line :
+         {":Close asked while a run is under way (Backup de la base ",
+          ":Backup: Stopped by the program's shutdown\r\n",
+          ":Backup: Summary: Stopped: ", ":Form closed because Windows is shutting down\r\n",
+          ":---------- Form_Unload: Start\r\n"})
+        EXPECT_NE(log.find(line), std::string::npos) << line;
+    EXPECT_EQ(LectureIni(marker, "Data_Backup", "Start", ""), "0FF");
+    for (const auto& e : std::filesystem::recursive_directory_iterator(dir.file("D")))
+        EXPECT_NE(e.path().extension(), ".new") << e.path();
 }
 
 }  // namespace
