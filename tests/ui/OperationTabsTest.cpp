@@ -215,6 +215,44 @@ TEST_F(OperationTabs, TheBackupTabSaysWhatTheLastNightsDid) {
     Close(frm, ui::kFormCode);
 }
 
+TEST_F(OperationTabs, QuitterDuringAPausedBackupStopsItThenUnloads) {
+    Frm_Main frm(instance.get());
+    ASSERT_TRUE(frm.Form_Load());
+    frm.show();
+    auto* pause = Control<QPushButton>(frm, "CommandBkpPause");
+    dialogs.QueueAnswer(MsgAnswer::No);   // not the whole history
+    dialogs.QueueAnswer(MsgAnswer::Yes);  // yes, quit
+    int calls = 0;
+    bool quitAsked = false;
+    SetEventPump([&] {
+        QApplication::processEvents(QEventLoop::AllEvents, 5);
+        ++calls;
+        if (calls == 4) pause->click();
+        if (calls == 8 && Operations().paused[0]) {
+            quitAsked = true;
+            frm.MnuQuitter_Click();
+        }
+    });
+    clock->SetAutoAdvance(Milliseconds(50));  // the unload's half-second wait
+    Control<QPushButton>(frm, "CommandBkpNow")->click();
+    SetEventPump([] { QApplication::processEvents(QEventLoop::AllEvents, 20); });
+    ASSERT_TRUE(quitAsked);
+    EXPECT_FALSE(frm.unloaded()) << "not while the run is on the stack";
+    testing::Pump(300);
+    EXPECT_TRUE(frm.unloaded());
+    EXPECT_EQ(dialogs.messages[1].text, "Voulez-vous quitter le programme ?");
+    EXPECT_EQ(dialogs.messages.size(), 2u) << "the stop is not asked again";
+    const std::string log = Log();
+    for (const char* line :
+         {"Application closed by human action (Menu action)",
+          "Backup: Stopped by the program's shutdown", "Backup: Summary: Stopped",
+          "Form closed by code action", "---------- Form_Unload: Start"})
+        EXPECT_NE(log.find(line), std::string::npos) << line;
+    EXPECT_LT(log.find("Backup: Summary: Stopped"), log.find("---------- Form_Unload: Start"));
+    EXPECT_EQ(LectureIni(dir.file("C/KV_Config/BK_PRG.ini"), "Data_Backup", "Start", ""), "0FF");
+    EXPECT_EQ(LectureIni(dir.file("C/KV_Config/BK_PRG.ini"), "Data_Backup", "Pause", ""), "0FF");
+}
+
 TEST_F(OperationTabs, TheAgeThatRaisesAnAlertIsSetInTheOptions) {
     EXPECT_EQ(LoadBackupOptions(0).staleDays, 2) << "two days unless the site says otherwise";
     ui::FrmSetup setup;
