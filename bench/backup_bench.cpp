@@ -135,6 +135,9 @@ BackupOptions OptionsFor(const fs::path& root) {
     options.localBackupFolder = (root / "backup-local").string() + "/";
     options.serverDataFolder = (root / "backup-server").string() + "/";
     options.optionBackup = 0;  // records copied into the local root, the result copied to the other
+    // The roots exist, as on a site: the backup makes no root itself.
+    fs::create_directories(options.localBackupFolder);
+    fs::create_directories(options.serverDataFolder);
     return options;
 }
 
@@ -168,7 +171,7 @@ BackupRun RunBackup(bool all, const BackupOptions& options) {
     BackupRun run{Seconds(start), CpuSeconds() - cpu, outcome.records};
     if (!outcome.finished || outcome.failedFiles != 0)
         Fail("the backup did not finish cleanly (" + std::to_string(outcome.failedFiles) +
-             " file(s) failed)");
+             " file(s) failed) " + outcome.error);
     return run;
 }
 

@@ -113,16 +113,22 @@ class StationFileStep {
     bool OpenSource() {
         const uint32_t length = CatalogueEntryFor(job_.fileNumber).recordLength;
         ScopedQuiet quiet(banks_.sources);
-        if (banks_.sources.OuvertureFichierBTrieve(job_.base, job_.fileNumber, job_.source, length,
-                                                   job_.station, kOpenReadOnly) != kSuccess) {
+        // Opened and counted: a file whose structure cannot be read is no source either.
+        const bool opened =
+            banks_.sources.OuvertureFichierBTrieve(job_.base, job_.fileNumber, job_.source, length,
+                                                   job_.station, kOpenReadOnly) == kSuccess;
+        result_.expected =
+            opened ? banks_.sources.RecordCount(job_.base, job_.fileNumber, job_.station) : -1;
+        if (result_.expected < 0) {
+            if (opened)
+                banks_.sources.FermetureFichierBTrieve(job_.base, job_.fileNumber, job_.station);
+            result_.expected = 0;
             TraceLog(
                 (backup_ ? "Err: Unable to open source file: " : "Err: Can't open the file: ") +
                 job_.source);
             return false;
         }
         if (backup_) TraceLog("Backup: Open source file: " + job_.source);
-        result_.expected =
-            std::max(0LL, banks_.sources.RecordCount(job_.base, job_.fileNumber, job_.station));
         return true;
     }
 
