@@ -322,6 +322,7 @@ void SlotBank::GuardedCall(int base, uint16_t operation, std::string& data, std:
         std::string path = SlotPath(base, fileNumber, station);
         GestionDesErreurs(2003, "File not open: " + path, procedure, "BTrieve (" + caller + ")");
         lastStatus_ = btr::kFileNotOpen;
+        if (browsing_) return;  // the browsing tool hears of it through the status
         ErrorChoice choice =
             ErreurBTrieve(base, fileNumber, station, data, caller, false, operation);
         if (choice != ErrorChoice::Abort)
@@ -331,7 +332,10 @@ void SlotBank::GuardedCall(int base, uint16_t operation, std::string& data, std:
     }
     if (data.empty()) data.assign(kEmptyDataBuffer, ' ');
 
+    // A browsing bank is told nothing but the status: the call gives up where it would ask.
+    const bool silent = quiet_ || browsing_;
     auto report = [&] {
+        if (browsing_) return ErrorChoice::Ignore;
         return ErreurBTrieve(base, fileNumber, station, data, caller, false, operation);
     };
     auto reRead = [&](std::string& d, std::string& k) {
@@ -374,7 +378,7 @@ void SlotBank::GuardedCall(int base, uint16_t operation, std::string& data, std:
                     lastStatus_ = btr::kSuccess;
                     break;
                 }
-                if (!quiet_ && report() != ErrorChoice::Retry) break;
+                if (!silent && report() != ErrorChoice::Retry) break;
             }
             if (++retries > kRetryLimit) {
                 lastStatus_ = -1;  // the caller decides; nobody is asked
@@ -398,7 +402,7 @@ void SlotBank::GuardedCall(int base, uint16_t operation, std::string& data, std:
         bool expected = write ? status == btr::kDuplicateKey
                               : (status == btr::kKeyNotFound || status == btr::kDuplicateKey ||
                                  status == btr::kEndOfFile);
-        if (quiet_ || expected) break;
+        if (silent || expected) break;
         if (report() != ErrorChoice::Retry) break;
     }
 

@@ -97,6 +97,15 @@ class SlotBank {
     // Report nothing for the statuses BTRieve would otherwise report after its retries.
     bool quiet() const { return quiet_; }
     void setQuiet(bool quiet) { quiet_ = quiet; }
+    // Browsing, for tools that look through files (the data viewer, toverinctl's dump): every
+    // status comes back to the caller in LastStatus(). BTRieve and the opens then show no box,
+    // log no report and never end the program, not even for a call on a file that is not open
+    // (status 3). Locks and transactions are still waited out, and given up with their status
+    // where the user would have been asked; a key number change that the re-read does not mend
+    // comes back as 7; conflicts are retried as usual. An ErreurBTrieve call of the caller's own
+    // still reports.
+    bool browsing() const { return browsing_; }
+    void setBrowsing(bool browsing) { browsing_ = browsing; }
     // The base's call history, newest first (at most six lines).
     std::vector<std::string> CallHistory(int base) const;
 
@@ -155,6 +164,7 @@ class SlotBank {
     std::unique_ptr<Tables> tables_;
     int16_t lastStatus_ = 0;
     bool quiet_ = false;
+    bool browsing_ = false;
 };
 
 // Sets a bank's quiet flag for its lifetime and gives back what it was: the operation reports a
@@ -167,6 +177,22 @@ class ScopedQuiet {
     ~ScopedQuiet() { bank_.setQuiet(previous_); }
     ScopedQuiet(const ScopedQuiet&) = delete;
     ScopedQuiet& operator=(const ScopedQuiet&) = delete;
+
+  private:
+    SlotBank& bank_;
+    bool previous_;
+};
+
+// Sets a bank's browsing mode for its lifetime and gives back what it was.
+class ScopedBrowsing {
+  public:
+    explicit ScopedBrowsing(SlotBank& bank, bool browsing = true)
+        : bank_(bank), previous_(bank.browsing()) {
+        bank.setBrowsing(browsing);
+    }
+    ~ScopedBrowsing() { bank_.setBrowsing(previous_); }
+    ScopedBrowsing(const ScopedBrowsing&) = delete;
+    ScopedBrowsing& operator=(const ScopedBrowsing&) = delete;
 
   private:
     SlotBank& bank_;

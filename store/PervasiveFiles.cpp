@@ -69,7 +69,7 @@ int16_t SlotBank::OuvertureFichierBTrieve(int base, int fileNumber, const std::s
         lastStatus_ = status;
         slot.open = status == btr::kSuccess;
         if (slot.open) ++OpenSlotsInProcess();
-        if (!slot.open && !quiet_) {
+        if (!slot.open && !quiet_ && !browsing_) {
             if (status == btr::kFileNotFound)
                 AppendToNewestHistoryLine(base, " |" + std::to_string(fileNumber));
             TraceLog("Err: " + FileNameOf(path) + ": Unable to open: " + path +

@@ -231,6 +231,69 @@ TEST_F(ScriptedAccess, Status54IsSuccessForUpdatesOfFile35AndAConflictElsewhere)
     EXPECT_EQ(dialogs.messages.size(), 1u);
 }
 
+TEST_F(ScriptedAccess, ABrowsingBankHearsOfEveryFailureThroughTheStatusAlone) {
+    // The data viewer reading a damaged file, unattended or not: nothing is shown, nothing
+    // ends, every status comes back.
+    ScopedBrowsing browsing(bank);
+    for (bool automatic : {false, true}) {
+        AutomaticMode() = automatic;
+        engine.Queue(kGetEqual, kIoError);
+        EXPECT_EQ(Call(kGetEqual), kIoError);
+        engine.Queue(kGetGreater, kNotARecordFile);
+        EXPECT_EQ(Call(kGetGreater), kNotARecordFile);
+        engine.Queue(kInsert, kDiskFull);
+        EXPECT_EQ(Call(kInsert), kDiskFull);
+    }
+    AutomaticMode() = false;
+
+    // A Get Next whose key number changed and whose re-read fails comes back as 7, once.
+    engine.ClearCalls();
+    engine.Queue(kGetNext, kDifferentKeyNumber);
+    engine.Queue(kGetEqual, kKeyNotFound);
+    EXPECT_EQ(Call(kGetNext), kDifferentKeyNumber);
+    EXPECT_EQ(engine.Operations(), (std::vector<uint16_t>{6, 5}));
+
+    // Locks are waited out as for anybody, then given up where the user would be asked.
+    engine.ClearCalls();
+    engine.Queue(kGetFirst, kRecordLocked, 20);
+    EXPECT_EQ(Call(kGetFirst), kRecordLocked);
+    EXPECT_EQ(engine.calls.size(), 11u);
+    EXPECT_EQ(clock->TotalSlept(), Milliseconds(10 * 1000));
+    engine.script.clear();
+
+    // 54 is retried as a conflict, without a word.
+    engine.ClearCalls();
+    engine.Queue(kGetEqual, 54);
+    EXPECT_EQ(Call(kGetEqual), kSuccess);
+    EXPECT_EQ(engine.calls.size(), 2u);
+
+    // A file that is not open: status 3, the fault logged, the program going on.
+    engine.ClearCalls();
+    EXPECT_EQ(Call(kGetFirst, 23), kFileNotOpen);
+    EXPECT_TRUE(engine.calls.empty());
+    EXPECT_TRUE(Logged("Err: 2003"));
+
+    // An open that fails is the caller's to tell.
+    std::string path = dir.file("FRADA23.bt6");
+    WriteFile(path, "x");
+    engine.Queue(kOpen, kAccessDenied);
+    EXPECT_EQ(bank.OuvertureFichierBTrieve(0, 23, path, 0, 1, kOpenNormal), kAccessDenied);
+    EXPECT_FALSE(bank.IsFileOpen(0, 23, 1));
+    EXPECT_EQ(bank.OuvertureFichierBTrieve(0, 24, dir.file("FRADA24.bt6"), 0, 1, kOpenNormal),
+              kFileNotFound);
+
+    EXPECT_TRUE(dialogs.messages.empty());
+    EXPECT_TRUE(ends.empty());
+    EXPECT_FALSE(Logged("Unable to open"));
+    EXPECT_FALSE(Logged("Err: 2: The application encountered an I/O error"));
+
+    // Out of browsing, the bank reports again.
+    bank.setBrowsing(false);
+    engine.Queue(kGetEqual, kIoError);
+    Call(kGetEqual);
+    EXPECT_EQ(dialogs.messages.size(), 1u);
+}
+
 TEST_F(ScriptedAccess, StationsOutsideTheRangeAndUnopenedFiles) {
     // Clear of the error hook's repeat window, which other tests' station 11 may have opened.
     clock->Advance(Milliseconds(3600000));
