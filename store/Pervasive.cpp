@@ -332,11 +332,15 @@ void SlotBank::GuardedCall(int base, uint16_t operation, std::string& data, std:
     }
     if (data.empty()) data.assign(kEmptyDataBuffer, ' ');
 
-    // A browsing bank is told nothing but the status: the call gives up where it would ask.
+    // After a report, Retry and Ignore both go back to the call, which repeats for the statuses
+    // that say so and stops for the others; only Abort ends (the program, or, with a hook that
+    // returns, the call with its status). A browsing bank is told nothing but the status: the
+    // call gives up where it would ask.
     const bool silent = quiet_ || browsing_;
-    auto report = [&] {
-        if (browsing_) return ErrorChoice::Ignore;
-        return ErreurBTrieve(base, fileNumber, station, data, caller, false, operation);
+    auto reportAndRepeat = [&] {
+        if (browsing_) return false;
+        return Report(base, fileNumber, station, caller, false, operation, true) !=
+               ErrorChoice::Abort;
     };
     auto reRead = [&](std::string& d, std::string& k) {
         return BTRieve_Reel(base, fileNumber, station, btr::kGetEqual, d, k, keyNumber);
@@ -362,13 +366,14 @@ void SlotBank::GuardedCall(int base, uint16_t operation, std::string& data, std:
                 }
                 lastStatus_ = status;
             }
-            if (report() != ErrorChoice::Retry) break;
+            if (!reportAndRepeat()) break;
             continue;
         }
         if (IsTransactionStatus(status) || IsLockStatus(status)) {
             // Another workstation holds the record, the file or a transaction: wait it out,
-            // asking the user from the eleventh time on (every time).
-            if (++retries > kRetryLimit && report() != ErrorChoice::Retry) break;
+            // asking the user from the eleventh time on (every time). Only success or Abort
+            // ends the wait.
+            if (++retries > kRetryLimit && !reportAndRepeat()) break;
             AppClock().Sleep(kLockWait);
             continue;
         }
@@ -378,7 +383,7 @@ void SlotBank::GuardedCall(int base, uint16_t operation, std::string& data, std:
                     lastStatus_ = btr::kSuccess;
                     break;
                 }
-                if (!silent && report() != ErrorChoice::Retry) break;
+                if (!silent && !reportAndRepeat()) break;
             }
             if (++retries > kRetryLimit) {
                 lastStatus_ = -1;  // the caller decides; nobody is asked
@@ -398,12 +403,15 @@ void SlotBank::GuardedCall(int base, uint16_t operation, std::string& data, std:
             }
             continue;
         }
+        // Any other status ends the call; duplicate keys on writes and key-not-found or
+        // end-of-file on reads are the caller's to test, and said nothing of.
         bool write = operation == btr::kInsert || operation == btr::kUpdate;
         bool expected = write ? status == btr::kDuplicateKey
                               : (status == btr::kKeyNotFound || status == btr::kDuplicateKey ||
                                  status == btr::kEndOfFile);
-        if (silent || expected) break;
-        if (report() != ErrorChoice::Retry) break;
+        if (!silent && !expected)
+            Report(base, fileNumber, station, caller, false, operation, false);
+        break;
     }
 
     if (lastStatus_ == btr::kSuccess && UpperCaseEnabled() && keyNumber >= 0 && keyNumber < kKeys &&

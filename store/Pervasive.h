@@ -141,13 +141,19 @@ class SlotBank {
     // The number of records of an open slot (Stat), or -1 when the slot is not open.
     long long RecordCount(int base, int fileNumber, int station);
 
-    // Reports the failed call in LastStatus() for the slot and returns the user's answer.
+    // Reports the failed call in LastStatus() for the slot and returns the user's answer: Abort
+    // (and Cancel) end the program; Retry and Ignore send BTRieve back to the statuses it
+    // repeats (7, locks, transactions, 54), and stop it on every other.
     ErrorChoice ErreurBTrieve(int base, int fileNumber, int station, const std::string& data,
                               const std::string& caller, bool quietBox, int operation);
 
     struct Tables;  // the slots and histories (store/PervasiveState.h)
 
   private:
+    // The report behind ErreurBTrieve. `repeats`: the call goes on after Retry and Ignore, so
+    // where nobody can answer the report ends the program rather than repeat it for ever.
+    ErrorChoice Report(int base, int fileNumber, int station, const std::string& caller,
+                       bool quietBox, int operation, bool repeats);
     void GuardedCall(int base, uint16_t operation, std::string& data, std::string& key,
                      int keyNumber, int fileNumber, int station, const std::string& caller);
     // Valid indices only (pervasive::ValidSlot).

@@ -144,6 +144,11 @@ std::string ErreurBTrieveLibelle(int status, const std::string& fileName) {
 ErrorChoice SlotBank::ErreurBTrieve(int base, int fileNumber, int station, const std::string& data,
                                     const std::string& caller, bool quietBox, int operation) {
     (void)data;  // the history shows what the call carried
+    return Report(base, fileNumber, station, caller, quietBox, operation, false);
+}
+
+ErrorChoice SlotBank::Report(int base, int fileNumber, int station, const std::string& caller,
+                             bool quietBox, int operation, bool repeats) {
     TraceProcedure(kModuleErrors, "ErreurBTrieve");
     return Guarded<ErrorChoice>(
         ProcName("ErreurBTrieve", kModuleErrors), ErrorChoice::Ignore, [&]() -> ErrorChoice {
@@ -190,7 +195,8 @@ ErrorChoice SlotBank::ErreurBTrieve(int base, int fileNumber, int station, const
                 AffMsg(text, MsgButtons::Ok, MsgIcon::Information);
                 return ErrorChoice::Ok;
             }
-            switch (AffMsg(text, MsgButtons::AbortRetryIgnore, MsgIcon::Critical)) {
+            switch (AffMsg(text, MsgButtons::AbortRetryIgnore, MsgIcon::Critical, "",
+                           repeats ? MsgAnswer::Abort : MsgAnswer::Ignore)) {
                 case MsgAnswer::Retry:
                     return ErrorChoice::Retry;
                 case MsgAnswer::Abort:

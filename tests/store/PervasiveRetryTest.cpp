@@ -70,165 +70,207 @@ TEST_F(ScriptedAccess, ConflictsAreReReadAndRetriedThenGivenUpSilently) {
     EXPECT_EQ(engine.Operations(), (std::vector<uint16_t>{8, 8}));
 }
 
-TEST_F(ScriptedAccess, KeyNumberChangedCountsAsSuccessOnFiles34And35Only) {
-    engine.Queue(kGetNext, kDifferentKeyNumber);
-    EXPECT_EQ(Call(kGetNext, 34), kSuccess);
-    engine.Queue(kGetPrevious, kDifferentKeyNumber);
-    EXPECT_EQ(Call(kGetPrevious, 34), kSuccess);
-    engine.Queue(kUpdate, kDifferentKeyNumber);
-    EXPECT_EQ(Call(kUpdate, 35), kSuccess);
-    EXPECT_EQ(engine.Operations(), (std::vector<uint16_t>{6, 7, 3}));
-    EXPECT_TRUE(dialogs.messages.empty());
+// One row per rule of the guarded call: what the engine answers, what the user answers, and
+// what comes of it.
+struct StatusCase {
+    const char* rule;
+    uint16_t operation;
+    int file = 22;
+    std::vector<int16_t> replies = {};    // the engine's answers to the operation, then success
+    std::vector<int16_t> reReads = {};    // its answers to the re-reads by key (Get Equal)
+    std::vector<MsgAnswer> answers = {};  // the user's, in order; then the unattended answer
+    bool quiet = false;
+    bool automatic = false;
+    int16_t status = 0;  // left in the last status
+    size_t calls = 1;    // engine calls
+    size_t boxes = 0;
+    size_t ends = 0;
+    int sleptMs = 0;
+    std::vector<uint16_t> operations = {};  // when given, the calls' operations in order
+};
 
-    // Elsewhere a Get Next re-reads by key; that read's success ends the call.
-    engine.ClearCalls();
-    engine.Queue(kGetNext, kDifferentKeyNumber);
-    EXPECT_EQ(Call(kGetNext, 22), kSuccess);
-    EXPECT_EQ(engine.Operations(), (std::vector<uint16_t>{6, 5}));
-    EXPECT_TRUE(dialogs.messages.empty());
-
-    // When the re-read fails too, the user is asked; Ignore leaves the 7.
-    engine.ClearCalls();
-    engine.Queue(kGetNext, kDifferentKeyNumber);
-    engine.Queue(kGetEqual, kKeyNotFound);
-    dialogs.QueueAnswer(MsgAnswer::Ignore);
-    EXPECT_EQ(Call(kGetNext, 22), kDifferentKeyNumber);
-    EXPECT_EQ(engine.Operations(), (std::vector<uint16_t>{6, 5}));
-    ASSERT_EQ(dialogs.messages.size(), 1u);
-    EXPECT_NE(dialogs.messages[0].text.find("Err: 7: The key number has changed"),
-              std::string::npos);
-
-    // An update on another file is reported and repeated on Retry.
-    engine.ClearCalls();
-    engine.Queue(kUpdate, kDifferentKeyNumber);
-    dialogs.QueueAnswer(MsgAnswer::Retry);
-    EXPECT_EQ(Call(kUpdate, 22), kSuccess);
-    EXPECT_EQ(engine.Operations(), (std::vector<uint16_t>{3, 3}));
-    EXPECT_EQ(dialogs.messages.size(), 2u);
+std::vector<int16_t> Times(int n, int16_t status) {
+    return std::vector<int16_t>(static_cast<size_t>(n), status);
 }
 
-TEST_F(ScriptedAccess, ExpectedOutcomesAreSilentAndTheQuietFlagSilencesTheRest) {
-    struct Case {
-        uint16_t operation;
-        int16_t status;
+const std::vector<StatusCase>& StatusCases() {
+    using A = MsgAnswer;
+    // clang-format off
+    static const std::vector<StatusCase> cases = {
+        {.rule = "0 is success", .operation = kGetEqual},
+        // 7, the key number changed.
+        {.rule = "7 on an update of file 35 is success",
+         .operation = kUpdate, .file = 35, .replies = {7}},
+        {.rule = "7 on a Get Next of file 34 is success",
+         .operation = kGetNext, .file = 34, .replies = {7}},
+        {.rule = "7 on a Get Previous of file 34 is success",
+         .operation = kGetPrevious, .file = 34, .replies = {7}},
+        {.rule = "7 elsewhere is reported and Retry repeats the call",
+         .operation = kUpdate, .replies = {7}, .answers = {A::Retry}, .calls = 2, .boxes = 1},
+        {.rule = "7 elsewhere: Ignore repeats the call too",
+         .operation = kInsert, .file = 34, .replies = {7, 7}, .answers = {A::Ignore, A::Ignore},
+         .calls = 3, .boxes = 2},
+        {.rule = "7 elsewhere: Abort ends the program",
+         .operation = kUpdate, .replies = {7}, .answers = {A::Abort}, .status = 7, .boxes = 1,
+         .ends = 1},
+        {.rule = "7 on a Get Next: a re-read by key that succeeds is the call's success",
+         .operation = kGetNext, .replies = {7}, .reReads = {0}, .calls = 2,
+         .operations = {kGetNext, kGetEqual}},
+        {.rule = "7 on a Get Previous whose re-read fails is reported; Ignore repeats",
+         .operation = kGetPrevious, .replies = {7}, .reReads = {4}, .answers = {A::Ignore},
+         .calls = 3, .boxes = 1, .operations = {kGetPrevious, kGetEqual, kGetPrevious}},
+        {.rule = "7 on a Get Next whose re-read fails: Abort ends the program",
+         .operation = kGetNext, .replies = {7}, .reReads = {4}, .answers = {A::Abort},
+         .status = 7, .calls = 2, .boxes = 1, .ends = 1},
+        {.rule = "7 is reported within the retries, the quiet flag or not",
+         .operation = kUpdate, .replies = {7}, .answers = {A::Ignore}, .quiet = true, .calls = 2,
+         .boxes = 1},
+        // Transaction statuses.
+        {.rule = "transaction statuses are waited out a second at a time, ten times silently",
+         .operation = kInsert, .replies = {36, 37, 38, 39, 83, 92, 36, 37, 38, 39}, .calls = 11,
+         .sleptMs = 10000},
+        {.rule = "transaction statuses: from the eleventh retry each is reported, and Retry and "
+                 "Ignore wait and repeat",
+         .operation = kInsert, .replies = Times(12, 92), .answers = {A::Retry, A::Ignore},
+         .calls = 13, .boxes = 2, .sleptMs = 12000},
+        {.rule = "transaction statuses: Abort ends the program",
+         .operation = kDelete, .replies = Times(11, 83), .answers = {A::Abort}, .status = 83,
+         .calls = 11, .boxes = 1, .ends = 1, .sleptMs = 10000},
+        // 54.
+        {.rule = "54 on an update of file 35 is success",
+         .operation = kUpdate, .file = 35, .replies = {54}},
+        {.rule = "54 elsewhere is reported, then waited and repeated as a conflict on Ignore",
+         .operation = kGetEqual, .replies = {54}, .answers = {A::Ignore}, .calls = 2, .boxes = 1,
+         .sleptMs = 500},
+        {.rule = "54 elsewhere: Retry does the same",
+         .operation = kGetGreater, .replies = {54}, .answers = {A::Retry}, .calls = 2,
+         .boxes = 1, .sleptMs = 500},
+        {.rule = "54 elsewhere: Abort ends the program",
+         .operation = kGetEqual, .replies = {54}, .answers = {A::Abort}, .status = 54,
+         .boxes = 1, .ends = 1},
+        {.rule = "54 with the quiet flag is a conflict, without a report",
+         .operation = kGetEqual, .replies = {54}, .quiet = true, .calls = 2, .sleptMs = 500},
+        // 80.
+        {.rule = "80 is waited half a second and repeated, silently",
+         .operation = kGetGreater, .replies = {80, 80}, .calls = 3, .sleptMs = 1000},
+        {.rule = "80: the eleventh conflict gives up with -1, silently",
+         .operation = kGetGreater, .replies = Times(11, 80), .status = -1, .calls = 11,
+         .sleptMs = 5000},
+        // Locks.
+        {.rule = "locks are waited out a second at a time, ten times silently",
+         .operation = kGetEqual, .replies = {81, 84, 85, 84, 84, 84, 84, 84, 84, 84},
+         .calls = 11, .sleptMs = 10000},
+        {.rule = "locks: from the eleventh retry each is reported, and Retry and Ignore wait and "
+                 "repeat",
+         .operation = kGetEqual, .replies = Times(13, 84),
+         .answers = {A::Retry, A::Ignore, A::Ignore}, .calls = 14, .boxes = 3,
+         .sleptMs = 13000},
+        {.rule = "locks: Abort ends the program",
+         .operation = kInsert, .replies = Times(11, 85), .answers = {A::Abort}, .status = 85,
+         .calls = 11, .boxes = 1, .ends = 1, .sleptMs = 10000},
+        {.rule = "locks: Cancel ends the program as Abort does",
+         .operation = kUpdate, .replies = Times(11, 81), .answers = {A::Cancel}, .status = 81,
+         .calls = 11, .boxes = 1, .ends = 1, .sleptMs = 10000},
+        {.rule = "locks are reported from the eleventh retry, the quiet flag or not",
+         .operation = kGetEqual, .replies = Times(11, 84), .answers = {A::Ignore}, .quiet = true,
+         .calls = 12, .boxes = 1, .sleptMs = 11000},
+        {.rule = "one retry count for the whole call: six locks and five conflicts give up as "
+                 "conflicts do",
+         .operation = kGetEqual, .replies = {84, 84, 84, 84, 84, 84, 80, 80, 80, 80, 80},
+         .status = -1, .calls = 11, .sleptMs = 6 * 1000 + 4 * 500},
+        // Every other status.
+        {.rule = "another status is reported once: Retry does not repeat the call",
+         .operation = kGetEqual, .replies = {2}, .answers = {A::Retry}, .status = 2,
+         .boxes = 1},
+        {.rule = "another status: Ignore gives up with it",
+         .operation = kGetFirst, .replies = {2}, .answers = {A::Ignore}, .status = 2, .boxes = 1},
+        {.rule = "another status: Abort ends the program",
+         .operation = kGetLast, .replies = {2}, .answers = {A::Abort}, .status = 2, .boxes = 1,
+         .ends = 1},
+        {.rule = "another status: Cancel ends the program",
+         .operation = kInsert, .replies = {18}, .answers = {A::Cancel}, .status = 18,
+         .boxes = 1, .ends = 1},
+        {.rule = "a duplicate key on an insert is the caller's to test",
+         .operation = kInsert, .replies = {5}, .status = 5},
+        {.rule = "a duplicate key on an update is the caller's to test",
+         .operation = kUpdate, .replies = {5}, .status = 5},
+        {.rule = "key not found on a read is the caller's to test",
+         .operation = kGetEqual, .replies = {4}, .status = 4},
+        {.rule = "a duplicate key on a read is the caller's to test",
+         .operation = kGetGreaterOrEqual, .replies = {5}, .status = 5},
+        {.rule = "end of file on a read is the caller's to test",
+         .operation = kGetNext, .replies = {9}, .status = 9},
+        {.rule = "key not found on a delete is the caller's to test",
+         .operation = kDelete, .replies = {4}, .status = 4},
+        {.rule = "key not found on an insert is reported",
+         .operation = kInsert, .replies = {4}, .answers = {A::Ignore}, .status = 4, .boxes = 1},
+        {.rule = "end of file on an update is reported",
+         .operation = kUpdate, .replies = {9}, .answers = {A::Ignore}, .status = 9, .boxes = 1},
+        {.rule = "the quiet flag silences the other statuses",
+         .operation = kInsert, .replies = {2}, .quiet = true, .status = 2},
+        // Nobody to answer.
+        {.rule = "unattended, a report ends the program",
+         .operation = kGetEqual, .replies = {2}, .automatic = true, .status = 2, .ends = 1},
+        {.rule = "unattended, a lock reported at the eleventh retry ends the program",
+         .operation = kGetEqual, .replies = Times(11, 84), .automatic = true, .status = 84,
+         .calls = 11, .ends = 1, .sleptMs = 10000},
+        {.rule = "with nobody at the box, a report that would repeat the call ends the program",
+         .operation = kUpdate, .replies = {7}, .status = 7, .boxes = 1, .ends = 1},
+        {.rule = "with nobody at the box, a report of a call that stops lets it stop",
+         .operation = kGetEqual, .replies = {2}, .status = 2, .boxes = 1},
     };
-    for (Case c : {Case{kInsert, kDuplicateKey}, Case{kUpdate, kDuplicateKey},
-                   Case{kGetEqual, kKeyNotFound}, Case{kGetNext, kEndOfFile},
-                   Case{kGetGreaterOrEqual, kDuplicateKey}, Case{kDelete, kKeyNotFound}}) {
+    // clang-format on
+    return cases;
+}
+
+TEST_F(ScriptedAccess, TheGuardedCallDecidesByStatus) {
+    for (const StatusCase& c : StatusCases()) {
+        SCOPED_TRACE(c.rule);
+        engine.script.clear();
         engine.ClearCalls();
-        engine.Queue(c.operation, c.status);
-        EXPECT_EQ(Call(c.operation), c.status) << c.operation;
-        EXPECT_EQ(engine.calls.size(), 1u) << c.operation;
+        dialogs.messages.clear();
+        dialogs.answers.clear();
+        ends.clear();
+        for (int16_t status : c.replies) engine.Queue(c.operation, status);
+        for (int16_t status : c.reReads) engine.Queue(kGetEqual, status);
+        for (MsgAnswer answer : c.answers) dialogs.QueueAnswer(answer);
+        bank.setQuiet(c.quiet);
+        AutomaticMode() = c.automatic;
+        const Milliseconds before = clock->TotalSlept();
+        data.clear();
+        key = "00000042";
+
+        EXPECT_EQ(Call(c.operation, c.file, 3), c.status);
+        EXPECT_EQ(engine.calls.size(), c.calls);
+        EXPECT_EQ(dialogs.messages.size(), c.boxes);
+        EXPECT_TRUE(dialogs.answers.empty()) << "answers left unasked";
+        EXPECT_EQ(ends.size(), c.ends);
+        EXPECT_EQ(clock->TotalSlept() - before, Milliseconds(c.sleptMs));
+        if (!c.operations.empty()) {
+            EXPECT_EQ(engine.Operations(), c.operations);
+        }
+        for (const EngineCall& call : engine.calls) EXPECT_EQ(call.keyNumber, 3);
+        for (const MsgRequest& box : dialogs.messages) {
+            EXPECT_EQ(box.buttons, MsgButtons::AbortRetryIgnore);
+            EXPECT_EQ(box.icon, MsgIcon::Critical);
+        }
+        if (c.automatic) {
+            EXPECT_TRUE(Logged("Err: "));
+        }
     }
-    EXPECT_TRUE(dialogs.messages.empty());
-
-    bank.setQuiet(true);
-    engine.Queue(kInsert, kIoError);
-    EXPECT_EQ(Call(kInsert), kIoError);
-    engine.Queue(kUpdate, 54);
-    EXPECT_EQ(Call(kUpdate), kSuccess);  // re-read and retried as a conflict, without a word
-    EXPECT_TRUE(dialogs.messages.empty());
+    bank.setQuiet(false);
+    AutomaticMode() = false;
 }
 
-TEST_F(ScriptedAccess, OtherFailuresAskAbortRetryIgnore) {
-    // A key-not-found on an insert is no expected outcome; neither is end-of-file on an update.
-    engine.Queue(kInsert, kKeyNotFound);
-    engine.Queue(kUpdate, kEndOfFile);
-    Call(kInsert);
-    Call(kUpdate);
-    ASSERT_EQ(dialogs.messages.size(), 2u);
-    EXPECT_EQ(dialogs.messages[0].buttons, MsgButtons::AbortRetryIgnore);
-    EXPECT_EQ(dialogs.messages[0].icon, MsgIcon::Critical);
-    EXPECT_EQ(bank.LastStatus(), kEndOfFile);  // no answer queued: the unattended Ignore
-
-    // Retry repeats the call, as many times as the user asks.
-    dialogs.messages.clear();
-    engine.ClearCalls();
-    engine.Queue(kGetEqual, kIoError, 2);
-    dialogs.QueueAnswer(MsgAnswer::Retry);
-    dialogs.QueueAnswer(MsgAnswer::Retry);
-    EXPECT_EQ(Call(kGetEqual), kSuccess);
-    EXPECT_EQ(engine.calls.size(), 3u);
-    EXPECT_EQ(dialogs.messages.size(), 2u);
-    EXPECT_TRUE(ends.empty());
-
-    // Ignore gives up with the status.
-    engine.ClearCalls();
-    engine.Queue(kGetFirst, kIoError);
-    dialogs.QueueAnswer(MsgAnswer::Ignore);
-    EXPECT_EQ(Call(kGetFirst), kIoError);
-    EXPECT_EQ(engine.calls.size(), 1u);
-    EXPECT_TRUE(ends.empty());
-
-    // Abort ends the program.
-    engine.ClearCalls();
-    engine.Queue(kGetLast, kIoError);
-    dialogs.QueueAnswer(MsgAnswer::Abort);
-    EXPECT_EQ(Call(kGetLast), kIoError);
-    EXPECT_EQ(engine.calls.size(), 1u);
-    EXPECT_EQ(ends.size(), 1u);
-}
-
-TEST_F(ScriptedAccess, LocksAreWaitedOutAndReportedFromTheEleventhRetry) {
-    engine.Queue(kGetEqual, kRecordLocked, 12);
-    dialogs.QueueAnswer(MsgAnswer::Retry);
-    dialogs.QueueAnswer(MsgAnswer::Retry);
-    EXPECT_EQ(Call(kGetEqual), kSuccess);
-    EXPECT_EQ(engine.calls.size(), 13u);
-    EXPECT_EQ(dialogs.messages.size(), 2u);  // after the 11th and the 12th
-    EXPECT_EQ(clock->TotalSlept(), Milliseconds(12 * 1000));
-
-    // Only the user ends a lock wait: Ignore at the first report.
-    engine.ClearCalls();
-    dialogs.messages.clear();
-    engine.Queue(kInsert, kFileLocked, 50);
-    EXPECT_EQ(Call(kInsert), kFileLocked);
-    EXPECT_EQ(engine.calls.size(), 11u);
-    EXPECT_EQ(dialogs.messages.size(), 1u);
-}
-
-TEST_F(ScriptedAccess, TransactionStatusesAreWaitedOut) {
-    for (int16_t status : {36, 37, 38, 39, 83, 92}) {
-        engine.ClearCalls();
-        engine.Queue(kInsert, status, 3);
-        Milliseconds before = clock->TotalSlept();
-        EXPECT_EQ(Call(kInsert), kSuccess) << status;
-        EXPECT_EQ(engine.calls.size(), 4u) << status;
-        EXPECT_EQ(clock->TotalSlept() - before, Milliseconds(3000)) << status;
-    }
-    EXPECT_TRUE(dialogs.messages.empty());
-
-    engine.ClearCalls();
-    engine.Queue(kInsert, 92, 11);
-    dialogs.QueueAnswer(MsgAnswer::Ignore);
-    EXPECT_EQ(Call(kInsert), 92);
-    EXPECT_EQ(engine.calls.size(), 11u);
-    EXPECT_EQ(dialogs.messages.size(), 1u);
-}
-
-TEST_F(ScriptedAccess, OneRetryCountForTheWholeCall) {
-    // Six locks and five conflicts make eleven retries: the call gives up as for conflicts.
-    engine.Queue(kGetEqual, kRecordLocked, 6);
-    EXPECT_EQ(Call(kGetEqual), kSuccess);
-    engine.ClearCalls();
-    engine.Queue(kGetEqual, kRecordLocked, 6);
-    engine.Queue(kGetEqual, kConflict, 5);
-    EXPECT_EQ(Call(kGetEqual), -1);
-    EXPECT_EQ(engine.calls.size(), 11u);
-    EXPECT_TRUE(dialogs.messages.empty());
-}
-
-TEST_F(ScriptedAccess, Status54IsSuccessForUpdatesOfFile35AndAConflictElsewhere) {
-    engine.Queue(kUpdate, 54);
-    EXPECT_EQ(Call(kUpdate, 35), kSuccess);
-    EXPECT_EQ(engine.calls.size(), 1u);
-
-    engine.ClearCalls();
-    engine.Queue(kUpdate, 54);
-    dialogs.QueueAnswer(MsgAnswer::Retry);
-    EXPECT_EQ(Call(kUpdate, 22), kSuccess);
-    EXPECT_EQ(engine.Operations(), (std::vector<uint16_t>{3, 5, 3}));
-    EXPECT_EQ(dialogs.messages.size(), 1u);
+TEST_F(ScriptedAccess, TheReReadOfAChangedKeyNumberUsesTheCallsKey) {
+    engine.Queue(kGetNext, kDifferentKeyNumber);
+    engine.QueueRecord(kGetEqual, kSuccess, std::string(900, 'E'));
+    key = "00000042";
+    EXPECT_EQ(Call(kGetNext, 22, 2), kSuccess);
+    ASSERT_EQ(engine.calls.size(), 2u);
+    EXPECT_EQ(engine.calls[1].keyNumber, 2);
+    EXPECT_EQ(engine.calls[1].key.substr(0, 8), "00000042");
+    EXPECT_EQ(data, std::string(900, 'E'));  // the re-read's record is the call's
 }
 
 TEST_F(ScriptedAccess, ABrowsingBankHearsOfEveryFailureThroughTheStatusAlone) {
