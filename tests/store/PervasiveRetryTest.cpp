@@ -356,8 +356,9 @@ TEST_F(ScriptedAccess, StationsOutsideTheRangeAndUnopenedFiles) {
     EXPECT_EQ(ends.size(), 1u);
     EXPECT_EQ(bank.LastStatus(), kFileNotOpen);
     ASSERT_EQ(dialogs.messages.size(), 1u);
-    EXPECT_NE(dialogs.messages[0].text.find(DataFilePath(0, 23, 1)), std::string::npos);
-    EXPECT_TRUE(Logged("Err: 2003"));
+    EXPECT_NE(dialogs.messages[0].text.find("Err: 3: The file is not open\n>1File:23 "),
+              std::string::npos);
+    EXPECT_TRUE(Logged("Err: 2003 |File not open: " + DataFilePath(0, 23, 1)));
 }
 
 TEST_F(ScriptedAccess, AutomaticModeLogsAndEndsInsteadOfAsking) {
