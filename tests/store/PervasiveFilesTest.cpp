@@ -164,11 +164,11 @@ TEST_F(RealFiles, StructureOfACreatedFile) {
     std::string expected =
         "F RecLen:300 PageSize:" + std::to_string(CatalogueEntryFor(20).pageSize) +
         " Keys:4 Records:0\n"
-        "K0 Pos:1 Len:5 Modifiable\n"
-        "K1 Pos:6 Len:10 Duplicate Modifiable\n"
-        "K2 Pos:16 Len:20 Duplicate Modifiable Casse\n"
-        "K3 Pos:46 Len:1 Duplicate Modifiable Segmented\n"
-        "K3 Pos:16 Len:20 Duplicate Modifiable\n";
+        "K0 Pos:1 Len:5 Modifiable \n"
+        "K1 Pos:6 Len:10 Duplicate Modifiable \n"
+        "K2 Pos:16 Len:20 Duplicate Modifiable Casse \n"
+        "K3 Pos:46 Len:1 Duplicate Modifiable Segmented \n"
+        "K3 Pos:16 Len:20 Duplicate Modifiable \n";
     EXPECT_EQ(LectureStructureFichier(20, path), expected);
     EXPECT_EQ(Write(kInsert, Record42("0001")), kSuccess);
     bank.FichierPervasiveFermer(0, 1, 1, kCommon);
