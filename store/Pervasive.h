@@ -126,6 +126,10 @@ class SlotBank {
     // the base's data folder (files 40..49 are created empty when missing). Returns true when
     // every station's file is open.
     bool FichierPervasiveOuvrir(int base, int firstStation, int lastStation, int fileNumber);
+    // The same for the NinSight interface's copy of `fileNumber`, which lies in the folder the
+    // site names for it ("Dossier_NinSight" of the base's section of "KV3_Config.ini"); held in
+    // the slot of station 1. False, with a log line, when the site names no such folder.
+    bool FichierPervasiveOuvrirNinSight(int base, int fileNumber);
     void FichierPervasiveFermer(int base, int firstStation, int lastStation, int fileNumber);
     // Opens `path` into the slot (base, fileNumber, station) with `openMode` (btr::OpenMode); the
     // path must exist. Returns the engine status (12 when the path does not exist). A slot that
@@ -154,6 +158,9 @@ class SlotBank {
     // where nobody can answer the report ends the program rather than repeat it for ever.
     ErrorChoice Report(int base, int fileNumber, int station, const std::string& caller,
                        bool quietBox, int operation, bool repeats);
+    // Opens a catalogue file at `path` into the slot; files 40..49 are created empty when
+    // missing. True when it is open.
+    bool OpenCatalogueFile(int base, int fileNumber, int station, const std::string& path);
     void GuardedCall(int base, uint16_t operation, std::string& data, std::string& key,
                      int keyNumber, int fileNumber, int station, const std::string& caller);
     // Valid indices only (pervasive::ValidSlot).

@@ -156,6 +156,46 @@ TEST_F(RealFiles, EachBankKeepsItsOwnSlotsOnTheSameFile) {
     EXPECT_TRUE(ends.empty());
 }
 
+TEST_F(RealFiles, TheNinSightFileIsOpenedFromTheFolderTheSiteNamesForIt) {
+    // The base's own file 19 and the NinSight interface's, one record each, told apart by
+    // their first bytes (key 1 of file 19 starts at byte 19).
+    auto fill = [&](const std::string& path, char mark) {
+        ASSERT_EQ(CreationFichierBTrieve(path, 19), kSuccess);
+        SlotBank writer("Writer");
+        ASSERT_EQ(writer.OuvertureFichierBTrieve(0, 19, path, 0, 1, kOpenNormal), kSuccess);
+        std::string record = BlankRecord(19);
+        record[0] = mark;
+        std::string k;
+        writer.BTRieve(0, kInsert, record, k, 0, 19, 1, "Test");
+        ASSERT_EQ(writer.LastStatus(), kSuccess);
+    };
+    fill(DataFilePath(0, 19, 1), 'D');
+    const std::string ninSight = dir.folder() + "NinSight/";
+    std::filesystem::create_directories(ninSight);
+    fill(ninSight + "FRAD019.bt6", 'N');
+
+    // No folder named: nothing opened, the log says which key is missing.
+    EXPECT_FALSE(bank.FichierPervasiveOuvrirNinSight(0, 19));
+    EXPECT_FALSE(bank.IsFileOpen(0, 19, 1));
+    EXPECT_TRUE(Logged("Err: NinSight: no folder for base 1 (Dossier_NinSight, Base_01)"));
+
+    Site().bases[0].ninSightFolder = ninSight;
+    ASSERT_TRUE(bank.FichierPervasiveOuvrirNinSight(0, 19));
+    EXPECT_EQ(bank.OpenFilePath(0, 19, 1), ninSight + "FRAD019.bt6");
+    ASSERT_TRUE(other.FichierPervasiveOuvrir(0, 1, 1, 19));
+    std::string d, k;
+    bank.BTRieve(0, kGetFirst, d, k, 0, 19, 1, "Test");
+    EXPECT_EQ(d[0], 'N');
+    other.BTRieve(0, kGetFirst, d, k, 0, 19, 1, "Test");
+    EXPECT_EQ(d[0], 'D');
+
+    // A NinSight folder without the file: not created, not opened.
+    Site().bases[0].ninSightFolder = dir.folder() + "Empty/";
+    EXPECT_FALSE(bank.FichierPervasiveOuvrirNinSight(0, 19));
+    EXPECT_FALSE(FileExists(dir.folder() + "Empty/FRAD019.bt6"));
+    EXPECT_TRUE(dialogs.messages.empty());
+}
+
 TEST_F(RealFiles, StructureOfACreatedFile) {
     std::string path = dir.file("FRADA20.bt6");
     ASSERT_EQ(CreationFichierBTrieve(path, 20), kSuccess);
