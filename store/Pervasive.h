@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -113,8 +114,11 @@ class SlotBank {
     // 100 blanks), `key` the key buffer, both in/out. The engine is handed the slot's record
     // length of data and a 255-byte key buffer (the key padded with NULs); `data` comes back as
     // long as the engine says, `key` at least as long as the key. The status is left in
-    // LastStatus(). A write that meets a conflict re-reads its record by `key` before retrying
-    // (by the record's own key when `key` is blank), keeping the caller's `data`.
+    // LastStatus(). An update or delete that meets a conflict reads its record again before
+    // each retry, keeping the caller's `data` and `key`: by Get Equal on the file's unique key
+    // (on the call's key where every key allows duplicates), then by Get Direct on the
+    // position the record had when the conflict was met, so that the retry rewrites the record
+    // that was read and never a sibling sharing its key value.
     void BTRieve(int base, uint16_t operation, std::string& data, std::string& key, int keyNumber,
                  int fileNumber, int station, const std::string& caller);
     // One engine call on the slot, no retry and no report; returns the status. Files 0..49 only:
@@ -161,6 +165,10 @@ class SlotBank {
     // Opens a catalogue file at `path` into the slot; files 40..49 are created empty when
     // missing. True when it is open.
     bool OpenCatalogueFile(int base, int fileNumber, int station, const std::string& path);
+    // Before the retry of a write that met a conflict: reads its record again (see BTRieve).
+    void ReReadAfterConflict(int base, int fileNumber, int station, int keyNumber,
+                             const std::string& data, const std::string& key,
+                             const std::optional<std::string>& position);
     void GuardedCall(int base, uint16_t operation, std::string& data, std::string& key,
                      int keyNumber, int fileNumber, int station, const std::string& caller);
     // Valid indices only (pervasive::ValidSlot).

@@ -2,6 +2,8 @@
 // quiet, and what the user's answer to a report does.
 #include <gtest/gtest.h>
 
+#include "store/RecordLayout.h"
+#include "store/RecordView.h"
 #include "tests/store/PervasiveTestSupport.h"
 #include "tests/store/ScriptedEngine.h"
 
@@ -36,38 +38,109 @@ class ScriptedAccess : public AccessLayerTest {
     std::string key;
 };
 
-TEST_F(ScriptedAccess, ConflictsAreReReadAndRetriedThenGivenUpSilently) {
-    // An update that keeps meeting another workstation's changes: each retry is preceded by a
-    // half-second wait and a fresh read by key; the eleventh conflict gives up with -1.
+const std::string kPosition("\x07\x01\x00\x00", 4);
+
+TEST_F(ScriptedAccess, ConflictsAreReReadByUniqueKeyAndPositionThenGivenUpSilently) {
+    // An update on file 22 (key 0 unique) made on key 5, that keeps meeting another
+    // workstation's changes. The position of the record is taken once, at the first conflict;
+    // each retry follows a half-second wait, a Get Equal on the unique key with the value the
+    // caller's record carries, and a Get Direct on that position, current on key 5 again. The
+    // eleventh conflict gives up with -1.
     engine.Queue(kUpdate, kConflict, 11);
+    engine.QueueRecord(kGetPosition, kSuccess, kPosition);
     engine.QueueRecord(kGetEqual, kSuccess, std::string(900, 'R'));
-    data = std::string(900, 'U');
-    key = "00000042";
-    EXPECT_EQ(Call(kUpdate), -1);
+    data = "00000042" + std::string(892, 'U');
+    key = "TITLE";
+    EXPECT_EQ(Call(kUpdate, 22, 5), -1);
     EXPECT_TRUE(dialogs.messages.empty());
     EXPECT_TRUE(ends.empty());
-    ASSERT_EQ(engine.calls.size(), 21u);
-    for (size_t i = 0; i < engine.calls.size(); ++i) {
+    ASSERT_EQ(engine.calls.size(), 11u + 1u + 10u * 2u);
+    EXPECT_EQ(engine.calls[1].operation, kGetPosition);
+    EXPECT_EQ(engine.calls[1].keyNumber, 5);
+    for (size_t i = 2; i < engine.calls.size(); ++i) {
         const EngineCall& c = engine.calls[i];
-        EXPECT_EQ(c.operation, i % 2 == 0 ? kUpdate : kGetEqual) << i;
-        if (c.operation == kUpdate) {
-            EXPECT_EQ(c.data, std::string(900, 'U')) << i;
-        } else {
-            EXPECT_EQ(c.key.substr(0, 8), "00000042") << i;
+        SCOPED_TRACE(i);
+        switch ((i - 2) % 3) {
+            case 0:
+                EXPECT_EQ(c.operation, kGetEqual);
+                EXPECT_EQ(c.keyNumber, 0);
+                EXPECT_EQ(c.key.substr(0, 9), std::string("00000042\0", 9));
+                break;
+            case 1:
+                EXPECT_EQ(c.operation, kGetDirect);
+                EXPECT_EQ(c.keyNumber, 5);
+                EXPECT_EQ(c.data.substr(0, 4), kPosition);
+                break;
+            case 2:
+                EXPECT_EQ(c.operation, kUpdate);
+                EXPECT_EQ(c.data, data);
+                break;
         }
     }
-    EXPECT_EQ(data, std::string(900, 'U'));  // the re-read did not replace the caller's record
+    // The re-reads replaced neither the caller's record nor its key.
+    EXPECT_EQ(data, "00000042" + std::string(892, 'U'));
+    EXPECT_EQ(key.substr(0, 5), "TITLE");
     EXPECT_EQ(clock->TotalSlept(), Milliseconds(10 * 500));
 
-    // Two conflicts then success; a delete re-reads too, a read does not.
-    engine.ClearCalls();
-    engine.Queue(kDelete, kConflict, 2);
-    EXPECT_EQ(Call(kDelete), kSuccess);
-    EXPECT_EQ(engine.Operations(), (std::vector<uint16_t>{4, 5, 4, 5, 4}));
+    // A read that meets a conflict is only repeated.
     engine.ClearCalls();
     engine.Queue(kGetGreater, kConflict, 1);
     EXPECT_EQ(Call(kGetGreater), kSuccess);
     EXPECT_EQ(engine.Operations(), (std::vector<uint16_t>{8, 8}));
+}
+
+TEST_F(ScriptedAccess, OnAFileWhoseKeysAllAllowDuplicatesThePositionTellsTheRecord) {
+    // File 34: a delete on key 0 made with the key of its read, then an update made by a caller
+    // that kept no key (the record names itself).
+    engine.Queue(kDelete, kConflict, 2);
+    engine.QueueRecord(kGetPosition, kSuccess, kPosition);
+    data = std::string(300, 'D');
+    key = "20260317000000";
+    EXPECT_EQ(Call(kDelete, 34), kSuccess);
+    EXPECT_EQ(engine.Operations(), (std::vector<uint16_t>{4, 22, 5, 23, 4, 5, 23, 4}));
+    EXPECT_EQ(engine.calls[2].key.substr(0, 14), "20260317000000");
+    EXPECT_EQ(engine.calls[3].data.substr(0, 4), kPosition);
+
+    engine.ClearCalls();
+    engine.Queue(kUpdate, kConflict, 1);
+    engine.QueueRecord(kGetPosition, kSuccess, kPosition);
+    data = BlankRecord(34);
+    data.replace(0, 14, "20260318121500");
+    key.clear();
+    EXPECT_EQ(Call(kUpdate, 34), kSuccess);
+    EXPECT_EQ(engine.Operations(), (std::vector<uint16_t>{3, 22, 5, 23, 3}));
+    EXPECT_EQ(engine.calls[2].key.substr(0, 14), KeyOf(34, 0, data));
+
+    // An engine that cannot give the position: a unique key still names the record...
+    engine.ClearCalls();
+    engine.Queue(kUpdate, kConflict, 1);
+    engine.Queue(kGetPosition, kInvalidOperation);
+    data = "00000042" + std::string(892, 'U');
+    EXPECT_EQ(Call(kUpdate, 22, 5), kSuccess);
+    EXPECT_EQ(engine.Operations(), (std::vector<uint16_t>{3, 22, 5, 3}));
+    EXPECT_EQ(engine.calls[2].keyNumber, 0);
+
+    // ... but among siblings the write is given up at once rather than risk another record.
+    engine.ClearCalls();
+    engine.Queue(kUpdate, kConflict, 1);
+    engine.Queue(kGetPosition, kInvalidOperation);
+    const Milliseconds before = clock->TotalSlept();
+    EXPECT_EQ(Call(kUpdate, 34), -1);
+    EXPECT_EQ(engine.Operations(), (std::vector<uint16_t>{3, 22}));
+    EXPECT_EQ(clock->TotalSlept(), before);
+    EXPECT_TRUE(
+        Logged("Err: BTrieve: file 34: a record changed by another user cannot be told "
+               "from its siblings |Write given up (Test:Lib_Test)"));
+    EXPECT_TRUE(dialogs.messages.empty());
+
+    // 54 on a write is reported, then handled as a conflict.
+    engine.ClearCalls();
+    engine.Queue(kUpdate, 54, 1);
+    engine.QueueRecord(kGetPosition, kSuccess, kPosition);
+    dialogs.QueueAnswer(MsgAnswer::Ignore);
+    EXPECT_EQ(Call(kUpdate, 34), kSuccess);
+    EXPECT_EQ(engine.Operations(), (std::vector<uint16_t>{3, 22, 5, 23, 3}));
+    EXPECT_EQ(dialogs.messages.size(), 1u);
 }
 
 // One row per rule of the guarded call: what the engine answers, what the user answers, and
