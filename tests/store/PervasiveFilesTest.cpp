@@ -6,6 +6,7 @@
 
 #include "app/Paths.h"
 #include "app/Text.h"
+#include "store/RecordCopy.h"
 #include "store/RecordLayout.h"
 #include "tests/store/PervasiveTestSupport.h"
 #include "tests/store/ScriptedEngine.h"
@@ -153,6 +154,64 @@ TEST_F(RealFiles, EachBankKeepsItsOwnSlotsOnTheSameFile) {
     EXPECT_EQ(data.substr(0, 4), "0002");
     EXPECT_TRUE(bank.CallHistory(0).size() >= 2);
     EXPECT_TRUE(other.CallHistory(0).empty());
+    EXPECT_TRUE(ends.empty());
+}
+
+TEST_F(RealFiles, AViewerBrowsesAFileWhileABackupCopiesItRecordByRecord) {
+    // The data viewer holds the file in its browsing bank and steps through it between the
+    // backup's records; the backup reads the same file in its sources bank and writes the copy
+    // in its copies bank. Nobody closes or moves anybody else's slot.
+    ASSERT_TRUE(bank.FichierPervasiveOuvrir(0, 1, 1, kCommon));
+    constexpr int kRecords = 60;
+    for (int n = 1; n <= kRecords; ++n)
+        ASSERT_EQ(Write(kInsert, Record42(ZeroPad(n, 4))), kSuccess);
+
+    SlotBank viewer("Visualisation");
+    viewer.setBrowsing(true);
+    ASSERT_TRUE(viewer.FichierPervasiveOuvrir(0, 1, 1, kCommon));
+    std::string viewed, viewerKey;
+    viewer.BTRieve(0, kGetFirst, viewed, viewerKey, 0, kCommon, 1, "Visualisation");
+    ASSERT_EQ(viewer.LastStatus(), kSuccess);
+    std::vector<std::string> seen{viewed.substr(0, 4)};
+
+    const std::string copyPath = dir.folder() + "Copie/" + StationFileName(kCommon, 1);
+    std::filesystem::create_directories(dir.folder() + "Copie");
+    ASSERT_EQ(CreationFichierBTrieve(copyPath, kCommon), kSuccess);
+    RecordCopyResult result;
+    {
+        SlotBank sources("Backup"), copies("Backup copies");
+        ASSERT_TRUE(sources.FichierPervasiveOuvrir(0, 1, 1, kCommon));
+        ASSERT_EQ(copies.OuvertureFichierBTrieve(0, kCommon, copyPath, 0, 1, kOpenAccelerated),
+                  kSuccess);
+        RecordCopyJob job;
+        job.source = &sources;
+        job.fileNumber = kCommon;
+        job.target = &copies;
+        job.lower = std::string(20, '\0');
+        job.upper = std::string(20, '\xff');
+        job.afterRecord = [&] {
+            viewer.BTRieve(0, kGetNext, viewed, viewerKey, 0, kCommon, 1, "Visualisation");
+            if (viewer.LastStatus() == kSuccess) seen.push_back(viewed.substr(0, 4));
+            return true;
+        };
+        result = CopyRecords(job);
+        EXPECT_TRUE(viewer.IsFileOpen(0, kCommon, 1));
+    }
+    EXPECT_EQ(result.copied, kRecords);
+    EXPECT_FALSE(result.readError || result.writeError);
+    EXPECT_EQ(RecordCountOfFile(copyPath), kRecords);
+
+    // The viewer read every record once, in order, and its slot still works after the backup's
+    // banks have closed theirs.
+    ASSERT_EQ(seen.size(), static_cast<size_t>(kRecords));
+    for (int n = 1; n <= kRecords; ++n) EXPECT_EQ(seen[n - 1], ZeroPad(n, 4));
+    viewerKey = FixedWidth("0030", 20);
+    viewer.BTRieve(0, kGetEqual, viewed, viewerKey, 0, kCommon, 1, "Visualisation");
+    EXPECT_EQ(viewer.LastStatus(), kSuccess);
+    viewer.BTRieve(0, kGetPrevious, viewed, viewerKey, 0, kCommon, 1, "Visualisation");
+    EXPECT_EQ(viewed.substr(0, 4), "0029");
+    EXPECT_TRUE(bank.IsFileOpen(0, kCommon, 1));
+    EXPECT_TRUE(dialogs.messages.empty());
     EXPECT_TRUE(ends.empty());
 }
 
