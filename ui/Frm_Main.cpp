@@ -11,6 +11,7 @@
 #include <QStatusBar>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <stdexcept>
 
 #include "app/Clock.h"
 #include "app/DateTime.h"
@@ -28,6 +29,7 @@
 #include "operations/Backup.h"
 #include "store/Pervasive.h"
 #include "ui/ClickOnlyMenu.h"
+#include "ui/EquivalencePages.h"
 #include "ui/FrmSetup.h"
 #include "ui/FrmSplash.h"
 #include "ui/FrmSysTray.h"
@@ -163,13 +165,22 @@ bool Frm_Main::Form_Load() {
             if (!timerMainTick)
                 timerMainTick = [this] { planning_->scheduler().TimerMain_Timer(); };
             if (!savePlanning) savePlanning = [this] { planning_->SaveModified(); };
+            equivalence_ = new EquivalencePages(this);
+            equivalence_->Build();
+            if (!saveEquivalence) saveEquivalence = [this] { equivalence_->SaveAll(); };
             tray_ = new FrmSysTray([this] { ShowFromStandby(); }, [this] { ShowAbout(); }, this);
             if (initOperations) initOperations();
         });
-        RunStep("Toverin: Init: TreeView", true, [] {});
-        RunStep("Toverin: Init: Grid", true, [] {});
+        // The steps after it need what the data step made; each says so when it is missing.
+        auto equivalence = [this]() -> EquivalencePages& {
+            if (!equivalence_) throw std::logic_error("the equivalence pages were not made");
+            return *equivalence_;
+        };
+        RunStep("Toverin: Init: TreeView", true, [&] { equivalence().InitGeneralTreeView(); });
+        RunStep("Toverin: Init: Grid", true, [&] { equivalence().InitGeneralGrid(); });
         RunStep("Toverin: Init: Display", true, [this] { PositionFeuille(); });
-        RunStep("Toverin: Init: Equivalence", true, [] {});
+        RunStep("Toverin: Init: Equivalence", true,
+                [&] { equivalence().InitGeneralDonneesEquivalence(); });
         splash_->close();
         delete splash_;
         st.splashVisible = false;
