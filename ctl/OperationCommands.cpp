@@ -14,34 +14,13 @@
 #include "app/Site.h"
 #include "app/Text.h"
 #include "ctl/Ctl.h"
+#include "ctl/CtlSite.h"
 #include "operations/Backup.h"
 #include "operations/Restore.h"
 #include "store/Pervasive.h"
 
 namespace toverin::ctl {
 namespace {
-
-// Answers the operations' questions from the command line's flags and logs every one.
-class FlagDialogs final : public Dialogs {
-  public:
-    explicit FlagDialogs(bool yes) : yes_(yes) {}
-    MsgAnswer Message(const MsgRequest& request) override {
-        MsgAnswer answer = UnattendedAnswer(request);
-        if (request.buttons == MsgButtons::YesNo && yes_) answer = MsgAnswer::Yes;
-        std::string text = ReplaceAll(ReplaceAll(request.text, "\r\n", " "), "\n", " ");
-        TraceLog("toverinctl: Message: '" + text + "' |Answer: " + AnswerName(answer));
-        std::cerr << text << " -> " << AnswerName(answer) << "\n";
-        return answer;
-    }
-    std::optional<std::string> Input(const InputRequest& request) override {
-        TraceLog("toverinctl: Input: '" + request.prompt + "' |Answer: Annuler");
-        return std::nullopt;
-    }
-    std::string SelectFolder(const std::string&, const std::string&) override { return "*"; }
-
-  private:
-    bool yes_;
-};
 
 // A list of numbers first..last: "1,3", "2-4" or "all". "" when it reads, else what is wrong.
 template <size_t N>
@@ -89,28 +68,6 @@ std::string ParseBaseText(const std::string& command, const std::string& text, i
         return command + ": --base takes a base number (0 = the first base), not '" + text + "'";
     base = std::stoi(text);
     return "";
-}
-
-// The site's root, as the program finds it: --root, TOVERIN_ROOT or the user's "Kavella" folder.
-// Nothing is read or made until it is known to hold a site.
-int FindSite(const std::string& command, const std::string& rootOption, std::string& root) {
-    root = DetermineSuiteRoot(rootOption, "");
-    if (!FolderExists(root))
-        return Fail(command + ": site not found: " + root + " does not exist", kExitFailed);
-    if (!FileExists(root + "Settings/KV3_Config.ini"))
-        return Fail(command + ": site not found: " + root +
-                        " holds no Settings/KV3_Config.ini (give the site with --root or "
-                        "TOVERIN_ROOT)",
-                    kExitFailed);
-    return 0;
-}
-
-bool OpenSite(const std::string& root) {
-    SetSuiteRoot(root);
-    DetermineDossierSettings();
-    DetermineDossierSettingsApplication();
-    DetermineFichierConfig();
-    return InitGeneralSite() == SiteInitResult::Ok;
 }
 
 // The base exists in the site read.
@@ -175,7 +132,8 @@ int Unexpected(const std::string& command, const Args& args) {
 // Reads the site of `common` and checks the base; 0 or the exit status.
 int LoadSite(const std::string& command, Common& common) {
     if (int status = FindSite(command, common.root, common.root)) return status;
-    if (!OpenSite(common.root)) return Fail(command + ": the site could not be read", kExitFailed);
+    if (!OpenSiteAt(common.root))
+        return Fail(command + ": the site could not be read", kExitFailed);
     if (std::string error = CheckBase(command, common.base); !error.empty())
         return Fail(error, kExitUsage);
     return 0;

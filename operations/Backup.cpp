@@ -60,7 +60,7 @@ void PauseWait(int base) {
     if (!flags.paused[base]) return;
     MarkerScope start(base, "Start", "0FF", "ON");
     MarkerScope pause(base, "Pause", "ON", "0FF");
-    while (flags.paused[base] && !flags.stopRequested[base] && !flags.shutdown) {
+    while (flags.paused[base] && !flags.stopRequested[base] && !ShuttingDown()) {
         DoEvents();
         AppClock().Sleep(Milliseconds(20));
     }
@@ -70,7 +70,7 @@ void PauseWait(int base) {
 // shutdown stops without asking.
 bool StopConfirmed(int base) {
     OperationFlags& flags = Operations();
-    if (flags.shutdown) {
+    if (ShuttingDown()) {
         TraceLog("Backup: Stopped by the program's shutdown");
         return true;
     }
@@ -289,7 +289,7 @@ void BackupRun::BackupStationFile(int f, int s) {
     ServeEvents();
 
     const std::string name = StationFileName(f, s);
-    const std::string source = cfg_.dataFolder + name;
+    const std::string source = ExistingCase(cfg_.dataFolder + name);
     TraceLog("Backup: Source file: " + source);
     if (!FileExists(source)) {
         TraceLog("Backup: Err: Source file not found: " + source);

@@ -1,5 +1,7 @@
 #include "operations/OperationState.h"
 
+#include "app/EventPump.h"
+
 namespace toverin {
 
 OperationFlags& Operations() {
@@ -12,6 +14,10 @@ void RequestShutdownStop() {
     flags.shutdown = true;
     flags.stopRequested.fill(true);
     flags.paused.fill(false);
+}
+
+bool ShuttingDown() {
+    return Operations().shutdown || TerminationRequested();
 }
 
 }  // namespace toverin

@@ -20,5 +20,8 @@ OperationFlags& Operations();
 
 // Asks every run to stop for the program's shutdown: stop requests set, pauses ended.
 void RequestShutdownStop();
+// The program is closing: asked by the window, or by the system (SIGTERM) before the window
+// could hear of it.
+bool ShuttingDown();
 
 }  // namespace toverin

@@ -101,7 +101,7 @@ bool RestoreRun::StationFile(int f, int s) {
     // A file common to the base goes with station 1, as in the backup: restoring other stations
     // alone leaves it alone.
     if (IsCommonFileName(name) && s != 1) return true;
-    const std::string backupFile = backupFolder_ + BackupFileName(name);
+    const std::string backupFile = ExistingCase(backupFolder_ + BackupFileName(name));
     if (!FileExists(backupFile)) {
         TraceLog("Err: File not found: " + backupFile);
         return true;
@@ -113,12 +113,12 @@ bool RestoreRun::StationFile(int f, int s) {
     job.fileNumber = f;
     job.station = s;
     job.source = backupFile;
-    job.target = dataFolder_ + name;
+    job.target = ExistingCase(dataFolder_ + name);
     job.targetMode = kOpenNormal;  // the data file, shared with the stations
     job.messages = CopyMessages::Restore;
     job.wholeFile = request_.createEmptyStructure;
     job.ranges.push_back({std::string(100, '\0'), std::string(100, '\xFF')});
-    job.afterRecord = [] { return !Operations().shutdown; };
+    job.afterRecord = [] { return !ShuttingDown(); };
     const StationFileResult result = CopyStationFile({sources_, copies_}, job, progress_);
     if (result.status == StepStatus::Done) {
         ++outcome.restoredFiles;
@@ -225,17 +225,17 @@ CreationOutcome CreateData(int base, const CreationRequest& request, ProgressObs
         CaptionScope caption(OperationCaption(" - Creation en cours de la base ", base));
         progress.OnProgress(progress::Started{start, AppCaption()});
         Guarded("CreateData:Lib_Creation", 0, [&] {
-            for (int f = 0; f < kCatalogueSize && !Operations().shutdown; ++f) {
+            for (int f = 0; f < kCatalogueSize && !ShuttingDown(); ++f) {
                 if (!request.files[f]) continue;
                 const std::string label =
                     FileListLine(f).size() > 3 ? FileListLine(f).substr(3) : "";
-                for (int i = 0; i < cfg.stationCount && !Operations().shutdown; ++i) {
+                for (int i = 0; i < cfg.stationCount && !ShuttingDown(); ++i) {
                     if (!request.stations[i]) continue;
                     ServeEvents();
                     const int s = i + 1;
                     const std::string name = StationFileName(f, s);
                     if (Trim(name).empty() || name == ".bt6") continue;
-                    const std::string path = cfg.dataFolder + name;
+                    const std::string path = ExistingCase(cfg.dataFolder + name);
                     long long count = 0;
                     if (FileExists(path)) {
                         count = std::max(0LL, RecordCountOfFile(path));
@@ -272,9 +272,9 @@ CreationOutcome CreateData(int base, const CreationRequest& request, ProgressObs
         });
         const LocalTime end = AppClock().Now();
         ended = {end, SecondsBetween(start, end),
-                 Operations().shutdown ? progress::Outcome::Stopped
-                 : outcome.failed > 0  ? progress::Outcome::Incomplete
-                                       : progress::Outcome::Finished,
+                 ShuttingDown()       ? progress::Outcome::Stopped
+                 : outcome.failed > 0 ? progress::Outcome::Incomplete
+                                      : progress::Outcome::Finished,
                  ""};
     }
     progress.OnProgress(ended);

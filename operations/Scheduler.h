@@ -6,6 +6,7 @@
 #include <array>
 #include <functional>
 #include <optional>
+#include <string>
 
 #include "app/Clock.h"
 #include "app/Progress.h"
@@ -21,6 +22,16 @@ struct ScheduleState {
     bool armed = false;
     LocalTime next{};
 };
+
+// What the last backup the scheduler started for a base came to.
+struct ScheduledRun {
+    bool ran = false;
+    LocalTime at{};
+    bool failed = false;  // stopped, ended by an error, or some station file not backed up
+};
+
+// Runs the export or import of one nature for a base (to its end, on the interface thread).
+using NatureRunner = std::function<void(int base)>;
 
 class Scheduler {
   public:
@@ -44,19 +55,28 @@ class Scheduler {
     const ScheduleState& Backup(int base) const { return backup_[base]; }
     const ScheduleState& Export(int base) const { return export_[base]; }
     const ScheduleState& Import(int base) const { return import_[base]; }
+    const ScheduledRun& LastBackup(int base) const { return lastBackup_[base]; }
 
     // The standby check that ends each tick (the interface's TimerVeille handler).
     std::function<void()> standbyCheck;
-    // Where the next dates are shown: the kind of plan, the base and the date (none: not
-    // planned).
-    std::function<void(PlanKind kind, int base, const std::optional<LocalTime>& due)> showNextDate;
+    // Where the next dates are shown: the kind of plan, the base and the text ("Non planifié",
+    // the date, or why a plan will not run).
+    std::function<void(PlanKind kind, int base, const std::string& text)> showNextDate;
     // The observer of a scheduled backup of `base` (none: nobody watches).
     std::function<ProgressObserver&(int base)> backupProgress;
     // Told of each planned backup's outcome.
     std::function<void(int base, const BackupOutcome& outcome)> afterBackup;
+    // Told at the end of each tick, so that the tray can say how the last run went.
+    std::function<void()> afterTick;
+    // The natures this program can run, by list index of ComboExportNature and
+    // ComboImportNature. A plan whose nature has none is not armed: its tab says so.
+    std::array<NatureRunner, 3> exportRunners{};
+    std::array<NatureRunner, 3> importRunners{};
 
   private:
-    void Arm(ScheduleState& state, const OperationPlan& plan, PlanKind kind, int base);
+    void Arm(ScheduleState& state, const OperationPlan& plan, PlanKind kind, int base,
+             const std::array<NatureRunner, 3>* runners = nullptr,
+             const std::array<const char*, 3>* names = nullptr);
     void RunPlannedBackup(int base);
     void RunExport(int base);
     void RunImport(int base);
@@ -65,10 +85,18 @@ class Scheduler {
     std::array<ScheduleState, kMaxBases> backup_{}, export_{}, import_{};
     std::array<std::optional<LocalTime>, kMaxBases> announced_{};
     std::array<LocalTime, kMaxBases> announcedAt_{};
+    std::array<ScheduledRun, kMaxBases> lastBackup_{};
 };
 
-// The names of the natures the Export and Import tabs offer.
+// The names of the natures the Export and Import tabs offer, by list index.
 extern const std::array<const char*, 3> kExportNatures;
 extern const std::array<const char*, 3> kImportNatures;
+// The name of a nature by its list index; one outside the list is named by its number.
+std::string NatureName(const std::array<const char*, 3>& names, int nature);
+// What the tab shows for a plan whose nature this program cannot run.
+std::string NatureUnavailableText(const std::string& natureName);
+// The text said when an import of nature 1 or 2 has no source or no target station.
+inline constexpr const char* kImportStationsMissing =
+    "Il faut paramétrer au moins une station source et une station cible";
 
 }  // namespace toverin

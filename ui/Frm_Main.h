@@ -18,6 +18,7 @@ class QVBoxLayout;
 namespace toverin::ui {
 
 class FrmSplash;
+class EquivalencePages;
 class OperationPages;
 class PlanningPages;
 class FrmSysTray;
@@ -61,11 +62,15 @@ class Frm_Main : public QMainWindow {
     void CloseWithMode(int unloadMode);
     // The menu command "Quitter".
     void MnuQuitter_Click();
+    // The lock and the question of "Quitter", also asked by the window's close button.
+    bool ConfirmQuit();
     // Standby: hides the window (the tray shows it again).
     void EnterStandby();
     // The standby button and menu entry.
     void CommandMiseEnVeille_Click();
     void ShowFromStandby();
+    // The tray's tooltip: the last and next backups, a warning after a failed planned run.
+    void UpdateTrayStatus();
 
     // The page of `tab` for base `base` (0-based); later operations put their controls there.
     QWidget* BasePage(MainTab tab, int base) const;
@@ -98,6 +103,7 @@ class Frm_Main : public QMainWindow {
     static constexpr int kExitNoSuchBase = 2;
     OperationPages* pages() const { return operationPages_; }
     PlanningPages* planning() const { return planning_; }
+    EquivalencePages* equivalence() const { return equivalence_; }
     FrmSysTray* tray() const { return tray_; }
     // The program is locked by the user-rights lock (quitting is refused).
     bool locked = false;
@@ -114,6 +120,7 @@ class Frm_Main : public QMainWindow {
     void BuildWindow();
     void InitGeneral();
     void Announce(const std::string& step, bool logged);
+    void RunStep(const std::string& announcement, bool logged, const std::function<void()>& step);
     void Form_Unload();
     void PositionFeuille();
     void PositionFeuilleSauvegarde();
@@ -133,10 +140,12 @@ class Frm_Main : public QMainWindow {
     QPointer<FrmSplash> splash_;
     OperationPages* operationPages_ = nullptr;
     PlanningPages* planning_ = nullptr;
+    EquivalencePages* equivalence_ = nullptr;
     FrmSysTray* tray_ = nullptr;
     QPointer<FrmSetup> setup_;
     QTimer* timerLog_;
     int pendingUnloadMode_ = kFormControlMenu;
+    bool closeByCode_ = false;  // false: the window's close button
     bool unloaded_ = false;
     bool enterStandby_ = false;
     bool closeAfterRun_ = false;  // a close waits for the run under way to stop

@@ -6,6 +6,7 @@
 
 #include "operations/Scheduler.h"
 
+class QComboBox;
 class QGroupBox;
 class QLineEdit;
 class QWidget;
@@ -20,16 +21,18 @@ class PlanningPages : public QObject {
     explicit PlanningPages(Frm_Main* main);
     void Build();
     Scheduler& scheduler() { return scheduler_; }
-    // Saves every base's plan from the controls ("Enregistrer", or Yes at shutdown).
-    void SaveAll();
+    // Saves from the controls the plans of the bases that were changed (Yes at shutdown).
+    void SaveModified();
+    // Saves one base's plan ("Enregistrer").
     void Save(int base);
 
   private:
     QGroupBox* BuildPlan(PlanKind kind, int base, QWidget* page);
     void ReadControls(int base);
-    void MarkModified();
+    void MarkModified(int base);
+    static void ShowNature(QComboBox* combo, int nature);
 
-    void ShowNextDate(PlanKind kind, int base, const std::optional<LocalTime>& due);
+    void ShowNextDate(PlanKind kind, int base, const std::string& text);
 
     Frm_Main* main_;
     Scheduler scheduler_;
