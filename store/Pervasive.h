@@ -115,8 +115,11 @@ class SlotBank {
 
     // Opens file `fileNumber` of base `base` for stations first..last at their catalogue paths in
     // the base's data folder (files 40..49 are created empty when missing). Returns true when
-    // every station's file is open.
-    bool FichierPervasiveOuvrir(int base, int firstStation, int lastStation, int fileNumber);
+    // every station's file is open. A tool that rewrites many records opens the files it writes
+    // accelerated (btr::kOpenAccelerated): its writes are then grouped and made durable when it
+    // closes them.
+    bool FichierPervasiveOuvrir(int base, int firstStation, int lastStation, int fileNumber,
+                                int8_t openMode = btr::kOpenNormal);
     void FichierPervasiveFermer(int base, int firstStation, int lastStation, int fileNumber);
     // Opens `path` into the slot (base, fileNumber, station) with `openMode` (btr::OpenMode); the
     // path must exist. Returns the engine status (12 when the path does not exist). A slot that

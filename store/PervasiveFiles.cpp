@@ -103,7 +103,8 @@ void SlotBank::FermetureFichierBTrieve(int base, int fileNumber, int station) {
     });
 }
 
-bool SlotBank::FichierPervasiveOuvrir(int base, int firstStation, int lastStation, int fileNumber) {
+bool SlotBank::FichierPervasiveOuvrir(int base, int firstStation, int lastStation, int fileNumber,
+                                      int8_t openMode) {
     TraceProcedure(kModule, "FichierPervasiveOuvrir");
     const std::string procedure = ProcName("FichierPervasiveOuvrir", kModule);
     return Guarded<bool>(procedure, false, [&] {
@@ -124,8 +125,7 @@ bool SlotBank::FichierPervasiveOuvrir(int base, int firstStation, int lastStatio
                 CreationFichierBTrieve(path, fileNumber);
             }
             if (!path.empty() && FileExists(path)) {
-                OuvertureFichierBTrieve(base, fileNumber, path, creation.RecLen, station,
-                                        btr::kOpenNormal);
+                OuvertureFichierBTrieve(base, fileNumber, path, creation.RecLen, station, openMode);
             } else {
                 TraceLog("Err: File: " + path + " not found");
             }
