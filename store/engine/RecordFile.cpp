@@ -106,11 +106,14 @@ void RecordFile::ConfigureForMode(int8_t mode, bool firstOpener) {
     // Before the journal and index changes below, which commit too.
     if (!SyncedWrites()) db_.Exec("PRAGMA synchronous=OFF");
     if (!sqlite3_db_readonly(db_.get(), "main")) {
-        if (mode == btr::kOpenAccelerated && firstOpener) {
+        if (mode == btr::kOpenAccelerated && firstOpener && Empty()) {
             // A bulk load into a fresh file: with a rollback journal, pages appended beyond the
             // file's original end are never journaled, so the data is written once; WAL would
             // write it twice (log, then checkpoint). Switching fails quietly while another
-            // process has the file open, and the load then runs in WAL.
+            // process has the file open, and the load then runs in WAL. A file that holds
+            // records stays in WAL: its changed pages would all be journaled, and leaving WAL
+            // and coming back costs a checkpoint and syncs at each open and close (a tool that
+            // rewrites part of a station's files opens several of them).
             bulkJournal_ = db_.QueryText("PRAGMA journal_mode=TRUNCATE") == "truncate";
             if (bulkJournal_) DeferIndexes();
         } else {
@@ -329,13 +332,17 @@ void RecordFile::RemoveAcceleratedHandle() {
     if (acceleratedHandles_ > 0 && --acceleratedHandles_ == 0) LeaveAcceleratedMode();
 }
 
+bool RecordFile::Empty() {
+    return db_.QueryInt("SELECT count(*) FROM (SELECT 1 FROM records LIMIT 1)") == 0;
+}
+
 void RecordFile::DeferIndexes() {
     // Loading an empty file: an index is built far faster by one sort than by inserting each
     // value at its place, and a bulk copy (a backup) may never be read by most of its keys. So
     // the load writes the rows alone, and each index is built when something first needs it:
     // a read by its key, or a normal write. Unique keys keep refusing duplicates meanwhile
     // (see KeepUniqueOrder).
-    if (db_.QueryInt("SELECT count(*) FROM (SELECT 1 FROM records LIMIT 1)") != 0) return;
+    if (!Empty()) return;
     // The drop is the load's first write and is made durable with it, by the sync at Close
     // (a backup opens a hundred fresh files: two syncs each here cost more than their loads).
     db_.Exec("PRAGMA synchronous=OFF");
@@ -587,8 +594,11 @@ bool RecordFile::OutsideUniqueBounds() {
         if (!boundsKnown_[k]) {
             FlushStaged();  // the range must include every row written
             if (bounds_.empty()) bounds_.resize(layout_.keys.size());
-            Statement range(db_, "SELECT min(" + KeyColumn(static_cast<int>(k)) + "), max(" +
-                                     KeyColumn(static_cast<int>(k)) + ") FROM records");
+            // Two subqueries: SQLite answers a lone min() or max() from the index's ends, but
+            // both in one select scan the whole table.
+            const std::string column = KeyColumn(static_cast<int>(k));
+            Statement range(db_, "SELECT (SELECT min(" + column + ") FROM records), (SELECT max(" +
+                                     column + ") FROM records)");
             if (!range.Step()) return false;
             bounds_[k].empty = sqlite3_column_type(range.get(), 0) == SQLITE_NULL;
             if (!bounds_[k].empty) {

@@ -111,6 +111,7 @@ class RecordFile {
     void EndWrite(bool accelerated);
     void CommitBatch(bool durable);
     void LeaveAcceleratedMode();
+    bool Empty();
     void DeferIndexes();
     void LoadPendingIndexes();
     void BuildIndex(size_t key);
