@@ -25,6 +25,7 @@
 #include "app/Text.h"
 #include "operations/Backup.h"
 #include "store/Pervasive.h"
+#include "ui/DuplicationPages.h"
 #include "ui/EquivalencePages.h"
 #include "ui/FrmSetup.h"
 #include "ui/FrmSplash.h"
@@ -151,6 +152,14 @@ bool Frm_Main::Form_Load() {
         equivalence_ = new EquivalencePages(this);
         equivalence_->Build();
         if (!saveEquivalence) saveEquivalence = [this] { equivalence_->SaveAll(); };
+        duplication_ = new DuplicationPages(this);
+        duplication_->Build();
+        // The schedule duplication uses the table as the Equivalence tab holds it.
+        duplication_->equivalence = [this](int base) -> const EquivalenceTable* {
+            if (base < 0 || base >= equivalence_->pageCount()) return nullptr;
+            const EquivalencePage& page = equivalence_->page(base);
+            return page.loaded ? &page.table : nullptr;
+        };
         tray_ = new FrmSysTray([this] { ShowFromStandby(); }, [this] { ShowAbout(); }, this);
         if (initOperations) initOperations();
         Announce("Toverin: Init: TreeView", true);
