@@ -23,6 +23,12 @@ const char* kUsage =
     "  file copy SRC DST\n"
     "  file check PATH\n"
     "  equivalence show [--root DIR] --base N\n"
+    "  duplicate schedule [--root DIR] --base N --source S --targets LIST --from YYYY-MM-DD\n"
+    "      --to YYYY-MM-DD --target-date YYYY-MM-DD [--hours HH-HH] [--target-hour HH] "
+    "[--history]\n"
+    "  duplicate labels [--root DIR] --base N --source S --targets LIST\n"
+    "      [--groups categ,theme,horlo,000,jin,lin,rub,inf] [--change-category] [--all-zones]\n"
+    "      (a duplication's questions are answered Yes, and logged)\n"
     "exit status: 0 ok, 1 failed, 2 usage error, 3 missing file, 4 not a record file\n";
 
 }  // namespace
@@ -68,6 +74,7 @@ int RunCtl(const Args& args) {
         {"demo", RunDemoCommand},
         {"file", RunFileCommand},
         {"equivalence", RunEquivalenceCommand},
+        {"duplicate", RunDuplicateCommand},
     };
     if (args.empty() || args[0] == "--help" || args[0] == "-h") {
         std::cout << kUsage;

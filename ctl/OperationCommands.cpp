@@ -21,32 +21,6 @@
 namespace toverin::ctl {
 namespace {
 
-// "1,3" or "1-3" or "all" into a selection of numbers first..last.
-template <size_t N>
-bool ParseList(const std::string& text, int first, std::array<bool, N>& out) {
-    out.fill(false);
-    if (text == "all") {
-        for (size_t i = 0; i < N; ++i) out[i] = true;
-        return true;
-    }
-    std::stringstream ss(text);
-    std::string item;
-    while (std::getline(ss, item, ',')) {
-        size_t dash = item.find('-');
-        try {
-            int a = std::stoi(item.substr(0, dash));
-            int b = dash == std::string::npos ? a : std::stoi(item.substr(dash + 1));
-            for (int v = a; v <= b; ++v) {
-                if (v - first < 0 || v - first >= static_cast<int>(N)) return false;
-                out[static_cast<size_t>(v - first)] = true;
-            }
-        } catch (...) {
-            return false;
-        }
-    }
-    return true;
-}
-
 struct Session {
     explicit Session(bool yes) : dialogs(yes) { SetAppDialogs(&dialogs); }
     ~Session() {
