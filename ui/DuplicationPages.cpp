@@ -102,11 +102,11 @@ QLineEdit* ReadOnlyText(QWidget* parent, const char* control, int index) {
 
 // A run's events on its page: the caption while it lasts, the button, the hourglass, the
 // progress texts and the phase.
-class PageProgress final : public ProgressObserver {
+class DuplicationProgress final : public ProgressObserver {
   public:
-    PageProgress(Frm_Main* main, QPushButton* button, std::vector<QLineEdit*> texts, QLabel* phase)
+    DuplicationProgress(Frm_Main* main, QPushButton* button, std::vector<QLineEdit*> texts, QLabel* phase)
         : main_(main), button_(button), texts_(std::move(texts)), phase_(phase) {}
-    ~PageProgress() override { Restore(); }
+    ~DuplicationProgress() override { Restore(); }
 
     void OnProgress(const progress::Event& event) override {
         if (const auto* e = std::get_if<progress::Started>(&event)) {
@@ -309,7 +309,7 @@ void DuplicationPages::CommandDuplication_Click(int base) {
     // The grid as the options window last saved it.
     InitSettingsDuplication(request.grid);
     request.equivalence = equivalence ? equivalence(base) : nullptr;
-    PageProgress progress(main_, p.CommandDuplication,
+    DuplicationProgress progress(main_, p.CommandDuplication,
                           {p.TexteDuplication[0], p.TexteDuplication[1], p.TexteDuplication[2]},
                           p.LabelDuplication);
     DuplicationScheduler(request, progress);
@@ -328,7 +328,7 @@ void DuplicationPages::CommandDuplicationLibelle_Click(int base) {
     for (size_t g = 0; g < groups.size(); ++g) request.groups[g] = groups[g]->isChecked();
     request.changeCategory = p.CheckChangerCategorie->isChecked();
     request.allZones = p.CheckZonesActives->isChecked();
-    PageProgress progress(main_, p.CommandDuplicationLibelle, {p.TexteDuplicationLibelle},
+    DuplicationProgress progress(main_, p.CommandDuplicationLibelle, {p.TexteDuplicationLibelle},
                           p.LabelDuplicationLibelle);
     DuplicationLibelle(request, progress);
 }
