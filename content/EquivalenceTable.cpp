@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <utility>
 
 #include "app/Errors.h"
@@ -49,58 +50,123 @@ bool IsBlank(std::string_view bytes) {
     return bytes.find_first_not_of(' ') == std::string_view::npos;
 }
 
-// The texts of the codes met while loading, read once per station and code.
+// A field's bytes in a record, its layout looked up once: a load reads tens of thousands of
+// records, and a field found by name each time costs more than the rest of the reading.
+class FieldOf {
+  public:
+    FieldOf(int file, std::string_view name, int occurrence = 0)
+        : field_(*LayoutFor(file).Find(name, occurrence)) {}
+    std::string_view In(std::string_view record, int part = -1) const {
+        std::string_view bytes = record.substr(field_.offset, field_.width);
+        if (part < 0) return bytes;
+        size_t at = 0;
+        for (int p = 0; p < part; ++p) at += field_.parts[static_cast<size_t>(p)];
+        return bytes.substr(at, field_.parts[static_cast<size_t>(part)]);
+    }
+    std::string Utf8(std::string_view record) const { return Trim(Utf8FromCp1252(In(record))); }
+
+  private:
+    const Field& field_;
+};
+
+// The texts of the codes of a table, read from each station's own files. A station whose cells
+// name a good part of its songs file has the file read through once; a few codes are each read
+// by their key.
 class CellTexts {
   public:
     CellTexts(SlotBank& bank, int base, OpenedFiles& files)
         : bank_(bank), base_(base), files_(files) {}
 
-    std::string Shown(int station, const std::string& code) {
-        auto key = std::make_pair(station, code);
-        auto found = cache_.find(key);
-        if (found != cache_.end()) return found->second;
-        std::string shown = Read(station, code);
-        cache_.emplace(std::move(key), shown);
-        return shown;
+    void Read(const std::vector<EquivalenceTable::Row>& rows) {
+        std::map<std::pair<int, int>, std::set<std::string>> wanted;  // (station, file) -> keys
+        const int stations = Site().bases[static_cast<size_t>(base_)].stationCount;
+        for (const auto& row : rows) {
+            for (size_t i = 0; i < row.cells.size() && static_cast<int>(i) < stations; ++i) {
+                const std::string& code = row.cells[i].code;
+                if (row.cells[i].empty()) continue;
+                wanted[{static_cast<int>(i) + 1, IsCategoryCode(code) ? kLabels : kSongs}].insert(
+                    FileKey(code));
+            }
+        }
+        for (const auto& [where, keys] : wanted) ReadFile(where.first, where.second, keys);
+    }
+
+    // A code whose song or category could not be read shows nothing; it keeps its code.
+    std::string Shown(int station, const std::string& code) const {
+        auto found = texts_.find({station, FileKey(code)});
+        return found != texts_.end() ? found->second : "";
     }
 
   private:
-    // A code whose song or category cannot be read shows nothing; it keeps its code.
-    std::string Read(int station, const std::string& code) {
-        const bool category = IsCategoryCode(code);
-        const int file = category ? kLabels : kSongs;
-        if (station > Site().bases[base_].stationCount || !files_.Open(file, station)) return "";
-        std::string data;
-        std::string key = category
-                              ? std::string(kCategoryHead) +
-                                    FixedWidth(code.substr(kCategoryHead.size()), kCategoryWidth)
-                              : FixedWidth(code, kSongWidth);
-        bank_.BTRieve(base_, btr::kGetEqual, data, key, 0, file, station,
-                      Caller("InitGeneralDonneesEquivalence", category ? "C" : "B"));
-        if (bank_.LastStatus() != btr::kSuccess) return "";
-        const RecordView record(LayoutFor(file), data);
-        if (category) return CategoryCellText(Trim(record.Utf8("Label")));
-        return SongCellText(Trim(record.Utf8("Title")), Trim(record.Utf8("SecondText")));
+    static std::string FileKey(const std::string& code) {
+        if (IsCategoryCode(code))
+            return std::string(kCategoryHead) +
+                   FixedWidth(std::string_view(code).substr(kCategoryHead.size()), kCategoryWidth);
+        return FixedWidth(code, kSongWidth);
     }
+
+    static std::string Text(int file, const std::string& data) {
+        static const FieldOf label(kLabels, "Label"), title(kSongs, "Title"),
+            second(kSongs, "SecondText");
+        if (file == kLabels) return CategoryCellText(label.Utf8(data));
+        return SongCellText(title.Utf8(data), second.Utf8(data));
+    }
+
+    void ReadFile(int station, int file, const std::set<std::string>& keys) {
+        if (!files_.Open(file, station)) return;
+        const auto count = static_cast<long long>(keys.size());
+        const long long records = bank_.RecordCount(base_, file, station);
+        if (count >= kWalkFrom && count * 4 >= records) {
+            const RecordWalk walk{
+                .bank = &bank_,
+                .base = base_,
+                .fileNumber = file,
+                .station = station,
+                .keyNumber = 0,
+                .low = file == kLabels ? std::string(kCategoryHead) + std::string(5, '\0')
+                                       : std::string(kSongWidth, '\0'),
+                .high = file == kLabels ? std::string(kCategoryHead) + std::string(5, '\xff') : "",
+                .caller = Caller("InitGeneralDonneesEquivalence", "D")};
+            WalkRecords(walk, [&](const std::string& data) {
+                std::string key = KeyOf(file, 0, data);
+                if (keys.count(key)) texts_[{station, std::move(key)}] = Text(file, data);
+            });
+            return;
+        }
+        for (const std::string& wanted : keys) {
+            std::string data, key = wanted;
+            bank_.BTRieve(base_, btr::kGetEqual, data, key, 0, file, station,
+                          Caller("InitGeneralDonneesEquivalence", file == kLabels ? "C" : "B"));
+            if (bank_.LastStatus() == btr::kSuccess) texts_[{station, wanted}] = Text(file, data);
+        }
+    }
+
+    // Codes of one station from which its file is read through rather than code by code.
+    static constexpr long long kWalkFrom = 64;
 
     SlotBank& bank_;
     int base_;
     OpenedFiles& files_;
-    std::map<std::pair<int, std::string>, std::string> cache_;
+    std::map<std::pair<int, std::string>, std::string> texts_;  // (station, file key) -> text
 };
 
 // The codes of one record of file 46, slot by slot: a category code makes "CATEG" + code, a song
 // code the code itself.
 EquivalenceTable::Row RowOfRecord(const std::string& data) {
-    const RecordView record(LayoutFor(kFile), data);
+    static const std::vector<FieldOf> slots = [] {
+        std::vector<FieldOf> fields;
+        for (int slot = 0; slot < EquivalenceTable::kSlots; ++slot)
+            fields.emplace_back(kFile, "SongId", slot);
+        return fields;
+    }();
     EquivalenceTable::Row row;
-    row.number = static_cast<int>(record.Number("NoLig"));
+    row.number = static_cast<int>(RecordView(LayoutFor(kFile), data).Number("NoLig"));
     for (int slot = 0; slot < EquivalenceTable::kSlots; ++slot) {
-        std::string category = record.Part("SongId", 0, slot);
-        std::string song = record.Part("SongId", 1, slot);
+        const std::string_view category = slots[static_cast<size_t>(slot)].In(data, 0);
+        const std::string_view song = slots[static_cast<size_t>(slot)].In(data, 1);
         std::string code;
         if (!IsBlank(category)) {
-            code = std::string(kCategoryHead) + category;
+            code = std::string(kCategoryHead) + std::string(category);
         } else if (!IsBlank(song)) {
             code = song;
         }
@@ -162,6 +228,7 @@ bool EquivalenceTable::Load(SlotBank& bank, int base) {
             if (!row.cells.empty()) rows.push_back(std::move(row));
         });
         CellTexts texts(bank, base, files);
+        texts.Read(rows);
         for (Row& row : rows) {
             for (size_t i = 0; i < row.cells.size(); ++i) {
                 Cell& cell = row.cells[i];
