@@ -104,7 +104,8 @@ QLineEdit* ReadOnlyText(QWidget* parent, const char* control, int index) {
 // progress texts and the phase.
 class DuplicationProgress final : public ProgressObserver {
   public:
-    DuplicationProgress(Frm_Main* main, QPushButton* button, std::vector<QLineEdit*> texts, QLabel* phase)
+    DuplicationProgress(Frm_Main* main, QPushButton* button, std::vector<QLineEdit*> texts,
+                        QLabel* phase)
         : main_(main), button_(button), texts_(std::move(texts)), phase_(phase) {}
     ~DuplicationProgress() override { Restore(); }
 
@@ -309,9 +310,9 @@ void DuplicationPages::CommandDuplication_Click(int base) {
     // The grid as the options window last saved it.
     InitSettingsDuplication(request.grid);
     request.equivalence = equivalence ? equivalence(base) : nullptr;
-    DuplicationProgress progress(main_, p.CommandDuplication,
-                          {p.TexteDuplication[0], p.TexteDuplication[1], p.TexteDuplication[2]},
-                          p.LabelDuplication);
+    DuplicationProgress progress(
+        main_, p.CommandDuplication,
+        {p.TexteDuplication[0], p.TexteDuplication[1], p.TexteDuplication[2]}, p.LabelDuplication);
     DuplicationScheduler(request, progress);
 }
 
@@ -329,7 +330,7 @@ void DuplicationPages::CommandDuplicationLibelle_Click(int base) {
     request.changeCategory = p.CheckChangerCategorie->isChecked();
     request.allZones = p.CheckZonesActives->isChecked();
     DuplicationProgress progress(main_, p.CommandDuplicationLibelle, {p.TexteDuplicationLibelle},
-                          p.LabelDuplicationLibelle);
+                                 p.LabelDuplicationLibelle);
     DuplicationLibelle(request, progress);
 }
 
