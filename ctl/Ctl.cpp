@@ -18,7 +18,8 @@ const char* kUsage =
     "      N: the base index as in /Backup_Base= (0 = the first base); LIST: 1,3 or 2-4 or all\n"
     "  demo create DIR [--size small|medium|large] [--history-days N]\n"
     "  file stat PATH\n"
-    "  file dump PATH [--key N] [--from V] [--to V] [--format csv|xml] [--catalogue N]\n"
+    "  file dump PATH [--key N] [--from V] [--to V] [--format csv|xml|xls|xlsx] [--output FILE]\n"
+    "      [--catalogue N]\n"
     "  file create PATH [--catalogue N]\n"
     "  file copy SRC DST\n"
     "  file check PATH\n"
@@ -60,12 +61,8 @@ int Fail(const std::string& message, int status) {
 
 int RunCtl(const Args& args) {
     static const std::map<std::string, std::function<int(const Args&)>> commands = {
-        {"ftp", RunFtpCommand},
-        {"backup", RunBackupCommand},
-        {"restore", RunRestoreCommand},
-        {"create", RunCreateCommand},
-        {"demo", RunDemoCommand},
-        {"file", RunFileCommand},
+        {"ftp", RunFtpCommand},       {"backup", RunBackupCommand}, {"restore", RunRestoreCommand},
+        {"create", RunCreateCommand}, {"demo", RunDemoCommand},     {"file", RunFileCommand},
     };
     if (args.empty() || args[0] == "--help" || args[0] == "-h") {
         std::cout << kUsage;

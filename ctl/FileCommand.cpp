@@ -10,8 +10,10 @@
 #include <optional>
 
 #include "app/Paths.h"
+#include "app/Site.h"
 #include "app/Text.h"
 #include "ctl/Ctl.h"
+#include "exports/Export.h"
 #include "store/Catalogue.h"
 #include "store/RecordLayout.h"
 #include "store/RecordView.h"
@@ -26,8 +28,8 @@ using engine::EngineFile;
 
 const char* kFileUsage =
     "usage: toverinctl file stat PATH\n"
-    "       toverinctl file dump PATH [--key N] [--from V] [--to V] [--format csv|xml] "
-    "[--catalogue N]\n"
+    "       toverinctl file dump PATH [--key N] [--from V] [--to V] "
+    "[--format csv|xml|xls|xlsx] [--output FILE] [--catalogue N]\n"
     "       toverinctl file create PATH [--catalogue N]\n"
     "       toverinctl file copy SRC DST\n"
     "       toverinctl file check PATH";
@@ -139,125 +141,49 @@ int StatCommand(const Args& args) {
 
 // ---- dump
 
-// Text fit for CSV and XML: control characters (a record's padding may hold NULs) dropped.
-std::string Printable(const std::string& utf8) {
-    std::string text;
-    for (char c : utf8) {
-        if (static_cast<unsigned char>(c) >= 0x20 || c == '\t') text += c;
-    }
-    return text;
-}
-
-std::string CsvField(const std::string& value) {
-    std::string text = Printable(value);
-    if (text.find_first_of(";\"\n\r") == std::string::npos) return text;
-    return "\"" + ReplaceAll(text, "\"", "\"\"") + "\"";
-}
-
-std::string XmlEscaped(const std::string& value) {
-    std::string text;
-    for (char c : Printable(value)) {
-        switch (c) {
-            case '&':
-                text += "&amp;";
-                break;
-            case '<':
-                text += "&lt;";
-                break;
-            case '>':
-                text += "&gt;";
-                break;
-            default:
-                text += c;
-        }
-    }
-    return text;
-}
-
-// A heading made into an XML element name: ASCII letters, digits, '_', '-', '.' and the
-// letters beyond ASCII stay; anything else ("°", "#", "/", a blank) becomes '_'; a name that
-// cannot start an element ("#Broad" → "_Broad", "1st") gets a leading '_'.
-std::string XmlName(const std::string& heading) {
-    std::string name;
-    const std::string text = Trim(heading);
-    for (size_t i = 0; i < text.size(); ++i) {
-        unsigned char c = static_cast<unsigned char>(text[i]);
-        if (std::isalnum(c) || c == '_' || c == '-' || c == '.') {
-            name += static_cast<char>(c);
-        } else if (c >= 0xC3 && c < 0xF0 && i + 1 < text.size()) {
-            // Two- and three-byte UTF-8 letters (é, è, ç, œ …); "°" (C2 B0) is not a letter.
-            size_t length = c >= 0xE0 ? 3 : 2;
-            name += text.substr(i, length);
-            i += length - 1;
-        } else if (c < 0x80 || (c & 0xC0) == 0xC0) {
-            name += '_';
-        }
-    }
-    if (name.empty() || std::isdigit(static_cast<unsigned char>(name[0])) || name[0] == '-' ||
-        name[0] == '.' || EqualsIgnoreCase(name.substr(0, 3), "xml"))
-        name.insert(0, "_");
-    return name;
-}
-
 struct DumpOptions {
     int key = 0;
     std::optional<std::string> from, to;
-    bool xml = false;
+    ExportFormat format = ExportFormat::Csv;
+    std::string output;
     int catalogue = -1;
 };
 
+// Rows of the dump to the chosen writer: each record cut into the viewer's fields when the file
+// is known, else whole; the heading row is the first record's (or the layout's when none).
 class Dumper {
   public:
-    Dumper(int catalogue, uint16_t recordLength, bool xml) : catalogue_(catalogue), xml_(xml) {
+    Dumper(int catalogue, uint16_t recordLength, ExportWriter& out)
+        : catalogue_(catalogue), out_(out) {
         const RecordLayout& layout = LayoutFor(catalogue);
         cut_ = catalogue >= 0 && layout.recordLength == recordLength;
-        if (xml_) std::cout << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<root_element>\n";
     }
 
-    void Record(const std::string& record) {
+    bool Record(const std::string& record) {
         std::vector<std::string> headings = {"Record"};
         std::vector<std::string> columns = {TrimRight(Utf8FromCp1252(record))};
         if (cut_) {
             headings = HeadingsForRecord(catalogue_, record);
             columns = CutRecord(catalogue_, record);
         }
-        if (xml_) {
-            std::cout << "  <collection_element>\n";
-            for (size_t i = 0; i < columns.size() && i < headings.size(); ++i) {
-                const std::string name = XmlName(headings[i]);
-                std::cout << "    <" << name << ">" << XmlEscaped(columns[i]) << "</" << name
-                          << ">\n";
-            }
-            std::cout << "  </collection_element>\n";
-            return;
-        }
         if (!headerDone_) Header(headings);
-        Line(columns);
+        return out_.AddRow(columns, &headings);
     }
 
-    void End() {
-        if (xml_) {
-            std::cout << "</root_element>\n";
-        } else if (!headerDone_) {
+    bool End() {
+        if (!headerDone_)
             Header(cut_ ? LayoutFor(catalogue_).Headings() : std::vector<std::string>{"Record"});
-        }
+        return out_.Finish();
     }
 
   private:
     void Header(const std::vector<std::string>& headings) {
-        Line(headings);
+        out_.Headings(headings);
         headerDone_ = true;
-    }
-    static void Line(const std::vector<std::string>& values) {
-        for (size_t i = 0; i < values.size(); ++i) {
-            if (i > 0) std::cout << ';';
-            std::cout << CsvField(values[i]);
-        }
-        std::cout << "\n";
     }
 
     int catalogue_;
-    bool xml_;
+    ExportWriter& out_;
     bool cut_ = false;
     bool headerDone_ = false;
 };
@@ -270,9 +196,14 @@ int DumpCommand(Args args) {
     if (TakeOption(args, "--from", text)) options.from = Cp1252FromUtf8(text);
     if (TakeOption(args, "--to", text)) options.to = Cp1252FromUtf8(text);
     if (TakeOption(args, "--format", text)) {
-        if (text != "csv" && text != "xml") return Usage("unknown format '" + text + "'");
-        options.xml = text == "xml";
+        std::optional<ExportFormat> format = ExportFormatNamed(text);
+        if (!format) return Usage("unknown format '" + text + "'");
+        options.format = *format;
     }
+    TakeOption(args, "--output", options.output);
+    if (options.output.empty() &&
+        (options.format == ExportFormat::Xls || options.format == ExportFormat::Xlsx))
+        return Usage("a workbook is written to a file: give it with --output");
     if (TakeOption(args, "--catalogue", text) && (!ParseSmallNumber(text, options.catalogue) ||
                                                   !CatalogueEntryFor(options.catalogue).Exists()))
         return Usage("no file " + text + " in the catalogue");
@@ -304,7 +235,12 @@ int DumpCommand(Args args) {
     };
     const std::string high = options.to ? bound(*options.to, '\xff') : "";
 
-    Dumper dumper(options.catalogue, fileBuf.RecLen, options.xml);
+    ExportOptions exportOptions;
+    exportOptions.logFolder = Site().appSettingsFolder;
+    std::unique_ptr<ExportWriter> writer =
+        options.output.empty() ? OpenExportStream(options.format, std::cout)
+                               : OpenExport(options.format, options.output, exportOptions);
+    Dumper dumper(options.catalogue, fileBuf.RecLen, *writer);
     std::string record(fileBuf.RecLen, '\0');
     std::string key(255, '\0');
     int16_t status;
@@ -320,16 +256,23 @@ int DumpCommand(Args args) {
         std::string value = key.substr(0, keyLength);
         if (caseless) value = UpperCp1252(value);
         if (options.to && value > high) break;
-        dumper.Record(record);
+        if (!dumper.Record(record)) break;
         ++count;
         record.assign(fileBuf.RecLen, '\0');
         status = file.Call(btr::kGetNext, record, key, static_cast<int8_t>(options.key));
     }
-    dumper.End();
-    if (status != btr::kSuccess && status != btr::kEndOfFile)
+    if (status != btr::kSuccess && status != btr::kEndOfFile) {
+        writer->Abandon("stopped by status " + std::to_string(status));
         return Fail("file: status " + std::to_string(status) + " reading " + path + " after " +
                         std::to_string(count) + " records",
                     kExitFailed);
+    }
+    if (!dumper.End())
+        return Fail("file: export to " + (options.output.empty() ? "the output" : options.output) +
+                        " failed: " + writer->Message(),
+                    kExitFailed);
+    if (!options.output.empty())
+        std::cout << "Exported " << writer->Rows() << " records to " << options.output << "\n";
     return 0;
 }
 

@@ -2,75 +2,20 @@
 // Python's XML parser, through tests/support/check_export.py.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <sstream>
 
 #include "exports/Export.h"
-#include "tests/support/TestSupport.h"
+#include "tests/support/ExportReadBack.h"
 
 namespace toverin {
 namespace {
 
 namespace fs = std::filesystem;
-using Rows = std::vector<std::vector<std::string>>;
-
-std::string Json(const std::string& text) {
-    std::string out = "\"";
-    for (unsigned char c : text) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += static_cast<char>(c);
-        } else if (c < 0x20) {
-            char escaped[8];
-            std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-            out += escaped;
-        } else {
-            out += static_cast<char>(c);
-        }
-    }
-    return out + "\"";
-}
-
-std::string Json(const std::vector<std::string>& row) {
-    std::string out = "[";
-    for (size_t i = 0; i < row.size(); ++i) out += (i ? "," : "") + Json(row[i]);
-    return out + "]";
-}
-
-struct Sheet {
-    std::string name;
-    Rows rows;
-};
-
-std::string WorkbookJson(const std::vector<Sheet>& sheets) {
-    std::string out = "{\"sheets\":[";
-    for (size_t s = 0; s < sheets.size(); ++s) {
-        out += (s ? ",{" : "{") + std::string("\"name\":") + Json(sheets[s].name) + ",\"rows\":[";
-        for (size_t r = 0; r < sheets[s].rows.size(); ++r)
-            out += (r ? ",\n" : "") + Json(sheets[s].rows[r]);
-        out += "]}";
-    }
-    return out + "]}";
-}
-
-// Runs the checker on `exported`; "same cells" when the reader saw what `expectedJson` holds.
-std::string ReadBack(const std::string& kind, const std::string& exported,
-                     const std::string& expectedJson, const testing::TempDir& dir) {
-    const std::string expected = dir.file("expected.json");
-    testing::WriteFile(expected, expectedJson);
-    std::string command = "/usr/bin/python3 " TOVERIN_SOURCE_DIR "/tests/support/check_export.py " +
-                          kind + " '" + exported + "' '" + expected + "' 2>&1";
-    std::string output;
-    if (FILE* pipe = popen(command.c_str(), "r")) {
-        char buffer[4096];
-        size_t n;
-        while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) output.append(buffer, n);
-        pclose(pipe);
-    }
-    while (!output.empty() && output.back() == '\n') output.pop_back();
-    return output;
-}
+using testing::ReadBack;
+using testing::Rows;
+using testing::WorkbookJson;
+using Sheet = testing::ExpectedSheet;
 
 bool Export(ExportFormat format, const std::string& path, const std::vector<std::string>& headings,
             const Rows& rows, const ExportOptions& options = {}) {
