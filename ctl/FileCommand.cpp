@@ -1,8 +1,6 @@
 // toverinctl file: one record file from the command line, through the same engine the program
 // uses: its structure (stat), its records cut into the viewer's fields (dump), an empty file of
 // the catalogue (create), a record-by-record copy (copy) and an integrity check (check).
-#include <sqlite3.h>
-
 #include <cctype>
 #include <cstring>
 #include <filesystem>
@@ -14,9 +12,9 @@
 #include "app/Text.h"
 #include "ctl/Ctl.h"
 #include "exports/Export.h"
+#include "operations/DataExport.h"
 #include "store/Catalogue.h"
-#include "store/RecordLayout.h"
-#include "store/RecordView.h"
+#include "store/RecordCursor.h"
 #include "store/engine/EngineFile.h"
 
 namespace toverin::ctl {
@@ -141,138 +139,64 @@ int StatCommand(const Args& args) {
 
 // ---- dump
 
-struct DumpOptions {
-    int key = 0;
-    std::optional<std::string> from, to;
-    ExportFormat format = ExportFormat::Csv;
-    std::string output;
-    int catalogue = -1;
-};
-
-// Rows of the dump to the chosen writer: each record cut into the viewer's fields when the file
-// is known, else whole; the heading row is the first record's (or the layout's when none).
-class Dumper {
-  public:
-    Dumper(int catalogue, uint16_t recordLength, ExportWriter& out)
-        : catalogue_(catalogue), out_(out) {
-        const RecordLayout& layout = LayoutFor(catalogue);
-        cut_ = catalogue >= 0 && layout.recordLength == recordLength;
-    }
-
-    bool Record(const std::string& record) {
-        std::vector<std::string> headings = {"Record"};
-        std::vector<std::string> columns = {TrimRight(Utf8FromCp1252(record))};
-        if (cut_) {
-            headings = HeadingsForRecord(catalogue_, record);
-            columns = CutRecord(catalogue_, record);
-        }
-        if (!headerDone_) Header(headings);
-        return out_.AddRow(columns, &headings);
-    }
-
-    bool End() {
-        if (!headerDone_)
-            Header(cut_ ? LayoutFor(catalogue_).Headings() : std::vector<std::string>{"Record"});
-        return out_.Finish();
-    }
-
-  private:
-    void Header(const std::vector<std::string>& headings) {
-        out_.Headings(headings);
-        headerDone_ = true;
-    }
-
-    int catalogue_;
-    ExportWriter& out_;
-    bool cut_ = false;
-    bool headerDone_ = false;
-};
-
 int DumpCommand(Args args) {
-    DumpOptions options;
-    std::string text;
-    if (TakeOption(args, "--key", text) && !ParseSmallNumber(text, options.key))
+    CursorSpec spec;
+    ExportFormat format = ExportFormat::Csv;
+    std::string output, text;
+    if (TakeOption(args, "--key", text) && !ParseSmallNumber(text, spec.keyNumber))
         return Usage("--key takes a key number, not '" + text + "'");
-    if (TakeOption(args, "--from", text)) options.from = Cp1252FromUtf8(text);
-    if (TakeOption(args, "--to", text)) options.to = Cp1252FromUtf8(text);
+    TakeOption(args, "--from", spec.from);
+    TakeOption(args, "--to", spec.to);
     if (TakeOption(args, "--format", text)) {
-        std::optional<ExportFormat> format = ExportFormatNamed(text);
-        if (!format) return Usage("unknown format '" + text + "'");
-        options.format = *format;
+        std::optional<ExportFormat> named = ExportFormatNamed(text);
+        if (!named) return Usage("unknown format '" + text + "'");
+        format = *named;
     }
-    TakeOption(args, "--output", options.output);
-    if (options.output.empty() &&
-        (options.format == ExportFormat::Xls || options.format == ExportFormat::Xlsx))
+    TakeOption(args, "--output", output);
+    if (output.empty() && (format == ExportFormat::Xls || format == ExportFormat::Xlsx))
         return Usage("a workbook is written to a file: give it with --output");
-    if (TakeOption(args, "--catalogue", text) && (!ParseSmallNumber(text, options.catalogue) ||
-                                                  !CatalogueEntryFor(options.catalogue).Exists()))
+    if (TakeOption(args, "--catalogue", text) &&
+        (!ParseSmallNumber(text, spec.fileNumber) || !CatalogueEntryFor(spec.fileNumber).Exists()))
         return Usage("no file " + text + " in the catalogue");
     for (const auto& a : args)
         if (a.rfind("--", 0) == 0) return Usage("unknown option '" + a + "'");
     if (args.size() != 1) return Usage("dump takes one file");
-    const std::string& path = args[0];
-    if (options.catalogue < 0) options.catalogue = CatalogueNumberOfName(path);
+    spec.path = args[0];
+    if (spec.fileNumber < 0) spec.fileNumber = CatalogueNumberOfName(spec.path);
 
-    EngineFile file;
-    if (int status = OpenExisting(file, path)) return status;
-    btr::PbTBtrFileBuf fileBuf;
-    if (file.Stat(fileBuf) != btr::kSuccess)
-        return Fail("file: cannot read the structure of " + path, kExitFailed);
-    auto keys = KeysOfFileBuf(fileBuf);
-    if (options.key >= static_cast<int>(keys.size()))
-        return Usage("key " + std::to_string(options.key) + " does not exist: the file has " +
-                     std::to_string(keys.size()) + " keys");
-    size_t keyLength = 0;
-    bool caseless = false;
-    for (const btr::KeySpec& segment : keys[static_cast<size_t>(options.key)]) {
-        keyLength += segment.length;
-        caseless = caseless || (segment.flags & btr::kKeyCaseInsensitive) != 0;
+    RecordCursor cursor("toverinctl");
+    switch (cursor.Open(spec)) {
+        case CursorOpen::Ok:
+            break;
+        case CursorOpen::Missing:
+            return Fail("file: no such file: " + spec.path, kExitMissingFile);
+        case CursorOpen::NotRecordFile:
+            return Fail("file: not a record file (status 30): " + spec.path, kExitNotRecordFile);
+        case CursorOpen::BadKey:
+            return Usage("key " + std::to_string(spec.keyNumber) +
+                         " does not exist: the file has " + std::to_string(cursor.KeyCount()) +
+                         " keys");
+        case CursorOpen::Failed:
+            return Fail("file: status " + std::to_string(cursor.Status()) + " opening " + spec.path,
+                        kExitFailed);
     }
-    // The bounds as key values: the low one padded with bytes 0, the high one with bytes 255.
-    // A case-insensitive key compares upper-cased; the padding stays as it is (ÿ would become Ÿ).
-    auto bound = [&](const std::string& value, char pad) {
-        return FixedWidth(caseless ? UpperCp1252(value) : value, keyLength, pad);
-    };
-    const std::string high = options.to ? bound(*options.to, '\xff') : "";
 
     ExportOptions exportOptions;
     exportOptions.logFolder = Site().appSettingsFolder;
-    std::unique_ptr<ExportWriter> writer =
-        options.output.empty() ? OpenExportStream(options.format, std::cout)
-                               : OpenExport(options.format, options.output, exportOptions);
-    Dumper dumper(options.catalogue, fileBuf.RecLen, *writer);
-    std::string record(fileBuf.RecLen, '\0');
-    std::string key(255, '\0');
-    int16_t status;
-    if (options.from) {
-        std::string low = bound(*options.from, '\0');
-        key.replace(0, low.size(), low);
-        status = file.Call(btr::kGetGreaterOrEqual, record, key, static_cast<int8_t>(options.key));
-    } else {
-        status = file.Call(btr::kGetFirst, record, key, static_cast<int8_t>(options.key));
-    }
-    long long count = 0;
-    while (status == btr::kSuccess) {
-        std::string value = key.substr(0, keyLength);
-        if (caseless) value = UpperCp1252(value);
-        if (options.to && value > high) break;
-        if (!dumper.Record(record)) break;
-        ++count;
-        record.assign(fileBuf.RecLen, '\0');
-        status = file.Call(btr::kGetNext, record, key, static_cast<int8_t>(options.key));
-    }
-    if (status != btr::kSuccess && status != btr::kEndOfFile) {
-        writer->Abandon("stopped by status " + std::to_string(status));
-        return Fail("file: status " + std::to_string(status) + " reading " + path + " after " +
-                        std::to_string(count) + " records",
+    std::unique_ptr<ExportWriter> writer = output.empty()
+                                               ? OpenExportStream(format, std::cout)
+                                               : OpenExport(format, output, exportOptions);
+    ExportOutcome outcome = ExportRecords(cursor, *writer);
+    if (outcome == ExportOutcome::ReadFailed)
+        return Fail("file: status " + std::to_string(cursor.Status()) + " reading " + spec.path +
+                        " after " + std::to_string(writer->Rows()) + " records",
                     kExitFailed);
-    }
-    if (!dumper.End())
-        return Fail("file: export to " + (options.output.empty() ? "the output" : options.output) +
+    if (outcome != ExportOutcome::Done)
+        return Fail("file: export to " + (output.empty() ? "the output" : output) +
                         " failed: " + writer->Message(),
                     kExitFailed);
-    if (!options.output.empty())
-        std::cout << "Exported " << writer->Rows() << " records to " << options.output << "\n";
+    if (!output.empty())
+        std::cout << "Exported " << writer->Rows() << " records to " << output << "\n";
     return 0;
 }
 
@@ -360,28 +284,6 @@ long long Walk(EngineFile& file, uint16_t reclen, int k, bool forward, int16_t& 
     return count;
 }
 
-std::string SqliteIntegrity(const std::string& path) {
-    sqlite3* db = nullptr;
-    std::string answer;
-    if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) {
-        answer = db ? sqlite3_errmsg(db) : "cannot open";
-    } else {
-        sqlite3_stmt* statement = nullptr;
-        if (sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &statement, nullptr) !=
-            SQLITE_OK) {
-            answer = sqlite3_errmsg(db);
-        } else {
-            while (sqlite3_step(statement) == SQLITE_ROW) {
-                if (!answer.empty()) answer += "; ";
-                answer += reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
-            }
-        }
-        sqlite3_finalize(statement);
-    }
-    sqlite3_close(db);
-    return answer;
-}
-
 int CheckCommand(const Args& args) {
     if (args.size() != 1) return Usage("check takes one file");
     const std::string& path = args[0];
@@ -408,7 +310,7 @@ int CheckCommand(const Args& args) {
         std::cout << "\n";
     }
     file.Close();
-    std::string integrity = SqliteIntegrity(path);
+    std::string integrity = engine::IntegrityCheck(path);
     std::cout << "SQLite integrity: " << integrity << "\n";
     ok = ok && integrity == "ok";
     std::cout << path << ": " << (ok ? "OK" : "FAILED") << " (" << fileBuf.RecordCount

@@ -18,6 +18,9 @@ namespace toverin::engine {
 void SetSyncedWrites(bool on);
 bool SyncedWrites();
 
+// SQLite's own check of the storage under a record file ("ok", or what it found), read-only.
+std::string IntegrityCheck(const std::string& path);
+
 class EngineFile {
   public:
     explicit EngineFile(BtrCallFunction call = &BTRCALL) : call_(call) {}
