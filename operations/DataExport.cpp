@@ -34,6 +34,10 @@ ExportFormat FormatOf(const std::string& target, bool excel) {
 ExportOutcome ExportRecords(RecordCursor& cursor, ExportWriter& writer,
                             const ExportProgress& progress) {
     writer.Headings(cursor.Headings());
+    if (progress && !progress(0)) {
+        writer.Abandon();
+        return ExportOutcome::Cancelled;
+    }
     CursorRow row;
     while (cursor.Next(row)) {
         if (!writer.AddRow(row.cells, row.headings)) return ExportOutcome::WriteFailed;
