@@ -175,7 +175,16 @@ std::unique_ptr<ExportWriter> OpenExportStream(ExportFormat format, std::ostream
 
 // ---- text of the cells
 
+bool IsPlainText(std::string_view text) {
+    for (char c : text) {
+        auto u = static_cast<unsigned char>(c);
+        if (u < 0x20 || u >= 0x80) return false;
+    }
+    return true;
+}
+
 std::string CellText(std::string_view utf8) {
+    if (IsPlainText(utf8)) return std::string(utf8);
     std::string text;
     text.reserve(utf8.size());
     for (size_t i = 0; i < utf8.size();) {

@@ -113,6 +113,8 @@ std::unique_ptr<ExportWriter> OpenExportStream(ExportFormat format, std::ostream
 // Text fit for any of the formats: control characters (a record's padding may hold NULs) dropped,
 // a byte that is not UTF-8 replaced by '?'.
 std::string CellText(std::string_view utf8);
+// Printable ASCII only: a cell that CellText leaves as it is.
+bool IsPlainText(std::string_view text);
 
 // The XML element names of a row of headings. Each heading is trimmed; characters that cannot be
 // in an XML name (blanks, "°", "#", "/", ":" …) become '_' while letters of any alphabet, digits,

@@ -42,6 +42,15 @@ class TextOutput {
 // ---- CSV: ';' between fields, a field holding ';' or '"' quoted with its quotes doubled.
 
 void AppendCsvField(std::string& line, const std::string& value) {
+    bool plain = true;
+    for (char c : value) {
+        auto u = static_cast<unsigned char>(c);
+        plain = plain && u >= 0x20 && u < 0x80 && c != ';' && c != '"';
+    }
+    if (plain) {
+        line += value;
+        return;
+    }
     std::string text = CellText(value);
     if (text.find_first_of(";\"") == std::string::npos) {
         line += text;
@@ -113,8 +122,7 @@ class XmlWriter final : public ExportWriter {
         xmlOutputBufferPtr buffer =
             xmlOutputBufferCreateIO(WriteToStream, CloseNothing, &output_.Stream(), nullptr);
         if (buffer) writer_.reset(xmlNewTextWriter(buffer));  // the writer owns the buffer
-        bool started = writer_ && xmlTextWriterSetIndent(writer_.get(), 1) >= 0 &&
-                       xmlTextWriterSetIndentString(writer_.get(), X("  ")) >= 0 &&
+        bool started = writer_ &&
                        xmlTextWriterStartDocument(writer_.get(), "1.0", "UTF-8", nullptr) >= 0 &&
                        xmlTextWriterStartElement(writer_.get(), X("root_element")) >= 0;
         if (!started) Fail("cannot start the XML document");
@@ -122,44 +130,81 @@ class XmlWriter final : public ExportWriter {
 
   private:
     bool WriteHeadings(const std::vector<std::string>& headings) override {
-        names_ = XmlElementNames(headings);
+        tags_ = TagsOf(XmlElementNames(headings));
         return true;
     }
 
+    // One record per line; a blank cell is an empty element ("<Album/>"). The row is put
+    // together here and handed to the writer whole: the element names are valid names made
+    // once per column, and a text that holds a character to escape goes through libxml2's own
+    // escaping (most cells hold none, and would come out of it unchanged).
     bool WriteRow(const std::vector<std::string>& cells,
                   const std::vector<std::string>* headings) override {
-        const std::vector<std::string>* names = &names_;
+        const std::vector<Tags>* tags = &tags_;
         if (headings) {
             if (*headings != rowHeadings_) {
                 rowHeadings_ = *headings;
-                rowNames_ = XmlElementNames(*headings);
+                rowTags_ = TagsOf(XmlElementNames(*headings));
             }
-            names = &rowNames_;
+            tags = &rowTags_;
         }
-        xmlTextWriter* w = writer_.get();
-        if (xmlTextWriterStartElement(w, X("collection_element")) < 0) return false;
+        row_ = "\n  <collection_element>";
         for (size_t i = 0; i < cells.size(); ++i) {
-            std::string column;
-            const std::string& name = i < names->size() ? (*names)[i] : Column(i, column);
-            if (xmlTextWriterWriteElement(w, X(name.c_str()), X(CellText(cells[i]).c_str())) < 0)
-                return false;
+            if (i >= tags->size()) {
+                extraTags_ = TagsOf({"Column_" + std::to_string(i + 1)});
+                AppendCell(extraTags_[0], cells[i]);
+            } else {
+                AppendCell((*tags)[i], cells[i]);
+            }
         }
-        return xmlTextWriterEndElement(w) >= 0;
+        row_ += "</collection_element>";
+        return xmlTextWriterWriteRawLen(writer_.get(), X(row_.c_str()),
+                                        static_cast<int>(row_.size())) >= 0;
+    }
+
+    struct Tags {
+        std::string open, close, empty;
+    };
+
+    static std::vector<Tags> TagsOf(const std::vector<std::string>& names) {
+        std::vector<Tags> tags;
+        for (const std::string& n : names)
+            tags.push_back({"<" + n + ">", "</" + n + ">", "<" + n + "/>"});
+        return tags;
+    }
+
+    void AppendCell(const Tags& tags, const std::string& value) {
+        bool plain = true, special = false;
+        for (char c : value) {
+            auto u = static_cast<unsigned char>(c);
+            plain = plain && u >= 0x20 && u < 0x80;
+            special = special || c == '&' || c == '<' || c == '>' || c == '"';
+        }
+        const std::string text = plain ? std::string() : CellText(value);
+        const std::string& cell = plain ? value : text;
+        if (cell.empty()) {
+            row_ += tags.empty;
+            return;
+        }
+        row_ += tags.open;
+        if (special || !plain) {
+            xmlChar* escaped = xmlEncodeSpecialChars(nullptr, X(cell.c_str()));
+            row_ += reinterpret_cast<const char*>(escaped);
+            xmlFree(escaped);
+        } else {
+            row_ += cell;
+        }
+        row_ += tags.close;
     }
 
     bool Close() override {
-        bool ended = xmlTextWriterEndDocument(writer_.get()) >= 0;
+        bool ended = xmlTextWriterWriteRaw(writer_.get(), X("\n")) >= 0 &&
+                     xmlTextWriterEndDocument(writer_.get()) >= 0;
         writer_.reset();  // flushes and closes the output buffer
         return output_.Close() && ended;
     }
 
     void Discard() override { writer_.reset(); }
-
-    // A column beyond the headings: "Column_" and its number from 1.
-    static const std::string& Column(size_t index, std::string& name) {
-        name = "Column_" + std::to_string(index + 1);
-        return name;
-    }
 
     struct FreeWriter {
         void operator()(xmlTextWriter* w) const { xmlFreeTextWriter(w); }
@@ -167,8 +212,9 @@ class XmlWriter final : public ExportWriter {
 
     TextOutput output_;  // outlives the writer, which flushes into it when freed
     std::unique_ptr<xmlTextWriter, FreeWriter> writer_;
-    std::vector<std::string> names_;
-    std::vector<std::string> rowHeadings_, rowNames_;
+    std::vector<Tags> tags_, rowTags_, extraTags_;
+    std::vector<std::string> rowHeadings_;
+    std::string row_;
 };
 
 }  // namespace

@@ -147,7 +147,7 @@ bool RecordCursor::Next(CursorRow& row) {
         return true;
     }
     if (record_.size() != structure_.RecLen) record_.resize(structure_.RecLen, ' ');
-    row.cells = CutRecord(spec_.fileNumber, record_);
+    CutRecordInto(spec_.fileNumber, record_, row.cells);
     const RecordLayout& layout = LayoutForRecord(spec_.fileNumber, record_);
     if (!layout.form.empty()) {
         formHeadings_ = layout.Headings();

@@ -130,7 +130,8 @@ TEST(XmlExportTest, RowsReadBackWithElementNamesMadeFromTheHeadings) {
     EXPECT_EQ(ReadBack("xml", path, expected, dir), "same cells");
     std::string text = testing::ReadFile(path);
     EXPECT_EQ(text.rfind("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<root_element>\n"
-                         "  <collection_element>\n    <Code>00042</Code>\n",
+                         "  <collection_element><Code>00042</Code><N_>Hélène &amp; &lt;Cie&gt; &quot;live&quot;</N_>"
+                         "<Zip_Code/>",
                          0),
               0u)
         << text.substr(0, 200);
