@@ -145,6 +145,7 @@ void MeasureGrid(const CursorSpec& spec) {
         view.setModel(&model);
         view.verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
         view.show();
+        view.grab();  // the window is on the screen before Visualiser is pressed
         const double before = MemoryMb("VmRSS");
         ResetPeak();
         auto start = Steady::now();

@@ -1,5 +1,7 @@
 #include "operations/DataExport.h"
 
+#include <cctype>
+
 #include "app/Dialogs.h"
 #include "app/EventPump.h"
 #include "app/FileOps.h"

@@ -2,7 +2,6 @@
 
 #include <QCheckBox>
 #include <QComboBox>
-#include <QDir>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -11,7 +10,6 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QPlainTextEdit>
-#include <QProgressDialog>
 #include <QPushButton>
 #include <QSplitter>
 #include <QTabBar>
@@ -191,10 +189,9 @@ FrmToolsVisualisation::FrmToolsVisualisation(QWidget* parent)
             [this](const QPoint& at) {
                 QMenu menu(this);
                 QAction* excel = menu.addAction("Export Excel...");
-                QAction* xml = menu.addAction("Export XML...");
+                menu.addAction("Export XML...");
                 QAction* chosen = menu.exec(fpSpreadVisualisation->viewport()->mapToGlobal(at));
                 if (chosen) OpenExportWindow(chosen == excel);
-                (void)xml;
             });
 }
 
@@ -313,7 +310,7 @@ void FrmToolsVisualisation::CommandVisualiser_Click() {
             break;
         case CursorOpen::NotRecordFile:
         case CursorOpen::Failed:
-            AffMsg(ErreurBTrieveLibelle(btr::kNotARecordFile, spec.path), MsgButtons::Ok,
+            AffMsg(ErreurBTrieveLibelle(model_->OpenStatus(), spec.path), MsgButtons::Ok,
                    MsgIcon::Critical);
             break;
     }

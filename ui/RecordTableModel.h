@@ -40,6 +40,8 @@ class RecordTableModel final : public QAbstractTableModel {
     bool CountComplete() const { return complete_; }
     int16_t CountStatus() const { return countStatus_; }
     int KeyCount() const { return reader_.KeyCount(); }
+    // The engine status of the last Start's open (30: not a record file ...).
+    int16_t OpenStatus() const { return reader_.Status(); }
     long long FileRecords() const { return reader_.RecordCount(); }
     // Counts to the end at once (tests, the benchmark).
     void CountAll();
