@@ -94,4 +94,21 @@ std::string GestErr_Fra(OwnError code, const std::string& name) {
     return {};
 }
 
+std::string MessageCatalogue(std::string_view item) {
+    struct Item {
+        std::string_view name;
+        const char* text;
+    };
+    static constexpr Item kItems[] = {
+        {"Divers00",
+         "Conseil : le fichier semble endommagé ou inaccessible. Vérifiez que le serveur de "
+         "données est en marche et que son disque n'est pas plein ; si le problème persiste, "
+         "restaurez la dernière sauvegarde de la base (onglet Restauration) ou contactez "
+         "l'assistance technique."},
+    };
+    for (const Item& entry : kItems)
+        if (entry.name == item) return entry.text;
+    return {};
+}
+
 }  // namespace toverin

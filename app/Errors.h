@@ -4,6 +4,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "app/Clock.h"
 
@@ -69,5 +70,9 @@ enum class OwnError {
 // The French text of one of the program's own errors; `name` completes the texts that name a
 // folder or file.
 std::string GestErr_Fra(OwnError code, const std::string& name = "");
+
+// The program's message catalogue: texts named by item ("Divers00", the help line added to the
+// record engine's reports of a file in trouble). "" for an item it does not hold.
+std::string MessageCatalogue(std::string_view item);
 
 }  // namespace toverin

@@ -238,6 +238,8 @@ SiteInitResult InitGeneralSite() {
             base.configFolder = ConfiguredFolder(key(
                 "Dossier_Config_Global", (gSite.settingsFolder + BaseSection(b) + "/").c_str()));
             base.radioIdentity = key("Id_Radio", base.label.c_str());
+            // Another system's folder: taken as it is written, never created here.
+            base.ninSightFolder = NormaliseFolder(key("Dossier_NinSight", ""));
             ReadStations(base);
 
             // The database is there when its parameter file is.

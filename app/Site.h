@@ -37,6 +37,9 @@ struct BaseConfig {
     std::string dataFolder;
     std::string dataBackupFolder;  // the data folder's name followed by "_Backup"
     std::string configFolder;      // the base's own settings folder
+    // "Dossier_NinSight": the folder of the NinSight interface, which holds that TV system's
+    // record file; "" when the site has none.
+    std::string ninSightFolder;
     std::string radioIdentity;
     bool databasePresent = false;
     std::vector<StationConfig> stations;

@@ -290,8 +290,15 @@ int CheckCommand(const Args& args) {
     EngineFile file;
     if (int status = OpenExisting(file, path)) return status;
     btr::PbTBtrFileBuf fileBuf;
-    if (file.Stat(fileBuf) != btr::kSuccess)
-        return Fail("file: cannot read the structure of " + path, kExitFailed);
+    if (int16_t status = file.Stat(fileBuf); status != btr::kSuccess) {
+        // Its records cannot even be counted (a damaged file whose indexes were never built
+        // is counted by reading them all): the verdict all the same.
+        file.Close();
+        std::cout << "Records: cannot be counted (status " << status << ")\n";
+        std::cout << "SQLite integrity: " << engine::IntegrityReport(path) << "\n";
+        std::cout << path << ": FAILED\n";
+        return kExitFailed;
+    }
     bool ok = true;
     for (int k = 0; k < fileBuf.IndxCnt; ++k) {
         int16_t forwardStatus = 0, backwardStatus = 0;
@@ -310,7 +317,7 @@ int CheckCommand(const Args& args) {
         std::cout << "\n";
     }
     file.Close();
-    std::string integrity = engine::IntegrityCheck(path);
+    std::string integrity = engine::IntegrityReport(path);
     std::cout << "SQLite integrity: " << integrity << "\n";
     ok = ok && integrity == "ok";
     std::cout << path << ": " << (ok ? "OK" : "FAILED") << " (" << fileBuf.RecordCount

@@ -34,6 +34,8 @@ enum Operation : uint16_t {
     kGetLast = 13,
     kCreate = 14,
     kStat = 15,
+    kGetPosition = 22,
+    kGetDirect = 23,
     kStop = 25,
     kVersion = 26,
     kReset = 28,

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "store/engine/Sqlite.h"
-
 namespace toverin::engine {
 
 namespace {
@@ -69,21 +67,3 @@ int16_t EngineFile::Stat(btr::PbTBtrFileBuf& fileBuf) {
 
 }  // namespace toverin::engine
 
-namespace toverin::engine {
-
-std::string IntegrityCheck(const std::string& path) {
-    try {
-        Database db(path, SQLITE_OPEN_READONLY);
-        Statement check(db, "PRAGMA integrity_check");
-        std::string answer;
-        while (check.Step()) {
-            if (!answer.empty()) answer += "; ";
-            answer += std::string(check.Blob(0));
-        }
-        return answer;
-    } catch (const SqliteError& e) {
-        return e.what();
-    }
-}
-
-}  // namespace toverin::engine

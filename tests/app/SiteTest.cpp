@@ -82,7 +82,7 @@ TEST_F(SiteConfigTest, BasesStationsAndFoldersAreReadNormalisedAndCreated) {
     WriteFile(dir.file("Settings/KV3_Config.ini"),
               "[Site]\r\nNbBase=2\r\nNoBase=2\r\n"
               "[Base_01]\r\nLib=Radio A\r\nActif=1\r\nNbStation=2\r\nDossier_Data=C:\\KV/DataA\r\n"
-              "Dossier_Config_Global=C:\\Cfg\\A\\\r\n"
+              "Dossier_Config_Global=C:\\Cfg\\A\\\r\nDossier_NinSight=C:\\NinSight\r\n"
               "[Base_02]\r\nDossier_Data=/abs/ignored/then\r\nDossier_Log=E:\\Logs\r\n");
     WriteFile(dir.file("C/KV/DataA/FRAD000.bt6"), "x");
     WriteFile(dir.file("C/Cfg/A/KV3_Systeme.ini"),
@@ -95,6 +95,8 @@ TEST_F(SiteConfigTest, BasesStationsAndFoldersAreReadNormalisedAndCreated) {
     EXPECT_TRUE(a.active);
     EXPECT_EQ(a.dataFolder, dir.folder() + "C/KV/DataA/");
     EXPECT_EQ(a.dataBackupFolder, dir.folder() + "C/KV/DataA_Backup/");
+    EXPECT_EQ(a.ninSightFolder, dir.folder() + "C/NinSight/");
+    EXPECT_FALSE(std::filesystem::exists(dir.file("C/NinSight"))) << "another system's folder";
     EXPECT_TRUE(a.databasePresent);
     ASSERT_EQ(a.stations.size(), 2u);
     EXPECT_EQ(a.stations[0].label, "Station 01");
@@ -105,6 +107,7 @@ TEST_F(SiteConfigTest, BasesStationsAndFoldersAreReadNormalisedAndCreated) {
     const BaseConfig& b = Site().bases[1];
     EXPECT_EQ(b.label, "Base 02");
     EXPECT_FALSE(b.active);
+    EXPECT_EQ(b.ninSightFolder, "");
     EXPECT_TRUE(std::filesystem::is_directory(dir.file("E/Logs")));
     EXPECT_EQ(LogConfig().folder, dir.folder() + "E/Logs/") << "the current base's log folder";
     // Base 2's database is missing: asked once, answered No (unattended answer), still configured.

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -211,6 +212,49 @@ TEST_F(FileCommandTest, CopyKeepsEveryRecordAndTheStructureAndCheckPassesOnIt) {
 
     // The target must be new.
     EXPECT_EQ(RunCaptured({"file", "copy", source, target}).status, 1);
+}
+
+// Over a backup folder: stat, dump, check and copy read their sources read-only, which leaves
+// every byte and the folder's listing as they were, even for a copy whose indexes were put off
+// (which the reads by every key of a check would otherwise build).
+TEST_F(FileCommandTest, ReadingCommandsLeaveABackupFolderAsTheyFoundIt) {
+    std::vector<std::string> titles;
+    for (int i = 0; i < 500; ++i) titles.push_back("Titre " + std::to_string(i * 7 % 60));
+    const std::string copy = MakeSongs(titles, "FRADA22.btr");
+    const std::string written = dir.file("FRADB22.btr");
+    fs::copy_file(copy, written);
+    {
+        engine::EngineFile file;  // opened to be written: builds every index, ends in WAL
+        ASSERT_EQ(file.Open(written), btr::kSuccess);
+        std::string record = BlankRecord(22), key(255, '\0');
+        ASSERT_EQ(file.Call(btr::kGetFirst, record, key, 5), btr::kSuccess);
+        ASSERT_EQ(file.Call(btr::kUpdate, record, key, 5), btr::kSuccess);
+    }
+    testing::TempDir other;
+    const std::vector<std::string> before = {testing::ReadFile(copy), testing::ReadFile(written)};
+    const auto listing = [&] {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(dir.path()))
+            names.push_back(entry.path().filename().string());
+        std::sort(names.begin(), names.end());
+        return names;
+    };
+    ASSERT_EQ(listing(), (std::vector<std::string>{"FRADA22.btr", "FRADB22.btr"}));
+
+    for (const std::string& path : {copy, written}) {
+        SCOPED_TRACE(path);
+        CtlRun check = RunCaptured({"file", "check", path});
+        EXPECT_EQ(check.status, 0) << check.out << check.err;
+        EXPECT_NE(check.out.find("Key 5: 500 forward, 500 backward\n"), std::string::npos);
+        EXPECT_EQ(RunCaptured({"file", "stat", path}).status, 0);
+        CtlRun dump = RunCaptured({"file", "dump", path, "--key", "5"});
+        EXPECT_EQ(Count(dump.out, "\n"), 501);
+        EXPECT_EQ(RunCaptured({"file", "copy", path, other.file(fs::path(path).filename())}).status,
+                  0);
+    }
+    EXPECT_EQ(testing::ReadFile(copy), before[0]);
+    EXPECT_EQ(testing::ReadFile(written), before[1]);
+    EXPECT_EQ(listing(), (std::vector<std::string>{"FRADA22.btr", "FRADB22.btr"}));
 }
 
 TEST_F(FileCommandTest, CheckFailsOnADamagedFile) {
