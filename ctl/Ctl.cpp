@@ -23,6 +23,7 @@ const char* kUsage =
     "  file create PATH [--catalogue N]\n"
     "  file copy SRC DST\n"
     "  file check PATH\n"
+    "  equivalence show [--root DIR] --base N\n"
     "exit status: 0 ok, 1 failed, 2 usage error, 3 missing file, 4 not a record file\n";
 
 }  // namespace
@@ -61,8 +62,13 @@ int Fail(const std::string& message, int status) {
 
 int RunCtl(const Args& args) {
     static const std::map<std::string, std::function<int(const Args&)>> commands = {
-        {"ftp", RunFtpCommand},       {"backup", RunBackupCommand}, {"restore", RunRestoreCommand},
-        {"create", RunCreateCommand}, {"demo", RunDemoCommand},     {"file", RunFileCommand},
+        {"ftp", RunFtpCommand},
+        {"backup", RunBackupCommand},
+        {"restore", RunRestoreCommand},
+        {"create", RunCreateCommand},
+        {"demo", RunDemoCommand},
+        {"file", RunFileCommand},
+        {"equivalence", RunEquivalenceCommand},
     };
     if (args.empty() || args[0] == "--help" || args[0] == "-h") {
         std::cout << kUsage;

@@ -25,6 +25,7 @@
 #include "app/Text.h"
 #include "operations/Backup.h"
 #include "store/Pervasive.h"
+#include "ui/EquivalencePages.h"
 #include "ui/FrmSetup.h"
 #include "ui/FrmSplash.h"
 #include "ui/FrmSysTray.h"
@@ -148,13 +149,19 @@ bool Frm_Main::Form_Load() {
         planning_->scheduler().standbyCheck = [this] { TimerVeille_Timer(); };
         if (!timerMainTick) timerMainTick = [this] { planning_->scheduler().TimerMain_Timer(); };
         if (!savePlanning) savePlanning = [this] { planning_->SaveAll(); };
+        equivalence_ = new EquivalencePages(this);
+        equivalence_->Build();
+        if (!saveEquivalence) saveEquivalence = [this] { equivalence_->SaveAll(); };
         tray_ = new FrmSysTray([this] { ShowFromStandby(); }, [this] { ShowAbout(); }, this);
         if (initOperations) initOperations();
         Announce("Toverin: Init: TreeView", true);
+        equivalence_->InitGeneralTreeView();
         Announce("Toverin: Init: Grid", true);
+        equivalence_->InitGeneralGrid();
         Announce("Toverin: Init: Display", true);
         PositionFeuille();
         Announce("Toverin: Init: Equivalence", true);
+        equivalence_->InitGeneralDonneesEquivalence();
         splash_->close();
         delete splash_;
         st.splashVisible = false;

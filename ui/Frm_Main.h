@@ -16,6 +16,7 @@ class QVBoxLayout;
 namespace toverin::ui {
 
 class FrmSplash;
+class EquivalencePages;
 class OperationPages;
 class PlanningPages;
 class FrmSysTray;
@@ -86,6 +87,7 @@ class Frm_Main : public QMainWindow {
     bool unloaded() const { return unloaded_; }
     OperationPages* pages() const { return operationPages_; }
     PlanningPages* planning() const { return planning_; }
+    EquivalencePages* equivalence() const { return equivalence_; }
     FrmSysTray* tray() const { return tray_; }
     // The program is locked by the user-rights lock (quitting is refused).
     bool locked = false;
@@ -117,6 +119,7 @@ class Frm_Main : public QMainWindow {
     QPointer<FrmSplash> splash_;
     OperationPages* operationPages_ = nullptr;
     PlanningPages* planning_ = nullptr;
+    EquivalencePages* equivalence_ = nullptr;
     FrmSysTray* tray_ = nullptr;
     QPointer<FrmSetup> setup_;
     QTimer* timerLog_;
