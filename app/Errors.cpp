@@ -49,7 +49,9 @@ void GestionDesErreurs(long number, const std::string& description, const std::s
         TraceLog("Err: " + std::to_string(number) + " |" + description);
         TraceLog("Source: " + source);
         TraceLog("Sub: " + procedure + " (Source: " + source + ")");
-        if (number == kAutomationError) {
+        // Known by its 32-bit value, read signed (-2147417848) or unsigned (2147549448).
+        if (number == static_cast<int32_t>(kAutomationError) ||
+            number == static_cast<long>(kAutomationError)) {
             TraceLogEncadre(std::string("Reboot the Computer because of Automation Error, ") +
                                 (RebootForbidden() ? "True" : "False"),
                             '=');

@@ -72,6 +72,10 @@ std::string BaseSection(int base);
 std::string DefaultBaseLabel(int base);
 std::string DefaultStationLabel(int station);
 
+// A folder key: its value, or `defaultFolder` when the key is missing or blank.
+std::string LectureIniDossier(const std::string& file, const std::string& section,
+                              const std::string& key, const std::string& defaultFolder);
+
 // The settings folders under the suite root (created when missing); also loads the drive table
 // from "Settings/_Local/KV3_Drives.ini".
 void DetermineDossierSettings();

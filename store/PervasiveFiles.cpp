@@ -33,7 +33,7 @@ std::string DataFilePath(int base, int fileNumber, int station) {
     if (base < 0 || base >= static_cast<int>(Site().bases.size())) return "";
     std::string name = StationFileName(fileNumber, station);
     if (name.empty()) return "";
-    return JoinPath(Site().bases[base].dataFolder, name);
+    return ExistingCase(JoinPath(Site().bases[base].dataFolder, name));
 }
 
 int16_t SlotBank::OuvertureFichierBTrieve(int base, int fileNumber, const std::string& path,

@@ -33,9 +33,9 @@ void WriteRecords(const std::string& path, int fileNumber,
 
 bool WriteConfiguration(const std::string& root, int stations) {
     IniDocument site;
-    site.Set("Site", "Lib", Cp1252FromUtf8("Site d'équivalence"));
+    site.Set("Site", "Lib", "Site d'équivalence");
     site.Set("Site", "NbBase", "1");
-    site.Set("Base_01", "Lib", Cp1252FromUtf8("Radio Équivalence"));
+    site.Set("Base_01", "Lib", "Radio Équivalence");
     site.Set("Base_01", "Actif", "1");
     site.Set("Base_01", "NbStation", std::to_string(stations));
     site.Set("Base_01", "Dossier_Data", "C:\\KV_Data\\");
@@ -43,7 +43,7 @@ bool WriteConfiguration(const std::string& root, int stations) {
     site.Set("Base_01", "Dossier_Local", "C:\\KV_Local\\");
     site.Set("Base_01", "Dossier_Log", "C:\\Logs\\");
     IniDocument systeme;
-    systeme.Set("Base_01", "Lib", Cp1252FromUtf8("Radio Équivalence"));
+    systeme.Set("Base_01", "Lib", "Radio Équivalence");
     for (const char* folder : {"C/KV_Data", "C/KV_Config", "C/KV_Local", "C/Logs", "Settings"})
         fs::create_directories(root + folder);
     return site.Save(root + "Settings/KV3_Config.ini") &&

@@ -60,11 +60,15 @@ class Frm_Main : public QMainWindow {
     void CloseWithMode(int unloadMode);
     // The menu command "Quitter".
     void MnuQuitter_Click();
+    // The lock and the question of "Quitter", also asked by the window's close button.
+    bool ConfirmQuit();
     // Standby: hides the window (the tray shows it again).
     void EnterStandby();
     // The standby button and menu entry.
     void CommandMiseEnVeille_Click();
     void ShowFromStandby();
+    // The tray's tooltip: the last and next backups, a warning after a failed planned run.
+    void UpdateTrayStatus();
 
     // The page of `tab` for base `base` (0-based); later operations put their controls there.
     QWidget* BasePage(MainTab tab, int base) const;
@@ -104,6 +108,7 @@ class Frm_Main : public QMainWindow {
     void BuildWindow();
     void InitGeneral();
     void Announce(const std::string& step, bool logged);
+    void RunStep(const std::string& announcement, bool logged, const std::function<void()>& step);
     void Form_Unload();
     void PositionFeuille();
     void PositionFeuilleSauvegarde();
@@ -124,6 +129,7 @@ class Frm_Main : public QMainWindow {
     QPointer<FrmSetup> setup_;
     QTimer* timerLog_;
     int pendingUnloadMode_ = kFormControlMenu;
+    bool closeByCode_ = false;  // false: the window's close button
     bool unloaded_ = false;
     bool enterStandby_ = false;
 };
