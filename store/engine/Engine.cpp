@@ -298,6 +298,17 @@ void MakeLive(Handle& h, Statement& s, CursorKind kind, bool forward) {
     h.file->NoteLiveCursor();
 }
 
+// Reads rows from id `from` on, up or down the ids, for a key read in row order.
+bool SeekRows(Handle& h, int key, bool upTheIds, int64_t from, bool forward) {
+    CursorKind rows = upTheIds ? CursorKind::kRowsUpFrom : CursorKind::kRowsDownFrom;
+    Statement& s = h.Cursor(key, rows);
+    s.Reset();
+    s.BindInt(1, from);
+    if (!s.Step()) return false;
+    MakeLive(h, s, rows, forward);
+    return true;
+}
+
 // A search on a key in row id order (unique, so never within a group of duplicates). Where its
 // values rise with the ids: forward from the first row past the value, backward from the row
 // before the first at or past it. Where they fall, the same mirrored: a read forward in key
@@ -310,13 +321,7 @@ bool SeekInRowOrder(Handle& h, int key, CursorKind kind, std::string_view value)
     const bool upTheIds = forward != falling;
     int64_t bound = h.file->FirstRowPast(key, value, orEqual, !upTheIds);
     if (upTheIds && bound == std::numeric_limits<int64_t>::max()) return false;
-    CursorKind rows = upTheIds ? CursorKind::kRowsUpFrom : CursorKind::kRowsDownFrom;
-    Statement& s = h.Cursor(key, rows);
-    s.Reset();
-    s.BindInt(1, upTheIds ? bound : bound - 1);
-    if (!s.Step()) return false;
-    MakeLive(h, s, rows, forward);
-    return true;
+    return SeekRows(h, key, upTheIds, upTheIds ? bound : bound - 1, forward);
 }
 
 bool Seek(Handle& h, int key, CursorKind kind, std::string_view value, int64_t id = 0) {
@@ -338,6 +343,14 @@ bool Seek(Handle& h, int key, CursorKind kind, std::string_view value, int64_t i
 // forward or backward, with a search: the statement that read the current record is gone.
 bool Step(Handle& h, bool forward) {
     const KeyDef& key = h.file->layout().keys[h.key];
+    constexpr int64_t kAfterAll = std::numeric_limits<int64_t>::max();
+    if (h.file->PathOf(h.key) == ReadPath::kRowOrder && h.id > 0 && h.id < kAfterAll) {
+        // The place is a row (read, written or deleted): in row order, its neighbours by id
+        // are its neighbours by key.
+        h.live = nullptr;
+        bool upTheIds = forward != h.file->FallsInRowOrder(h.key);
+        return SeekRows(h, h.key, upTheIds, upTheIds ? h.id + 1 : h.id - 1, forward);
+    }
     if (key.duplicates &&
         Seek(h, h.key, forward ? CursorKind::kAfterInGroup : CursorKind::kBeforeInGroup, h.keyValue,
              h.id))
