@@ -525,7 +525,7 @@ void RecordFile::BeginWrite(bool accelerated) {
 }
 
 void RecordFile::EndWrite(bool accelerated) {
-    if (batchOpen_ && sqlite3_get_autocommit(db_.get())) batchOpen_ = false;  // rolled back
+    if (batchOpen_ && sqlite3_get_autocommit(db_.get())) LoseBatch();  // rolled back
     if (!batchOpen_) return;
     if (!accelerated)
         CommitBatch(true);
@@ -539,7 +539,7 @@ void RecordFile::CommitBatch(bool durable) {
         try {
             db_.Exec("COMMIT");
         } catch (const SqliteError&) {
-            if (sqlite3_get_autocommit(db_.get())) batchOpen_ = false;
+            if (sqlite3_get_autocommit(db_.get())) LoseBatch();
             throw;
         }
         batchOpen_ = false;
@@ -639,7 +639,7 @@ bool RecordFile::BuildIndexForRead(int key) {
         return true;
     } catch (const SqliteError& e) {
         if (batchOpen_ && sqlite3_get_autocommit(db_.get())) {
-            batchOpen_ = false;  // the failure took the open batch with it: say so
+            LoseBatch();  // the failure took the open batch with it: say so
             throw;
         }
         switch (e.primary()) {
@@ -936,7 +936,7 @@ void RecordFile::FlushStaged() {
         // These rows were acknowledged already: the batch that holds them cannot go on without
         // them, so it goes entirely, and the caller hears of the failure.
         if (!sqlite3_get_autocommit(db_.get())) sqlite3_exec(db_.get(), "ROLLBACK", 0, 0, 0);
-        batchOpen_ = false;
+        LoseBatch();
         newestKnown_ = false;
         throw;
     }
@@ -968,8 +968,15 @@ void RecordFile::LeaveAcceleratedMode() {
     TakeCommitMark();
 }
 
+// The open batch was rolled back: its writes are gone, and so is what handles read of them (rows
+// read ahead, stand-in tables built inside it).
+void RecordFile::LoseBatch() {
+    batchOpen_ = false;
+    ++generation_;
+}
+
 void RecordFile::AfterFailedWrite() {
-    if (batchOpen_ && sqlite3_get_autocommit(db_.get())) batchOpen_ = false;
+    if (batchOpen_ && sqlite3_get_autocommit(db_.get())) LoseBatch();
     if (!batchOpen_) stagedRows_ = 0;  // they went with their batch
     newestKnown_ = false;
 }

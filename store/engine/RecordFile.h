@@ -133,6 +133,7 @@ class RecordFile {
     void BuildStandIn(int key);
     void ApplySync();
     void AfterFailedWrite();
+    void LoseBatch();
     void BeginWrite(bool accelerated);
     void EndWrite(bool accelerated);
     void CommitBatch(bool durable);
