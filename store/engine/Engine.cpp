@@ -759,8 +759,15 @@ int16_t Dispatch(uint16_t operation, void* positionBlock, void* dataBuffer, uint
                 if (operation == kGetDirect)
                     return GetDirect(*h, dataBuffer, dataLength, keyBuffer, keyLength, keyNumber);
                 return Read(*h, operation, dataBuffer, dataLength, keyBuffer, keyLength, keyNumber);
-            } catch (...) {
+            } catch (const SqliteError& e) {
                 h->live = nullptr;  // the failing statement was reset
+                h->aheadRows = h->aheadNext = 0;
+                // A read that failed leaves no current record; one that waited in vain for
+                // another process's lock (84, retried by the caller) changed nothing.
+                if (e.primary() != SQLITE_BUSY && e.primary() != SQLITE_LOCKED) h->onRecord = false;
+                throw;
+            } catch (...) {
+                h->live = nullptr;
                 h->onRecord = false;
                 h->aheadRows = h->aheadNext = 0;
                 throw;
