@@ -355,7 +355,7 @@ bool Step(Handle& h, bool forward) {
     // on one side (with duplicates, the group searches above have taken them).
     if (!h.onRecord && !key.duplicates) {
         if (forward && h.id == 0) kind = CursorKind::kGreaterEqual;
-        if (!forward && h.id == std::numeric_limits<int64_t>::max()) kind = CursorKind::kLessEqual;
+        if (!forward && h.id == kAfterAll) kind = CursorKind::kLessEqual;
     }
     return Seek(h, h.key, kind, h.keyValue);
 }
