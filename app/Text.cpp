@@ -218,4 +218,51 @@ size_t Utf8Length(std::string_view text) {
     }));
 }
 
+bool IsValidUtf8(std::string_view bytes) {
+    for (size_t i = 0; i < bytes.size();) {
+        auto c = static_cast<unsigned char>(bytes[i]);
+        size_t len;
+        char32_t cp, min;
+        if (c < 0x80) {
+            ++i;
+            continue;
+        } else if ((c & 0xE0) == 0xC0) {
+            len = 2, cp = c & 0x1F, min = 0x80;
+        } else if ((c & 0xF0) == 0xE0) {
+            len = 3, cp = c & 0x0F, min = 0x800;
+        } else if ((c & 0xF8) == 0xF0) {
+            len = 4, cp = c & 0x07, min = 0x10000;
+        } else {
+            return false;
+        }
+        if (i + len > bytes.size()) return false;
+        for (size_t k = 1; k < len; ++k) {
+            auto cc = static_cast<unsigned char>(bytes[i + k]);
+            if ((cc & 0xC0) != 0x80) return false;
+            cp = (cp << 6) | (cc & 0x3F);
+        }
+        if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
+        i += len;
+    }
+    return true;
+}
+
+std::string Utf8Prefix(std::string_view text, size_t count) {
+    size_t seen = 0;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if ((static_cast<unsigned char>(text[i]) & 0xC0) == 0x80) continue;
+        if (seen++ == count) return std::string(text.substr(0, i));
+    }
+    return std::string(text);
+}
+
+bool EqualsIgnoreCaseUtf8(std::string_view a, std::string_view b) {
+    if (EqualsIgnoreCase(a, b)) return true;
+    // Characters outside Windows-1252 turn into '?' here, so they are compared as they are.
+    if (!IsValidUtf8(a) || !IsValidUtf8(b) || Utf8Length(a) != Utf8Length(b)) return false;
+    std::string ca = Cp1252FromUtf8(a), cb = Cp1252FromUtf8(b);
+    if (Utf8FromCp1252(ca) != a || Utf8FromCp1252(cb) != b) return false;
+    return UpperCp1252(ca) == UpperCp1252(cb);
+}
+
 }  // namespace toverin

@@ -28,5 +28,12 @@ std::string FixedWidth(std::string_view text, size_t width, char fill = ' ');
 std::string ZeroPad(long long value, int width);
 // Number of UTF-8 characters (code points).
 size_t Utf8Length(std::string_view text);
+// Well-formed UTF-8: no stray continuation bytes, no overlong forms, no surrogates.
+bool IsValidUtf8(std::string_view bytes);
+// The first `count` characters of UTF-8 text.
+std::string Utf8Prefix(std::string_view text, size_t count);
+// The same letters whatever their case, ASCII and Latin-1 accented letters alike ("Données",
+// "DONNÉES"), for names of files and folders written on Windows.
+bool EqualsIgnoreCaseUtf8(std::string_view a, std::string_view b);
 
 }  // namespace toverin

@@ -166,16 +166,20 @@ double FirstReads(const std::string& path, bool report) {
     return total;
 }
 
-uint64_t ScanAll(const std::string& path, int8_t keyNumber, double& seconds, double& cpuSeconds) {
+// `positions`: each record's position is asked for too (Get Position), as a caller that
+// remembered the position of every record it reads would.
+uint64_t ScanAll(const std::string& path, int8_t keyNumber, double& seconds, double& cpuSeconds,
+                 bool positions = false) {
     double cpu = CpuSeconds();
     auto start = Clock::now();
     EngineFile file;
     Check(file.Open(path, btr::kOpenReadOnly), "open");
-    std::string record(kRecordLength, '\0'), key(255, '\0');
+    std::string record(kRecordLength, '\0'), key(255, '\0'), position(kRecordLength, '\0');
     uint64_t count = 0;
     int16_t status = file.Call(btr::kGetFirst, record, key, keyNumber);
     while (status == btr::kSuccess) {
         ++count;
+        if (positions) Check(file.Call(btr::kGetPosition, position, key, keyNumber), "position");
         status = file.Call(btr::kGetNext, record, key, keyNumber);
     }
     if (status != btr::kEndOfFile) Fail("get next", status);
@@ -188,10 +192,18 @@ uint64_t ScanAll(const std::string& path, int8_t keyNumber, double& seconds, dou
 // returns the medians of key 0 (records per second of elapsed and of processor time).
 struct ScanRates {
     double wall = 0, cpu = 0;
+    // Key 0 with a Get Position after every read, records/s of elapsed and of processor time.
+    double withPositions = 0, withPositionsCpu = 0;
 };
 ScanRates MeasureScans(const std::string& source, uint64_t records, int runs) {
-    std::vector<double> walls, cpus;
+    std::vector<double> walls, cpus, positioned, positionedCpu;
     for (int run = 0; run < runs; ++run) {
+        double seconds = 0, cpu = 0;
+        uint64_t count = ScanAll(source, 0, seconds, cpu, true);
+        if (count != records) Fail("scan count", static_cast<int>(count));
+        Report("Get Next and Get Position over the file, key 0", count, seconds);
+        positioned.push_back(count / seconds);
+        positionedCpu.push_back(count / cpu);
         for (int8_t key : {0, 1}) {
             double seconds = 0, cpu = 0;
             uint64_t count = ScanAll(source, key, seconds, cpu);
@@ -205,7 +217,7 @@ ScanRates MeasureScans(const std::string& source, uint64_t records, int runs) {
             }
         }
     }
-    return {Median(walls), Median(cpus)};
+    return {Median(walls), Median(cpus), Median(positioned), Median(positionedCpu)};
 }
 
 // Inserts, scans, searches and updates; leaves the source file filled.
@@ -403,6 +415,10 @@ int main(int argc, char** argv) {
                 "Get Next, key 0: %.0f records/s (target at least 1000000); %.0f "
                 "records per second of processor time\n",
                 scans.wall, scans.cpu);
+            std::printf(
+                "Get Next and Get Position, key 0: %.0f records/s; %.0f records per second of "
+                "processor time (%.2f of Get Next alone)\n",
+                scans.withPositions, scans.withPositionsCpu, scans.withPositionsCpu / scans.cpu);
             if (!std::getenv("TOVERIN_BENCH_KEEP")) fs::remove_all(dir);
             return 0;
         }

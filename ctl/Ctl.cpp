@@ -22,6 +22,7 @@ const char* kUsage =
     "  file create PATH [--catalogue N]\n"
     "  file copy SRC DST\n"
     "  file check PATH\n"
+    "  equivalence show [--root DIR] --base N\n"
     "exit status: 0 ok, 1 failed, 2 usage error, 3 missing file, 4 not a record file\n";
 
 }  // namespace
@@ -66,6 +67,7 @@ int RunCtl(const Args& args) {
         {"create", RunCreateCommand},
         {"demo", RunDemoCommand},
         {"file", RunFileCommand},
+        {"equivalence", RunEquivalenceCommand},
     };
     if (args.empty() || args[0] == "--help" || args[0] == "-h") {
         std::cout << kUsage;

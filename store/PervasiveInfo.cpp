@@ -75,10 +75,9 @@ std::string DescribeStructure(const btr::PbTBtrFileBuf& fileBuf) {
     constexpr int kSegments = sizeof fileBuf.Keys / sizeof fileBuf.Keys[0];
     for (int i = 0; i < kSegments && key < fileBuf.IndxCnt; ++i) {
         const btr::KeySpec& segment = fileBuf.Keys[i];
-        std::string line = "K" + std::to_string(key) + " Pos:" + std::to_string(segment.position) +
-                           " Len:" + std::to_string(segment.length) + " " +
-                           FlagWords(segment.flags);
-        text += TrimRight(line) + "\n";
+        // The flag words keep their blanks, the last one's too.
+        text += "K" + std::to_string(key) + " Pos:" + std::to_string(segment.position) +
+                " Len:" + std::to_string(segment.length) + " " + FlagWords(segment.flags) + "\n";
         if ((segment.flags & btr::kKeySegmented) == 0) ++key;
     }
     return text;

@@ -11,6 +11,7 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
+#include "app/Errors.h"
 #include "app/Log.h"
 #include "app/Registry.h"
 #include "app/Site.h"
@@ -42,6 +43,15 @@ FrmSetup::FrmSetup(QWidget* parent) : QDialog(parent) {
         SetRegValue(kHkeyCurrentUser, kOptionKey, "ForcerVeille", on ? "1" : "0");
     });
     gl->addWidget(CheckForcerVeille);
+    auto* reboot = new QCheckBox(
+        QString::fromUtf8("Redémarrer l'ordinateur sur une erreur d'automation"), general);
+    reboot->setObjectName("CheckRebootAutomation");
+    reboot->setChecked(!RebootForbidden());
+    connect(reboot, &QCheckBox::toggled, this, [](bool on) {
+        SetRegValue(kHkeyCurrentUser, kOptionKey, "RebootErreurAutomation", on ? "1" : "0");
+        RebootForbidden() = !on;
+    });
+    gl->addWidget(reboot);
     gl->addWidget(new QLabel(
         "Versions du moteur Pervasive: " + QString::fromStdString(VersionsMoteur()), general));
     gl->addStretch();

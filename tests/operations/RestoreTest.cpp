@@ -67,6 +67,20 @@ TEST_F(Restore, RecordWayGivesBackEveryRecordByteForByte) {
               "Kavella: Toverin - V 3.4.0 - Restauration en cours de la base Radio Test");
 }
 
+// A site copied from Windows: the restore writes into the files as they are named there.
+TEST_F(Restore, FilesNamedInAnotherCaseAreRestoredInPlace) {
+    const std::string upper = dir.file("C/KV_Data/FRADA22.BT6");
+    fs::rename(DataPath(22, 1), upper);
+    fs::rename(dir.file("C/KV_Data/_Backup/Lundi/FRADA35.btr"),
+               dir.file("C/KV_Data/_Backup/Lundi/frada35.BTR"));
+    fs::remove(DataPath(35, 1));
+    RestoreOutcome outcome = RestoreData(0, request, options, view);
+    EXPECT_EQ(outcome.failedFiles, 0) << Log();
+    EXPECT_EQ(ReadAll(upper), originals[22]);
+    EXPECT_FALSE(fs::exists(DataPath(22, 1))) << "no second file beside the first";
+    EXPECT_EQ(ReadAll(DataPath(35, 1)), originals[35]);
+}
+
 // The restore reads the backup's copies read-only: they stay byte for byte as the backup left
 // them, and nothing is added beside them, though reading them needs indexes their load put off.
 TEST_F(Restore, TheBackupsCopiesAreLeftAsTheyWere) {
