@@ -151,6 +151,9 @@ class SlotBank {
     std::string OpenFilePath(int base, int fileNumber, int station) const;
     // The number of records of an open slot (Stat), or -1 when the slot is not open.
     long long RecordCount(int base, int fileNumber, int station);
+    // The structure of an open slot's file as the engine gives it (Stat): record length, keys
+    // and their segments, record count. Returns the status (3 when the slot is not open).
+    int16_t Stat(int base, int fileNumber, int station, btr::PbTBtrFileBuf& fileBuf);
 
     // Reports the failed call in LastStatus() for the slot and returns the user's answer: Abort
     // (and Cancel) end the program; Retry and Ignore send BTRieve back to the statuses it

@@ -21,6 +21,7 @@
 #include "app/Text.h"
 #include "operations/BackupSettings.h"
 #include "store/Pervasive.h"
+#include "ui/FrmToolsVisualisation.h"
 #include "ui/QtOperationView.h"
 
 namespace toverin::ui {
@@ -55,6 +56,13 @@ FrmSetup::FrmSetup(QWidget* parent) : QDialog(parent) {
         RebootForbidden() = !on;
     });
     gl->addWidget(reboot);
+    auto* lockVisualisation =
+        new QCheckBox(QString::fromUtf8("(Dé)verrouiller utilitaires: Visualisation"), general);
+    lockVisualisation->setObjectName("CheckVerrouillageVisualisation");
+    lockVisualisation->setChecked(VisualisationLocked());
+    connect(lockVisualisation, &QCheckBox::toggled, this,
+            [](bool on) { SetVisualisationLocked(on); });
+    gl->addWidget(lockVisualisation);
     gl->addWidget(new QLabel(
         "Versions du moteur Pervasive: " + QString::fromStdString(VersionsMoteur()), general));
     gl->addStretch();

@@ -34,6 +34,7 @@
 #include "ui/FrmSetup.h"
 #include "ui/FrmSplash.h"
 #include "ui/FrmSysTray.h"
+#include "ui/FrmToolsVisualisation.h"
 #include "ui/OperationPages.h"
 #include "ui/PlanningPages.h"
 #include "ui/SingleInstance.h"
@@ -270,6 +271,11 @@ void Frm_Main::BuildWindow() {
     QAction* quit = menu->addAction("Quitter");
     quit->setObjectName("MnuQuitter");
     connect(quit, &QAction::triggered, this, &Frm_Main::MnuQuitter_Click);
+    auto* tools = menuBar()->addMenu("Outils");
+    tools->setObjectName("MnuOutils");
+    QAction* visualisation = tools->addAction("Visualisation...");
+    visualisation->setObjectName("MnuVisualisation");
+    connect(visualisation, &QAction::triggered, this, [this] { OpenVisualisation(this); });
     auto* help = menuBar()->addMenu("?");
     help->setObjectName("Mnu02");
     QAction* about = help->addAction(QString::fromUtf8("A propos de Toverin..."));
