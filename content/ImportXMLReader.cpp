@@ -1,0 +1,316 @@
+#include "content/ImportXMLReader.h"
+
+#include <cstdio>
+#include <fstream>
+#include <vector>
+
+#include "app/Errors.h"
+#include "app/Text.h"
+
+namespace toverin {
+
+namespace {
+
+std::string N(long value) {
+    return std::to_string(value);
+}
+
+std::string NotTheFormat(const std::string& why) {
+    return "Le fichier n'est pas au format XML de Kavella: " + why;
+}
+
+// The declaration as the suite writes it, or with no blank before "?>".
+bool IsDeclaration(std::string_view line, std::string& encoding) {
+    std::string text = Trim(line);
+    if (text == EnteteFichierXML()) return true;
+    if (!StartsWith(text, "<?xml ") || !EndsWith(text, "?>")) return false;
+    size_t at = text.find("encoding=\"");
+    if (at == std::string::npos) return false;
+    size_t end = text.find('"', at + 10);
+    encoding = text.substr(at + 10, end == std::string::npos ? 0 : end - at - 10);
+    return EqualsIgnoreCase(encoding, "ISO-8859-1") &&
+           text.find("version=\"1.0\"") != std::string::npos;
+}
+
+// The first byte of the line the suite's files never hold: control characters other than the
+// tab. Bytes from 0x80 are letters (the Windows-1252 ones included).
+size_t FirstInvalidByte(std::string_view line) {
+    for (size_t i = 0; i < line.size(); ++i) {
+        auto c = static_cast<unsigned char>(line[i]);
+        if ((c < 0x20 && c != '\t') || c == 0x7F) return i;
+    }
+    return std::string_view::npos;
+}
+
+std::string InvalidByteMessage(std::string_view line, size_t at, long lineNumber) {
+    char code[8];
+    std::snprintf(code, sizeof code, "0x%02X", static_cast<unsigned char>(line[at]));
+    return "Caractère invalide (code " + std::string(code) + ") à la ligne " + N(lineNumber) +
+           ", colonne " + N(static_cast<long>(at) + 1) + ".";
+}
+
+// The name of a tag at the start of `text` ("<KV3_Customer>" gives "KV3_Customer").
+std::string TagName(std::string_view text, size_t skip) {
+    size_t end = skip;
+    while (end < text.size() && text[end] != '>' && text[end] != ' ' && text[end] != '/') ++end;
+    return std::string(text.substr(skip, end - skip));
+}
+
+bool NameChar(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
+}
+
+// The line-by-line state of the envelope.
+class EnvelopeReader {
+  public:
+    explicit EnvelopeReader(XmlDeliveryVisitor& visitor) : visitor_(visitor) {}
+
+    // One line without its end; false when the reading must end (result_ says why).
+    bool Line(std::string_view line) {
+        const long n = ++result_.lines;
+        if (n == 1 && StartsWith(line, "\xEF\xBB\xBF")) line.remove_prefix(3);
+        if (state_ == State::Declaration) {
+            std::string encoding;
+            if (!IsDeclaration(line, encoding)) {
+                return Fail(
+                    encoding.empty()
+                        ? NotTheFormat("la première ligne doit être " + EnteteFichierXML() + ".")
+                        : NotTheFormat("il est déclaré en " + encoding + " et non en ISO-8859-1."),
+                    n);
+            }
+            state_ = State::Root;
+            return true;
+        }
+        if (size_t bad = FirstInvalidByte(line); bad != std::string_view::npos)
+            return Fail(InvalidByteMessage(line, bad, n), n);
+        std::string_view text = TrimView(line);
+        if (text.empty()) return true;
+        switch (state_) {
+            case State::Declaration:
+                break;
+            case State::Root:
+                if (text != kRootOpen)
+                    return Fail(NotTheFormat("la balise <KV3> manque à la ligne " + N(n) + "."), n);
+                state_ = State::Body;
+                return true;
+            case State::Body:
+                return BodyLine(text, n);
+            case State::Section:
+                return SectionLine(line, text, n);
+            case State::Ended:
+                return Fail("Contenu après </KV3> à la ligne " + N(n) + ".", n);
+        }
+        return true;
+    }
+
+    // The end of the file.
+    XmlReadResult Finish() {
+        if (failed_ || result_.stopped) return result_;
+        switch (state_) {
+            case State::Declaration:
+                Fail("Le fichier est vide.", 0);
+                break;
+            case State::Root:
+                Fail(NotTheFormat("la balise <KV3> manque."), 0);
+                break;
+            case State::Body:
+                Fail("Le fichier est incomplet (tronqué ?): la balise </KV3> manque à la fin.", 0);
+                break;
+            case State::Section:
+                Fail("Le fichier est incomplet (tronqué ?): la section <" +
+                         std::string(section_->element) + "> ouverte à la ligne " +
+                         N(sectionLine_) + " n'est pas fermée.",
+                     0);
+                break;
+            case State::Ended:
+                result_.ok = true;
+                break;
+        }
+        return result_;
+    }
+
+    // A line longer than any the suite writes: it is not read at all.
+    void LineTooLong() {
+        const long n = ++result_.lines;
+        Fail("La ligne " + N(n) + " dépasse " + std::to_string(kImportXMLMaxLine) +
+                 " caractères: ce n'est pas une ligne d'un fichier XML de Kavella.",
+             n);
+    }
+
+    bool Fail(const std::string& message, long line) {
+        failed_ = true;
+        result_.ok = false;
+        result_.message = message;
+        result_.errorLine = line;
+        return false;
+    }
+
+  private:
+    enum class State { Declaration, Root, Body, Section, Ended };
+
+    static std::string_view TrimView(std::string_view s) {
+        while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
+        while (!s.empty() && (s.back() == ' ' || s.back() == '\t')) s.remove_suffix(1);
+        return s;
+    }
+
+    bool BodyLine(std::string_view text, long n) {
+        if (text == kRootClose) {
+            state_ = State::Ended;
+            return true;
+        }
+        if (StartsWith(text, "<KV3_")) {
+            const std::string name = TagName(text, 1);
+            const XmlSectionInfo* section = SectionByElement(name);
+            if (!section)
+                return Fail("Section inconnue <" + name + "> à la ligne " + N(n) + ".", n);
+            state_ = State::Section;
+            section_ = section;
+            sectionLine_ = n;
+            return true;
+        }
+        if (StartsWith(text, "</KV3_"))
+            return Fail("Balise </" + TagName(text, 2) + "> inattendue à la ligne " + N(n) +
+                            ": aucune section n'est ouverte.",
+                        n);
+        Ignore(n, "ligne hors de toute section");
+        return true;
+    }
+
+    bool SectionLine(std::string_view line, std::string_view text, long n) {
+        const std::string element = section_->element;
+        if (text == "</" + element + ">") {
+            state_ = State::Body;
+            section_ = nullptr;
+            return true;
+        }
+        if (StartsWith(text, "<KV3_") || StartsWith(text, "</KV3_") || text == kRootClose) {
+            const bool closing = text[1] == '/';
+            const std::string name = closing && text != kRootClose ? TagName(text, 2)
+                                     : closing                     ? "KV3"
+                                                                   : TagName(text, 1);
+            if (!closing && !SectionByElement(name))
+                return Fail("Section inconnue <" + name + "> à la ligne " + N(n) + ".", n);
+            return Fail("La section <" + element + "> ouverte à la ligne " + N(sectionLine_) +
+                            " n'est pas fermée: la ligne " + N(n) + " porte <" +
+                            (closing ? "/" : "") + name + ">.",
+                        n);
+        }
+        const std::string item = section_->item;
+        const bool opens = ImportXMLOuvertureItem(line, item) != std::string_view::npos;
+        const bool closes = line.find("</" + item + ">") != std::string_view::npos;
+        if (opens && closes) {
+            if (std::string problem = ImportXMLVerifieLigne(line, item, n); !problem.empty())
+                return Fail(problem, n);
+            ++result_.records;
+            if (!visitor_.Record(*section_, n, line)) {
+                result_.stopped = true;
+                return false;
+            }
+            return true;
+        }
+        Ignore(n, opens || closes ? "enregistrement coupé sur plusieurs lignes"
+                                  : "ligne hors enregistrement");
+        return true;
+    }
+
+    void Ignore(long n, const std::string& reason) {
+        ++result_.ignored;
+        visitor_.Ignored(n, reason);
+    }
+
+    XmlDeliveryVisitor& visitor_;
+    XmlReadResult result_;
+    State state_ = State::Declaration;
+    const XmlSectionInfo* section_ = nullptr;
+    long sectionLine_ = 0;
+    bool failed_ = false;
+};
+
+}  // namespace
+
+std::string ImportXMLVerifieLigne(std::string_view line, std::string_view item, long lineNumber) {
+    const std::string where = " à la ligne " + N(lineNumber) + ".";
+    size_t pos = ImportXMLOuvertureItem(line, item);
+    if (pos != std::string_view::npos) pos = line.find('>', pos);
+    const size_t end = line.rfind("</" + std::string(item) + ">");
+    std::vector<std::string> open;
+    while (pos != std::string_view::npos && pos < end) {
+        pos = line.find('<', pos + 1);
+        if (pos == std::string_view::npos || pos >= end) break;
+        std::string_view rest = line.substr(pos, end - pos);
+        if (StartsWith(rest, "<![CDATA[")) {
+            size_t close = line.find("]]>", pos);
+            if (close == std::string_view::npos || close >= end)
+                return "Section CDATA non fermée" + where;
+            pos = close + 2;
+            continue;
+        }
+        const bool closing = rest.size() > 1 && rest[1] == '/';
+        const size_t nameAt = closing ? 2 : 1;
+        if (rest.size() <= nameAt || !NameChar(rest[nameAt])) continue;  // a "<" in the text
+        const std::string name = TagName(rest, nameAt);
+        size_t tagEnd = rest.find('>');
+        if (tagEnd == std::string_view::npos)
+            return "La balise <" + name + "> n'est pas terminée" + where;
+        if (closing) {
+            if (open.empty() || open.back() != name)
+                return open.empty() ? "Balise </" + name + "> inattendue" + where
+                                    : "La balise <" + open.back() + "> n'est pas fermée" + where;
+            open.pop_back();
+        } else if (rest[tagEnd - 1] != '/') {
+            open.push_back(name);
+        }
+        pos += tagEnd;
+    }
+    if (!open.empty()) return "La balise <" + open.back() + "> n'est pas fermée" + where;
+    return "";
+}
+
+XmlReadResult ImportXMLLireFichier(const std::string& path, XmlDeliveryVisitor& visitor) {
+    XmlReadResult failed;
+    failed.message = "Lecture impossible du fichier " + path + ".";
+    return Guarded("ImportXMLLireFichier:" + std::string(kModuleImportXML), failed, [&] {
+        std::ifstream in(path, std::ios::binary);
+        if (!in) return failed;
+        EnvelopeReader reader(visitor);
+        std::vector<char> buffer(1 << 16);
+        std::string pending;
+        bool going = true;
+        while (going && in) {
+            in.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
+            std::string_view chunk(buffer.data(), static_cast<size_t>(in.gcount()));
+            while (going && !chunk.empty()) {
+                size_t nl = chunk.find('\n');
+                std::string_view piece = chunk.substr(0, nl);
+                if (pending.size() + piece.size() > kImportXMLMaxLine) {
+                    reader.LineTooLong();
+                    going = false;
+                    break;
+                }
+                if (nl == std::string_view::npos) {
+                    pending.append(piece);
+                    break;
+                }
+                std::string_view line = piece;
+                if (!pending.empty()) {
+                    pending.append(piece);
+                    line = pending;
+                }
+                if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+                going = reader.Line(line);
+                pending.clear();
+                chunk.remove_prefix(nl + 1);
+            }
+        }
+        if (going && !in.eof()) return failed;
+        if (going && !pending.empty()) {
+            std::string_view line = pending;
+            if (line.back() == '\r') line.remove_suffix(1);
+            reader.Line(line);
+        }
+        return reader.Finish();
+    });
+}
+
+}  // namespace toverin
