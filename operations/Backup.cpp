@@ -15,10 +15,11 @@
 #include "app/Site.h"
 #include "app/Text.h"
 #include "net/Players.h"
+#include "operations/CopyStep.h"
 #include "operations/OperationState.h"
-#include "operations/RecordCopy.h"
 #include "store/Catalogue.h"
 #include "store/Pervasive.h"
+#include "store/RecordView.h"
 
 namespace toverin {
 namespace {
@@ -142,6 +143,11 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options, Opera
             File_Copy(it->path().string(), localDay + "Config/" + name, true);
         }
 
+        // The run's own slots: the files read and the copies written each keep their position.
+        SlotBank sources("Backup");
+        SlotBank copies("Backup copies");
+        const CopyBanks banks{sources, copies};
+
         // The root that receives the record copy, and the one that gets a copy of the result.
         const bool localFirst = options.optionBackup == 0;
         const std::string& recordDay = localFirst ? localDay : serverDay;
@@ -212,47 +218,60 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options, Opera
                 }
                 TraceLog("Backup: File created: " + target);
 
-                if (ScopedQuiet quiet; OuvertureFichierBTrieve(base, f, source, entry.recordLength,
-                                                               s, kOpenReadOnly) != kSuccess) {
+                if (ScopedQuiet quiet(sources);
+                    sources.OuvertureFichierBTrieve(base, f, source, entry.recordLength, s,
+                                                    kOpenReadOnly) != kSuccess) {
                     TraceLog("Err: Unable to open source file: " + source);
                     ++outcome.failedFiles;
                     continue;
                 }
                 TraceLog("Backup: Open source file: " + source);
-                const long long expected = std::max(0LL, RecordCount(base, f, s));
-                if (ScopedQuiet quiet;
-                    OuvertureFichierBTrieve(kCopyBank + base, f, target, entry.recordLength, s,
-                                            kOpenAccelerated) != kSuccess) {
+                const long long expected = std::max(0LL, sources.RecordCount(base, f, s));
+                if (ScopedQuiet quiet(copies);
+                    copies.OuvertureFichierBTrieve(base, f, target, entry.recordLength, s,
+                                                   kOpenAccelerated) != kSuccess) {
                     TraceLog("Err: Unable to open target file: " + target);
-                    FermetureFichierBTrieve(base, f, s);
+                    sources.FermetureFichierBTrieve(base, f, s);
                     ++outcome.failedFiles;
                     continue;
                 }
                 TraceLog(localFirst ? "Backup: Open target local file: " + target
                                     : "Backup: Open target server file: " + target);
-                RecordCopyJob job = CopyJobFor(base, f, s, source, target, view, "LabelBkpKey",
-                                               "ProgressBarBkpRecords", expected);
-                job.skipSites = f == 29;
-                job.keyDialog = options.keyOnError;
-                job.afterRecord = [base] {
-                    PauseWait(base);
-                    return !StopConfirmed(base);
-                };
+                CopyStepOptions step;
+                step.sourcePath = source;
+                step.targetPath = target;
+                step.keyControl = "LabelBkpKey";
+                step.recordsControl = "ProgressBarBkpRecords";
+                step.expected = expected;
+                step.keyDialog = options.keyOnError;
                 if (IsHistoryFile(f)) {
                     // History files are read newest first, on the key that leads with the date,
                     // so that a limited backup keeps the latest days.
                     const size_t length = static_cast<size_t>(HistoryKeyLength(f));
-                    job.keyNumber = HistoryKeyNumber(f);
-                    job.descending = true;
-                    job.upper = std::string(length, '\xFF');
-                    job.lower = all ? std::string(length, '\0')
-                                    : DateKey(AddDays(start, -historyDays)) +
-                                          std::string(static_cast<size_t>(HistoryFiller(f)), '\0');
+                    step.keyNumber = HistoryKeyNumber(f);
+                    step.descending = true;
+                    step.upper = std::string(length, '\xFF');
+                    step.lower = all ? std::string(length, '\0')
+                                     : DateKey(AddDays(start, -historyDays)) +
+                                           std::string(static_cast<size_t>(HistoryFiller(f)), '\0');
                 } else {
-                    job.keyNumber = 0;
-                    job.lower = std::string(100, '\0');
-                    job.upper = std::string(100, '\xFF');
+                    step.keyNumber = 0;
+                    step.lower = std::string(100, '\0');
+                    step.upper = std::string(100, '\xFF');
                 }
+                RecordCopyJob job = CopyJobFor(banks, base, f, s, step, view);
+                if (f == 29) {
+                    // The suite's sites stay on their machine.
+                    job.rewrite = [](std::string& record) {
+                        return RecordView(29, record).Text("Header") == "SITES"
+                                   ? RecordAction::Skip
+                                   : RecordAction::Copy;
+                    };
+                }
+                job.afterRecord = [base] {
+                    PauseWait(base);
+                    return !StopConfirmed(base);
+                };
                 RecordCopyResult copy = CopyRecords(job);
                 long long copied = copy.copied;
                 stopped = copy.stopped;
@@ -270,7 +289,7 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options, Opera
                 TraceLog("Backup: Ended: Records: " + std::to_string(copied) + " / " +
                          std::to_string(expected));
                 // A copy that did not fully reach the disk is not spread to the other root.
-                if (!CloseCopy(job, copy)) {
+                if (!CloseCopy(job, copy, target)) {
                     ++outcome.failedFiles;
                     continue;
                 }

@@ -10,8 +10,8 @@
 #include "app/Site.h"
 #include "app/Text.h"
 #include "operations/Backup.h"
+#include "operations/CopyStep.h"
 #include "operations/OperationState.h"
-#include "operations/RecordCopy.h"
 #include "store/Catalogue.h"
 #include "store/Pervasive.h"
 
@@ -65,6 +65,10 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, const Backup
     const std::string backupFolder = BackupDayFolder(dataFolder, request.dayName);
 
     Guarded("RestoreData:Lib_Restore", 0, [&] {
+        // The run's own slots: the backups read and the data files written.
+        SlotBank sources("Restore");
+        SlotBank copies("Restore copies");
+        const CopyBanks banks{sources, copies};
         for (int f = 0; f < kCatalogueSize; ++f) {
             if (!request.files[f] || !CatalogueEntryFor(f).Exists()) continue;
             const CatalogueEntry& entry = CatalogueEntryFor(f);
@@ -124,33 +128,37 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, const Backup
                     ++outcome.failedFiles;
                     continue;
                 }
-                if (ScopedQuiet quiet;
-                    OuvertureFichierBTrieve(base, f, backupFile, entry.recordLength, s,
-                                            kOpenReadOnly) != kSuccess) {
+                if (ScopedQuiet quiet(sources);
+                    sources.OuvertureFichierBTrieve(base, f, backupFile, entry.recordLength, s,
+                                                    kOpenReadOnly) != kSuccess) {
                     TraceLog("Err: Can't open the file: " + backupFile);
                     ++outcome.failedFiles;
                     continue;
                 }
-                if (ScopedQuiet quiet;
-                    OuvertureFichierBTrieve(kCopyBank + base, f, dataFile, entry.recordLength, s,
-                                            kOpenAccelerated) != kSuccess) {
+                if (ScopedQuiet quiet(copies);
+                    copies.OuvertureFichierBTrieve(base, f, dataFile, entry.recordLength, s,
+                                                   kOpenAccelerated) != kSuccess) {
                     TraceLog("Err: Can't open the file: " + dataFile);
-                    FermetureFichierBTrieve(base, f, s);
+                    sources.FermetureFichierBTrieve(base, f, s);
                     ++outcome.failedFiles;
                     continue;
                 }
                 TraceLog("Restore started. File:       " + dataFile);
-                const long long expected = std::max(0LL, RecordCount(base, f, s));
-                RecordCopyJob job =
-                    CopyJobFor(base, f, s, backupFile, dataFile, view, "LabelRestaurationKey",
-                               "ProgressBarRestaurationRecords", expected);
-                job.lower = std::string(100, '\0');
-                job.upper = std::string(100, '\xFF');
-                job.backupMessages = false;
+                CopyStepOptions step;
+                step.sourcePath = backupFile;
+                step.targetPath = dataFile;
+                step.keyControl = "LabelRestaurationKey";
+                step.recordsControl = "ProgressBarRestaurationRecords";
+                step.expected = std::max(0LL, sources.RecordCount(base, f, s));
+                step.lower = std::string(100, '\0');
+                step.upper = std::string(100, '\xFF');
+                step.messages = CopyMessages::Restore;
+                const long long expected = step.expected;
+                RecordCopyJob job = CopyJobFor(banks, base, f, s, step, view);
                 RecordCopyResult copy = CopyRecords(job);
                 TraceLog("Restore ended.   Nb records: " + std::to_string(copy.copied) + " / " +
                          std::to_string(expected));
-                if (!CloseCopy(job, copy)) {
+                if (!CloseCopy(job, copy, dataFile)) {
                     ++outcome.failedFiles;
                     continue;
                 }

@@ -46,12 +46,11 @@ bool NeedsHelpLine(int status, int operation) {
 }
 
 std::string StationName(int base, int station) {
-    int siteBase = base % kCopyBank;
     const auto& bases = Site().bases;
-    if (siteBase >= 0 && siteBase < static_cast<int>(bases.size()) && station >= 1 &&
-        station <= static_cast<int>(bases[siteBase].stations.size()) &&
-        !bases[siteBase].stations[station - 1].label.empty())
-        return bases[siteBase].stations[station - 1].label;
+    if (base >= 0 && base < static_cast<int>(bases.size()) && station >= 1 &&
+        station <= static_cast<int>(bases[base].stations.size()) &&
+        !bases[base].stations[station - 1].label.empty())
+        return bases[base].stations[station - 1].label;
     return DefaultStationLabel(station);
 }
 
@@ -142,13 +141,13 @@ std::string ErreurBTrieveLibelle(int status, const std::string& fileName) {
         });
 }
 
-ErrorChoice ErreurBTrieve(int base, int fileNumber, int station, const std::string& data,
-                          const std::string& caller, bool quietBox, int operation) {
+ErrorChoice SlotBank::ErreurBTrieve(int base, int fileNumber, int station, const std::string& data,
+                                    const std::string& caller, bool quietBox, int operation) {
     (void)data;  // the history shows what the call carried
     TraceProcedure(kModuleErrors, "ErreurBTrieve");
     return Guarded<ErrorChoice>(
         ProcName("ErreurBTrieve", kModuleErrors), ErrorChoice::Ignore, [&]() -> ErrorChoice {
-            const int status = LastStatus();
+            const int status = lastStatus_;
             if (status == btr::kSuccess || status == btr::kConflict) return ErrorChoice::Ok;
 
             std::string path = SlotPath(base, fileNumber, station < 1 ? 1 : station);
@@ -160,7 +159,7 @@ ErrorChoice ErreurBTrieve(int base, int fileNumber, int station, const std::stri
             if (!path.empty() && libelle.find(path) == std::string::npos) text += path + "\n";
             if (status != 161) {
                 int position = 1;
-                for (const std::string& line : History(base))
+                for (const std::string& line : CallHistory(base))
                     text += ">" + std::to_string(position++) + ": " + line + "\n";
             }
             if (NeedsHelpLine(status, operation)) text += std::string(kDivers00) + "\n";

@@ -30,24 +30,14 @@ bool CreatedWhenMissing(int fileNumber) {
 }  // namespace
 
 std::string DataFilePath(int base, int fileNumber, int station) {
-    if (base < 0 || base >= kSlotBases) return "";
-    int siteBase = base % kCopyBank;
-    if (siteBase >= static_cast<int>(Site().bases.size())) return "";
+    if (base < 0 || base >= static_cast<int>(Site().bases.size())) return "";
     std::string name = StationFileName(fileNumber, station);
     if (name.empty()) return "";
-    return JoinPath(Site().bases[siteBase].dataFolder, name);
+    return JoinPath(Site().bases[base].dataFolder, name);
 }
 
-bool IsFileOpen(int base, int fileNumber, int station) {
-    return ValidSlot(base, fileNumber, station) && SlotAt(base, fileNumber, station).open;
-}
-
-std::string OpenFilePath(int base, int fileNumber, int station) {
-    return ValidSlot(base, fileNumber, station) ? SlotAt(base, fileNumber, station).path : "";
-}
-
-int16_t OuvertureFichierBTrieve(int base, int fileNumber, const std::string& path,
-                                uint32_t recordLength, int station, int8_t openMode) {
+int16_t SlotBank::OuvertureFichierBTrieve(int base, int fileNumber, const std::string& path,
+                                          uint32_t recordLength, int station, int8_t openMode) {
     TraceProcedure(kModuleOpen, "OuvertureFichierBTrieve");
     const std::string procedure = ProcName("OuvertureFichierBTrieve", kModuleOpen);
     return Guarded<int16_t>(procedure, btr::kIoError, [&]() -> int16_t {
@@ -76,9 +66,10 @@ int16_t OuvertureFichierBTrieve(int base, int fileNumber, const std::string& pat
             status = RecordEngine()(btr::kOpen, slot.positionBlock.data(), data.data(), &length,
                                     key.data(), static_cast<uint8_t>(key.size()), openMode);
         }
-        LastStatus() = status;
+        lastStatus_ = status;
         slot.open = status == btr::kSuccess;
-        if (!slot.open && !QuietFlag()) {
+        if (slot.open) ++OpenSlotsInProcess();
+        if (!slot.open && !quiet_) {
             if (status == btr::kFileNotFound)
                 AppendToNewestHistoryLine(base, " |" + std::to_string(fileNumber));
             TraceLog("Err: " + FileNameOf(path) + ": Unable to open: " + path +
@@ -90,7 +81,7 @@ int16_t OuvertureFichierBTrieve(int base, int fileNumber, const std::string& pat
     });
 }
 
-void FermetureFichierBTrieve(int base, int fileNumber, int station) {
+void SlotBank::FermetureFichierBTrieve(int base, int fileNumber, int station) {
     TraceProcedure(kModuleOpen, "FermetureFichierBTrieve");
     const std::string procedure = ProcName("FermetureFichierBTrieve", kModuleOpen);
     Guarded<int>(procedure, 0, [&] {
@@ -99,11 +90,12 @@ void FermetureFichierBTrieve(int base, int fileNumber, int station) {
         Slot& slot = SlotAt(base, fileNumber, station);
         if (!slot.open) return 0;
         slot.open = false;
+        --OpenSlotsInProcess();
         uint32_t length = 0;
         char key[1] = {0};
         int16_t status =
             RecordEngine()(btr::kClose, slot.positionBlock.data(), nullptr, &length, key, 0, 0);
-        LastStatus() = status;
+        lastStatus_ = status;
         slot.positionBlock.assign(btr::kPositionBlockSize, ' ');
         if (status != btr::kSuccess)
             TraceLog("Err: Close File: " + slot.path + " |Status: " + std::to_string(status));
@@ -111,7 +103,7 @@ void FermetureFichierBTrieve(int base, int fileNumber, int station) {
     });
 }
 
-bool FichierPervasiveOuvrir(int base, int firstStation, int lastStation, int fileNumber) {
+bool SlotBank::FichierPervasiveOuvrir(int base, int firstStation, int lastStation, int fileNumber) {
     TraceProcedure(kModule, "FichierPervasiveOuvrir");
     const std::string procedure = ProcName("FichierPervasiveOuvrir", kModule);
     return Guarded<bool>(procedure, false, [&] {
@@ -143,7 +135,7 @@ bool FichierPervasiveOuvrir(int base, int firstStation, int lastStation, int fil
     });
 }
 
-void FichierPervasiveFermer(int base, int firstStation, int lastStation, int fileNumber) {
+void SlotBank::FichierPervasiveFermer(int base, int firstStation, int lastStation, int fileNumber) {
     TraceProcedure(kModule, "FichierPervasiveFermer");
     Guarded<int>(ProcName("FichierPervasiveFermer", kModule), 0, [&] {
         for (int station = std::max(firstStation, 1); station <= lastStation; ++station)
@@ -179,7 +171,6 @@ int16_t CreationFichierBTrieve(const std::string& path, int fileNumber) {
                      " |PbTBtrFileBuf.IndxCnt: " + std::to_string(fileBuf.IndxCnt) +
                      " |BufferCle: " + key + " |LngCle: " + std::to_string(key.size()));
         }
-        LastStatus() = status;
         return status;
     });
 }

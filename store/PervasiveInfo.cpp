@@ -86,13 +86,13 @@ std::string DescribeStructure(const btr::PbTBtrFileBuf& fileBuf) {
 
 }  // namespace
 
-long long RecordCount(int base, int fileNumber, int station) {
+long long SlotBank::RecordCount(int base, int fileNumber, int station) {
     TraceProcedure(kModuleInfo, "RecordCount");
     return Guarded<long long>(ProcName("RecordCount", kModuleInfo), -1, [&]() -> long long {
         if (!IsFileOpen(base, fileNumber, station)) return -1;
         btr::PbTBtrFileBuf fileBuf;
         int16_t status = Stat(SlotAt(base, fileNumber, station).positionBlock, fileBuf);
-        LastStatus() = status;
+        lastStatus_ = status;
         return status == btr::kSuccess ? static_cast<long long>(fileBuf.RecordCount) : -1;
     });
 }
@@ -115,7 +115,7 @@ std::string LectureStructureFichier(int fileNumber, const std::string& path) {
     return Guarded<std::string>(
         ProcName("LectureStructureFichier", kModuleInfo), "", [&]() -> std::string {
             std::string block(btr::kPositionBlockSize, ' ');
-            if (!AnySlotOpen()) {
+            if (OpenSlotsInProcess() == 0) {
                 std::string data(1, '\0');
                 std::string key(1, '\0');
                 Call(btr::kReset, block, data, key, 0);

@@ -1,13 +1,15 @@
-// What the access layer's files share: the per-slot tables, the call history and the way the
-// program ends. Not for use outside store/Pervasive*.cpp.
+// What the access layer's files share: a bank's slots and call histories, and the way the program
+// ends. Not for use outside store/Pervasive*.cpp.
 #pragma once
 
+#include <array>
 #include <cstdint>
-#include <deque>
 #include <string>
 #include <string_view>
 
+#include "app/Site.h"
 #include "store/Catalogue.h"
+#include "store/Pervasive.h"
 #include "store/engine/Btrieve.h"
 
 namespace toverin::pervasive {
@@ -31,18 +33,43 @@ struct Slot {
     uint32_t recordLength = 0;  // 0: the catalogue's
 };
 
-bool ValidSlot(int base, int fileNumber, int station);
-// Valid indices only (ValidSlot).
-Slot& SlotAt(int base, int fileNumber, int station);
-bool AnySlotOpen();
-// The slot's path, else where the file would be in the base's data folder.
-std::string SlotPath(int base, int fileNumber, int station);
-uint32_t RecordLengthOf(const Slot& slot, int fileNumber);
+// One line of a base's call history. Nearly every call adds a line and nearly no line is ever
+// read (only error reports show them), so a line keeps the call's parts as they came and is
+// written out the first time somebody reads it.
+struct HistoryEntry {
+    int fileNumber = 0;
+    int station = 0;
+    uint16_t operation = 0;
+    int keyNumber = 0;
+    std::string buffer;  // the buffer's bytes as they came
+    std::string caller;
+    std::string appended;  // text added to the line before it was written out
+    bool written = false;  // `line` holds the whole line
+    std::string line;
+};
 
-// The base's history, newest first; bases outside the slots have none.
-const std::deque<std::string>& History(int base);
-void AddHistoryLine(int base, std::string line);
-void AppendToNewestHistoryLine(int base, std::string_view text);
+// The last kHistoryLines lines of a base, in a ring whose entries keep their storage, so that
+// adding a line allocates nothing once the ring has gone round.
+struct HistoryRing {
+    std::array<HistoryEntry, kHistoryLines> entries;
+    size_t newest = 0;
+    size_t count = 0;
+
+    HistoryEntry& Newest() { return entries[newest]; }
+    HistoryEntry& Push() {
+        newest = (newest + 1) % entries.size();
+        count = std::min(count + 1, entries.size());
+        return entries[newest];
+    }
+    // The i-th line, newest first (i < count).
+    HistoryEntry& At(size_t i) { return entries[(newest + entries.size() - i) % entries.size()]; }
+};
+
+// The line of an entry, written out on first reading.
+const std::string& WrittenLine(HistoryEntry& entry);
+
+bool ValidSlot(int base, int fileNumber, int station);
+uint32_t RecordLengthOf(const Slot& slot, int fileNumber);
 
 // Engine bytes made fit for a log line or a message: control characters become '.', the rest
 // is read as Windows-1252; trailing blanks and NULs are dropped.
@@ -54,7 +81,21 @@ void EndProgram(const std::string& reason);
 // Forgets when the last network incident was recorded.
 void ResetNetworkIncidentTime();
 
+// The files open in all the banks of the process (the engine's Reset would close them all).
+int& OpenSlotsInProcess();
+
 // The program's procedure name as the error hook and the procedure trace show it.
 std::string ProcName(const char* name, const char* module);
 
 }  // namespace toverin::pervasive
+
+namespace toverin {
+
+struct SlotBank::Tables {
+    std::array<std::array<std::array<pervasive::Slot, pervasive::kStations>, kCatalogueSize>,
+               kMaxBases>
+        slots;
+    std::array<pervasive::HistoryRing, kMaxBases> history;
+};
+
+}  // namespace toverin

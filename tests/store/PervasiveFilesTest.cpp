@@ -26,52 +26,55 @@ std::string Record42(const std::string& key, char fill = ' ') {
 
 class RealFiles : public AccessLayerTest {
   protected:
-    int16_t Call(uint16_t operation, const std::string& search = "", int base = 0) {
+    int16_t Call(uint16_t operation, const std::string& search = "", SlotBank* in = nullptr) {
+        SlotBank& b = in != nullptr ? *in : bank;
         key = search;
-        BTRieve(base, operation, data, key, 0, kCommon, 1, "Test");
-        return LastStatus();
+        b.BTRieve(0, operation, data, key, 0, kCommon, 1, "Test");
+        return b.LastStatus();
     }
-    int16_t Write(uint16_t operation, const std::string& record, int base = 0) {
+    int16_t Write(uint16_t operation, const std::string& record, SlotBank* in = nullptr) {
+        SlotBank& b = in != nullptr ? *in : bank;
         data = record;
         key.clear();
-        BTRieve(base, operation, data, key, 0, kCommon, 1, "Test");
-        return LastStatus();
+        b.BTRieve(0, operation, data, key, 0, kCommon, 1, "Test");
+        return b.LastStatus();
     }
 
     std::string data;
     std::string key;
+    SlotBank other{"Other"};
 };
 
 TEST_F(RealFiles, SmallFilesAreCreatedOnOpenOthersStayMissing) {
-    ASSERT_TRUE(FichierPervasiveOuvrir(0, 1, 2, 45));
+    ASSERT_TRUE(bank.FichierPervasiveOuvrir(0, 1, 2, 45));
     for (int station : {1, 2}) {
         std::string path = DataFilePath(0, 45, station);
         EXPECT_TRUE(FileExists(path)) << path;
-        EXPECT_TRUE(IsFileOpen(0, 45, station));
-        EXPECT_EQ(OpenFilePath(0, 45, station), path);
+        EXPECT_TRUE(bank.IsFileOpen(0, 45, station));
+        EXPECT_EQ(bank.OpenFilePath(0, 45, station), path);
         EXPECT_TRUE(Logged("File: " + path + " not found |Create empty structure"));
     }
     EXPECT_EQ(FileNameOf(DataFilePath(0, 45, 2)), "FRADB45.bt6");
-    EXPECT_EQ(RecordCount(0, 45, 2), 0);
-    FichierPervasiveFermer(0, 1, 2, 45);
-    EXPECT_FALSE(IsFileOpen(0, 45, 1));
-    EXPECT_EQ(RecordCount(0, 45, 1), -1);
+    EXPECT_EQ(bank.RecordCount(0, 45, 2), 0);
+    bank.FichierPervasiveFermer(0, 1, 2, 45);
+    EXPECT_FALSE(bank.IsFileOpen(0, 45, 1));
+    EXPECT_EQ(bank.RecordCount(0, 45, 1), -1);
 
     // A missing file of another number is neither created nor opened; using it ends the program.
-    EXPECT_FALSE(FichierPervasiveOuvrir(0, 1, 1, 22));
+    EXPECT_FALSE(bank.FichierPervasiveOuvrir(0, 1, 1, 22));
     EXPECT_FALSE(FileExists(DataFilePath(0, 22, 1)));
     EXPECT_TRUE(dialogs.messages.empty());
     std::string d, k;
-    BTRieve(0, kGetFirst, d, k, 0, 22, 1, "Lecture");
+    bank.BTRieve(0, kGetFirst, d, k, 0, 22, 1, "Lecture");
     EXPECT_EQ(ends.size(), 1u);
-    EXPECT_EQ(LastStatus(), kFileNotOpen);
+    EXPECT_EQ(bank.LastStatus(), kFileNotOpen);
 
     // Empty catalogue entries have no file.
-    EXPECT_FALSE(FichierPervasiveOuvrir(0, 1, 1, 36));
+    EXPECT_FALSE(bank.FichierPervasiveOuvrir(0, 1, 1, 36));
 }
 
 TEST_F(RealFiles, ReadsAndWritesGoThroughTheGuardedCall) {
-    ASSERT_TRUE(FichierPervasiveOuvrir(0, 1, 1, kCommon));
+    ASSERT_TRUE(bank.FichierPervasiveOuvrir(0, 1, 1, kCommon));
     EXPECT_EQ(Write(kInsert, Record42("0002")), kSuccess);
     EXPECT_EQ(Write(kInsert, Record42("0001")), kSuccess);
     EXPECT_EQ(Write(kInsert, Record42("0003")), kSuccess);
@@ -95,46 +98,69 @@ TEST_F(RealFiles, ReadsAndWritesGoThroughTheGuardedCall) {
     EXPECT_EQ(data[100], 'X');
     EXPECT_TRUE(dialogs.messages.empty());
 
-    EXPECT_EQ(RecordCount(0, kCommon, 1), 3);
-    std::string path = OpenFilePath(0, kCommon, 1);
-    FichierPervasiveFermer(0, 1, 1, kCommon);
+    EXPECT_EQ(bank.RecordCount(0, kCommon, 1), 3);
+    std::string path = bank.OpenFilePath(0, kCommon, 1);
+    bank.FichierPervasiveFermer(0, 1, 1, kCommon);
     EXPECT_EQ(RecordCountOfFile(path), 3);
     EXPECT_EQ(RecordCountOfFile(dir.file("nothing.bt6")), -1);
 }
 
 TEST_F(RealFiles, AnUpdateAfterAnotherSlotsChangeIsReReadAndWritten) {
-    // The base and its copy bank on the same file stand for two workstations.
-    ASSERT_TRUE(FichierPervasiveOuvrir(0, 1, 1, kCommon));
-    ASSERT_TRUE(FichierPervasiveOuvrir(kCopyBank, 1, 1, kCommon));
+    // Two banks on the same file stand for two workstations.
+    ASSERT_TRUE(bank.FichierPervasiveOuvrir(0, 1, 1, kCommon));
+    ASSERT_TRUE(other.FichierPervasiveOuvrir(0, 1, 1, kCommon));
     ASSERT_EQ(Write(kInsert, Record42("0001")), kSuccess);
-    ASSERT_EQ(Call(kGetEqual, FixedWidth("0001", 20), 0), kSuccess);
-    ASSERT_EQ(Call(kGetEqual, FixedWidth("0001", 20), kCopyBank), kSuccess);
-    ASSERT_EQ(Write(kUpdate, Record42("0001", 'A'), 0), kSuccess);
+    ASSERT_EQ(Call(kGetEqual, FixedWidth("0001", 20)), kSuccess);
+    ASSERT_EQ(Call(kGetEqual, FixedWidth("0001", 20), &other), kSuccess);
+    ASSERT_EQ(Write(kUpdate, Record42("0001", 'A')), kSuccess);
 
-    EXPECT_EQ(Write(kUpdate, Record42("0001", 'B'), kCopyBank), kSuccess);
+    EXPECT_EQ(Write(kUpdate, Record42("0001", 'B'), &other), kSuccess);
     EXPECT_EQ(clock->TotalSlept(), Milliseconds(500));
-    EXPECT_EQ(Call(kGetEqual, FixedWidth("0001", 20), 0), kSuccess);
+    EXPECT_EQ(Call(kGetEqual, FixedWidth("0001", 20)), kSuccess);
     EXPECT_EQ(data[100], 'B');
-    EXPECT_NE(CallHistory(kCopyBank)[0].find(" S:0"), std::string::npos);
+    EXPECT_NE(other.CallHistory(0)[0].find(" S:0"), std::string::npos);
 
     // A caller that kept the key of its read is re-read by that key.
-    ASSERT_EQ(Write(kUpdate, Record42("0001", 'C'), kCopyBank), kSuccess);
+    ASSERT_EQ(Write(kUpdate, Record42("0001", 'C'), &other), kSuccess);
     data = Record42("0001", 'D');
     key = FixedWidth("0001", 20);
-    BTRieve(0, kUpdate, data, key, 0, kCommon, 1, "Test");
-    EXPECT_EQ(LastStatus(), kSuccess);
+    bank.BTRieve(0, kUpdate, data, key, 0, kCommon, 1, "Test");
+    EXPECT_EQ(bank.LastStatus(), kSuccess);
     EXPECT_EQ(clock->TotalSlept(), Milliseconds(1000));
-    EXPECT_EQ(Call(kGetEqual, FixedWidth("0001", 20), kCopyBank), kSuccess);
+    EXPECT_EQ(Call(kGetEqual, FixedWidth("0001", 20), &other), kSuccess);
     EXPECT_EQ(data[100], 'D');
-    FichierPervasiveFermer(kCopyBank, 1, 1, kCommon);
-    FichierPervasiveFermer(0, 1, 1, kCommon);
+    other.FichierPervasiveFermer(0, 1, 1, kCommon);
+    bank.FichierPervasiveFermer(0, 1, 1, kCommon);
+}
+
+TEST_F(RealFiles, EachBankKeepsItsOwnSlotsOnTheSameFile) {
+    // A viewer browsing a file while a backup opens, reads and closes the same file: neither
+    // closes nor moves the other.
+    ASSERT_TRUE(bank.FichierPervasiveOuvrir(0, 1, 1, kCommon));
+    for (const char* code : {"0001", "0002", "0003"})
+        ASSERT_EQ(Write(kInsert, Record42(code)), kSuccess);
+    ASSERT_EQ(Call(kGetFirst), kSuccess);
+    {
+        SlotBank backup("Backup");
+        ASSERT_TRUE(backup.FichierPervasiveOuvrir(0, 1, 1, kCommon));
+        EXPECT_EQ(Call(kGetLast, "", &backup), kSuccess);
+        EXPECT_EQ(data.substr(0, 4), "0003");
+        EXPECT_TRUE(bank.IsFileOpen(0, kCommon, 1));
+        // Leaving the backup's bank closes its files only.
+    }
+    EXPECT_TRUE(bank.IsFileOpen(0, kCommon, 1));
+    EXPECT_EQ(Call(kGetNext, key), kSuccess);
+    EXPECT_EQ(data.substr(0, 4), "0002");
+    EXPECT_TRUE(bank.CallHistory(0).size() >= 2);
+    EXPECT_TRUE(other.CallHistory(0).empty());
+    EXPECT_TRUE(ends.empty());
 }
 
 TEST_F(RealFiles, StructureOfACreatedFile) {
     std::string path = dir.file("FRADA20.bt6");
     ASSERT_EQ(CreationFichierBTrieve(path, 20), kSuccess);
     // Reading a structure while the layer holds a file open leaves that file usable.
-    ASSERT_TRUE(FichierPervasiveOuvrir(0, 1, 1, kCommon));
+    ASSERT_TRUE(bank.FichierPervasiveOuvrir(0, 1, 1, kCommon));
     std::string expected =
         "F RecLen:300 PageSize:" + std::to_string(CatalogueEntryFor(20).pageSize) +
         " Keys:4 Records:0\n"
@@ -145,7 +171,7 @@ TEST_F(RealFiles, StructureOfACreatedFile) {
         "K3 Pos:16 Len:20 Duplicate Modifiable\n";
     EXPECT_EQ(LectureStructureFichier(20, path), expected);
     EXPECT_EQ(Write(kInsert, Record42("0001")), kSuccess);
-    FichierPervasiveFermer(0, 1, 1, kCommon);
+    bank.FichierPervasiveFermer(0, 1, 1, kCommon);
     // With nothing open, the engine is reset first; the answer is the same.
     EXPECT_EQ(LectureStructureFichier(20, path), expected);
 
@@ -175,9 +201,9 @@ TEST_F(RealFiles, FailedCreationIsRetriedOnceAndTraced) {
 
 TEST_F(RealFiles, AFileOfAnotherKindIsReportedAndLeftClosed) {
     WriteFile(DataFilePath(0, kCommon, 1), "this is not a record file, just text");
-    EXPECT_FALSE(FichierPervasiveOuvrir(0, 1, 1, kCommon));
-    EXPECT_FALSE(IsFileOpen(0, kCommon, 1));
-    EXPECT_NE(LastStatus(), kSuccess);
+    EXPECT_FALSE(bank.FichierPervasiveOuvrir(0, 1, 1, kCommon));
+    EXPECT_FALSE(bank.IsFileOpen(0, kCommon, 1));
+    EXPECT_NE(bank.LastStatus(), kSuccess);
     ASSERT_EQ(dialogs.messages.size(), 1u);
     EXPECT_NE(dialogs.messages[0].text.find(": Impossible d'ouvrir: "), std::string::npos);
     EXPECT_TRUE(Logged(": Unable to open: " + DataFilePath(0, kCommon, 1)));

@@ -17,15 +17,15 @@ class Reports : public AccessLayerTest {
         for (int station : {1, 2}) {
             std::string path = dir.file(StationFileName(22, station));
             WriteFile(path, "scripted");
-            ASSERT_EQ(OuvertureFichierBTrieve(0, 22, path, 0, station, kOpenNormal), kSuccess);
+            ASSERT_EQ(bank.OuvertureFichierBTrieve(0, 22, path, 0, station, kOpenNormal), kSuccess);
         }
         engine.ClearCalls();
     }
 
     int16_t Call(uint16_t operation, const std::string& caller = "Lecture:Lib_Main",
                  int station = 2) {
-        BTRieve(0, operation, data, key, 0, 22, station, caller);
-        return LastStatus();
+        bank.BTRieve(0, operation, data, key, 0, 22, station, caller);
+        return bank.LastStatus();
     }
 
     const std::string& LastMessage() const { return dialogs.messages.back().text; }
@@ -38,7 +38,7 @@ class Reports : public AccessLayerTest {
 TEST_F(Reports, HistoryLinesNewestFirstInTheirExactForm) {
     key = "00012345";
     Call(kGetEqual);
-    EXPECT_EQ(CallHistory(0),
+    EXPECT_EQ(bank.CallHistory(0),
               (std::vector<std::string>{
                   "File:22 Station:2 OP:05 K:00 [00012345] [Sub: Lecture Lib_Main] S:0"}));
 
@@ -46,16 +46,18 @@ TEST_F(Reports, HistoryLinesNewestFirstInTheirExactForm) {
     data = "ABC\x01\xe9";
     engine.Queue(kInsert, kDuplicateKey);
     Call(kInsert, "Ajout");
-    EXPECT_EQ(CallHistory(0)[0], "File:22 Station:2 OP:02 K:00 [ABC.\xc3\xa9] [Sub: Ajout] S:5");
+    EXPECT_EQ(bank.CallHistory(0)[0],
+              "File:22 Station:2 OP:02 K:00 [ABC.\xc3\xa9] [Sub: Ajout] S:5");
 
     // Station 11 is rejected but still remembered.
     Call(kGetNext, "Suite", 11);
-    EXPECT_EQ(CallHistory(0)[0], "File:22 Station:11 OP:06 K:00 [ABC.\xc3\xa9] [Sub: Suite] S:9");
+    EXPECT_EQ(bank.CallHistory(0)[0],
+              "File:22 Station:11 OP:06 K:00 [ABC.\xc3\xa9] [Sub: Suite] S:9");
 
     for (int i = 0; i < 5; ++i) Call(kGetFirst);
-    EXPECT_EQ(CallHistory(0).size(), 6u);
-    EXPECT_EQ(CallHistory(0)[5].substr(0, 25), "File:22 Station:11 OP:06 ");
-    EXPECT_TRUE(CallHistory(1).empty());
+    EXPECT_EQ(bank.CallHistory(0).size(), 6u);
+    EXPECT_EQ(bank.CallHistory(0)[5].substr(0, 25), "File:22 Station:11 OP:06 ");
+    EXPECT_TRUE(bank.CallHistory(1).empty());
 }
 
 TEST_F(Reports, TheReportNamesTheMomentTheStationTheCallerTheStatusAndTheHistory) {
@@ -75,28 +77,28 @@ TEST_F(Reports, TheReportNamesTheMomentTheStationTheCallerTheStatusAndTheHistory
     EXPECT_NE(text.find("Conseil"), std::string::npos);  // the help line of status 2
 
     // No help line for a plain key-not-found; there is one for a delete that lost its record.
-    LastStatus() = kKeyNotFound;
-    ErreurBTrieve(0, 22, 2, "", "X", false, kGetEqual);
+    bank.setLastStatus(kKeyNotFound);
+    bank.ErreurBTrieve(0, 22, 2, "", "X", false, kGetEqual);
     EXPECT_EQ(LastMessage().find("Conseil"), std::string::npos);
-    ErreurBTrieve(0, 22, 2, "", "X", false, kDelete);
+    bank.ErreurBTrieve(0, 22, 2, "", "X", false, kDelete);
     EXPECT_NE(LastMessage().find("Conseil"), std::string::npos);
 
     // Licence exhaustion has nothing to do with the calls before it.
-    LastStatus() = 161;
-    ErreurBTrieve(0, 22, 2, "", "X", false, kOpen);
+    bank.setLastStatus(161);
+    bank.ErreurBTrieve(0, 22, 2, "", "X", false, kOpen);
     EXPECT_EQ(LastMessage().find(">1:"), std::string::npos);
 
     // Nothing to report for success and for a conflict still being retried.
     size_t shown = dialogs.messages.size();
     for (int16_t status : {kSuccess, kConflict}) {
-        LastStatus() = status;
-        EXPECT_EQ(ErreurBTrieve(0, 22, 2, "", "X", false, kUpdate), ErrorChoice::Ok);
+        bank.setLastStatus(status);
+        EXPECT_EQ(bank.ErreurBTrieve(0, 22, 2, "", "X", false, kUpdate), ErrorChoice::Ok);
     }
     EXPECT_EQ(dialogs.messages.size(), shown);
 
     // The quiet box informs and returns.
-    LastStatus() = kIoError;
-    EXPECT_EQ(ErreurBTrieve(0, 22, 2, "", "X", true, kGetEqual), ErrorChoice::Ok);
+    bank.setLastStatus(kIoError);
+    EXPECT_EQ(bank.ErreurBTrieve(0, 22, 2, "", "X", true, kGetEqual), ErrorChoice::Ok);
     EXPECT_EQ(dialogs.messages.back().buttons, MsgButtons::Ok);
     EXPECT_EQ(dialogs.messages.back().icon, MsgIcon::Information);
     EXPECT_TRUE(ends.empty());
@@ -152,9 +154,9 @@ TEST_F(Reports, OpenFailures) {
     key = "1";
     Call(kGetFirst);
     engine.Queue(kOpen, kAccessDenied);
-    EXPECT_EQ(OuvertureFichierBTrieve(0, 23, path, 0, 1, kOpenNormal), kAccessDenied);
-    EXPECT_FALSE(IsFileOpen(0, 23, 1));
-    EXPECT_EQ(OpenFilePath(0, 23, 1), path);
+    EXPECT_EQ(bank.OuvertureFichierBTrieve(0, 23, path, 0, 1, kOpenNormal), kAccessDenied);
+    EXPECT_FALSE(bank.IsFileOpen(0, 23, 1));
+    EXPECT_EQ(bank.OpenFilePath(0, 23, 1), path);
     ASSERT_EQ(dialogs.messages.size(), 1u);
     EXPECT_NE(LastMessage().find("FRADA23.bt6: Impossible d'ouvrir: " + path), std::string::npos);
     EXPECT_TRUE(Logged("Err: FRADA23.bt6: Unable to open: " + path));
@@ -162,17 +164,17 @@ TEST_F(Reports, OpenFailures) {
     // A missing file never reaches the engine; its number goes on the newest history line.
     engine.ClearCalls();
     std::string missing = dir.file("FRADA24.bt6");
-    EXPECT_EQ(OuvertureFichierBTrieve(0, 24, missing, 0, 1, kOpenNormal), kFileNotFound);
+    EXPECT_EQ(bank.OuvertureFichierBTrieve(0, 24, missing, 0, 1, kOpenNormal), kFileNotFound);
     EXPECT_TRUE(engine.calls.empty());
-    EXPECT_EQ(CallHistory(0)[0].substr(CallHistory(0)[0].size() - 8), " S:0 |24");
+    EXPECT_EQ(bank.CallHistory(0)[0].substr(bank.CallHistory(0)[0].size() - 8), " S:0 |24");
     EXPECT_NE(LastMessage().find("Err: 12: The MicroKernel cannot find the specified file (" +
                                  missing + ")"),
               std::string::npos);
 
     // With the quiet flag the caller handles it alone.
-    QuietFlag() = true;
+    bank.setQuiet(true);
     size_t shown = dialogs.messages.size();
-    EXPECT_EQ(OuvertureFichierBTrieve(0, 24, missing, 0, 1, kOpenNormal), kFileNotFound);
+    EXPECT_EQ(bank.OuvertureFichierBTrieve(0, 24, missing, 0, 1, kOpenNormal), kFileNotFound);
     EXPECT_EQ(dialogs.messages.size(), shown);
 }
 

@@ -23,12 +23,12 @@ class ScriptedAccess : public AccessLayerTest {
     void Open(int file, int station) {
         std::string path = dir.file(StationFileName(file, station));
         WriteFile(path, "scripted");
-        ASSERT_EQ(OuvertureFichierBTrieve(0, file, path, 0, station, kOpenNormal), kSuccess);
+        ASSERT_EQ(bank.OuvertureFichierBTrieve(0, file, path, 0, station, kOpenNormal), kSuccess);
     }
 
     int16_t Call(uint16_t operation, int file = 22, int keyNumber = 0, int station = 1) {
-        BTRieve(0, operation, data, key, keyNumber, file, station, "Test:Lib_Test");
-        return LastStatus();
+        bank.BTRieve(0, operation, data, key, keyNumber, file, station, "Test:Lib_Test");
+        return bank.LastStatus();
     }
 
     ScriptedEngine engine;
@@ -122,7 +122,7 @@ TEST_F(ScriptedAccess, ExpectedOutcomesAreSilentAndTheQuietFlagSilencesTheRest) 
     }
     EXPECT_TRUE(dialogs.messages.empty());
 
-    QuietFlag() = true;
+    bank.setQuiet(true);
     engine.Queue(kInsert, kIoError);
     EXPECT_EQ(Call(kInsert), kIoError);
     engine.Queue(kUpdate, 54);
@@ -139,7 +139,7 @@ TEST_F(ScriptedAccess, OtherFailuresAskAbortRetryIgnore) {
     ASSERT_EQ(dialogs.messages.size(), 2u);
     EXPECT_EQ(dialogs.messages[0].buttons, MsgButtons::AbortRetryIgnore);
     EXPECT_EQ(dialogs.messages[0].icon, MsgIcon::Critical);
-    EXPECT_EQ(LastStatus(), kEndOfFile);  // no answer queued: the unattended Ignore
+    EXPECT_EQ(bank.LastStatus(), kEndOfFile);  // no answer queued: the unattended Ignore
 
     // Retry repeats the call, as many times as the user asks.
     dialogs.messages.clear();
@@ -249,7 +249,7 @@ TEST_F(ScriptedAccess, StationsOutsideTheRangeAndUnopenedFiles) {
     Call(kGetEqual, 23);
     EXPECT_TRUE(engine.calls.empty());
     EXPECT_EQ(ends.size(), 1u);
-    EXPECT_EQ(LastStatus(), kFileNotOpen);
+    EXPECT_EQ(bank.LastStatus(), kFileNotOpen);
     ASSERT_EQ(dialogs.messages.size(), 1u);
     EXPECT_NE(dialogs.messages[0].text.find(DataFilePath(0, 23, 1)), std::string::npos);
     EXPECT_TRUE(Logged("Err: 2003"));

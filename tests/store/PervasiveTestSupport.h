@@ -51,6 +51,7 @@ class AccessLayerTest : public ::testing::Test {
     ScopedFakeClock clock;
     ScriptedDialogs dialogs;
     std::vector<std::string> ends;
+    SlotBank bank{"Test"};
 };
 
 }  // namespace toverin::testing
