@@ -1,15 +1,416 @@
 #include "content/ImportXML.h"
 
+#include <algorithm>
+#include <array>
+#include <set>
+
+#include "app/Clock.h"
+#include "app/DateTime.h"
+#include "app/Dialogs.h"
+#include "app/Errors.h"
+#include "app/EventPump.h"
+#include "app/Log.h"
+#include "app/LongRun.h"
 #include "app/Paths.h"
 #include "app/Site.h"
+#include "app/Text.h"
+#include "content/ImportXMLMapping.h"
+#include "content/ImportXMLReader.h"
+#include "store/Catalogue.h"
+#include "store/RecordCopy.h"
+#include "store/RecordView.h"
 
 namespace toverin {
+
+namespace {
+
+const std::string kProcedure = "ImportXMLImporter:" + std::string(kModuleImportXML);
+constexpr int kEvery = 20;  // records between two progress events and two turns of the pump
+
+// The files a section reads besides the one it writes: the records it refers to and the labels.
+std::vector<int> FilesRead(XmlSection section) {
+    switch (section) {
+        case XmlSection::Customer:
+            return {1, 2};
+        case XmlSection::Contract:
+            return {1, 3, 4, 21};
+        case XmlSection::CtrSpot:
+            return {4, 5, 21};
+        case XmlSection::CtrSpotSchedule:
+            return {5, 6};
+        case XmlSection::Artist:
+        case XmlSection::Strategy:
+            return {21};
+        case XmlSection::Workshop:
+            return {20, 21};
+        case XmlSection::WorkshopSound:
+            return {20, 22};
+        case XmlSection::Sound:
+            return {22};
+        default:
+            return {};
+    }
+}
+
+std::string N(long n) {
+    return std::to_string(n);
+}
+
+// Which sections a file holds and how many lines it has: the first reading.
+class Survey final : public XmlDeliveryVisitor {
+  public:
+    bool Record(const XmlSectionInfo& section, long, std::string_view) override {
+        sections.insert(section.section);
+        return true;
+    }
+    std::set<XmlSection> sections;
+};
+
+// The keys a run wrote, per file, for the second pass: one string of fixed-length keys per file,
+// so a delivery of any size costs a few bytes per record.
+class WrittenKeys {
+  public:
+    void Add(int file, const std::string& key) {
+        Keys& k = files_[static_cast<size_t>(file)];
+        k.length = key.size();
+        k.bytes += key;
+    }
+    // Each file's keys, sorted and without repeats (a record updated twice is checked once).
+    template <class F>
+    void ForEach(F&& f) const {
+        for (int file = 0; file < kCatalogueSize; ++file) {
+            const Keys& k = files_[static_cast<size_t>(file)];
+            if (k.bytes.empty()) continue;
+            std::vector<std::string_view> keys;
+            for (size_t at = 0; at < k.bytes.size(); at += k.length)
+                keys.push_back(std::string_view(k.bytes).substr(at, k.length));
+            std::sort(keys.begin(), keys.end());
+            keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+            f(file, keys);
+        }
+    }
+    long long Count() const {
+        long long n = 0;
+        for (const Keys& k : files_)
+            n += k.length ? static_cast<long long>(k.bytes.size() / k.length) : 0;
+        return n;
+    }
+
+  private:
+    struct Keys {
+        size_t length = 0;
+        std::string bytes;
+    };
+    std::array<Keys, kCatalogueSize> files_;
+};
+
+// The second reading: each record built, then written or, in validation, kept in memory.
+class ImportPass final : public XmlDeliveryVisitor {
+  public:
+    ImportPass(const ImportXMLOptions& options, SlotBank& bank, ProgressObserver& observer,
+               long lines, ImportXMLResultat& result)
+        : options_(options),
+          bank_(bank),
+          observer_(observer),
+          lines_(lines),
+          result_(result),
+          base_(bank, options.base, options.station),
+          cache_(base_),
+          chained_(pending_, cache_),
+          context_{options.validation ? static_cast<ImportXMLRecords&>(chained_)
+                                      : static_cast<ImportXMLRecords&>(cache_),
+                   LectureBkMus(Site().bases[static_cast<size_t>(options.base)].configFolder +
+                                "BK_MUS.ini"),
+                   Cp1252FromUtf8(options.categorie)} {}
+
+    bool Record(const XmlSectionInfo& section, long lineNumber, std::string_view line) override {
+        ++result_.read;
+        if (result_.read % kEvery == 0) {
+            observer_.OnProgress(progress::RecordsDone{lineNumber, lines_});
+            ServeEvents();
+        }
+        XmlRecordBuild built = ImportXMLConstruitEnregistrement(section, line, context_);
+        for (const std::string& w : built.warnings) {
+            result_.warnings.push_back("Ligne " + N(lineNumber) + " (" + section.label + " " +
+                                       built.identity + "): " + w);
+            TraceLog("Warning: Line " + N(lineNumber) + " (" + section.element + " " +
+                     built.identity + "): " + w);
+        }
+        if (!built.ok) {
+            ++result_.refused;
+            result_.refusals.push_back({lineNumber, section.label, built.identity, built.refusal});
+            TraceLog("Err: Line " + N(lineNumber) + " (" + section.element + " " + built.identity +
+                     "): " + built.refusal);
+            return true;
+        }
+        const XmlSectionRules& rules = ImportXMLRegles(section.section);
+        if (options_.validation) {
+            const std::string key = ImportXMLCleIdentite(section.section, built.record);
+            const bool exists =
+                !context_.records.Equal(rules.fileNumber, rules.identityKey, key, 1).empty();
+            ++(exists ? result_.updated : result_.inserted);
+            pending_.Put(rules.fileNumber, rules.identityKey, built.record);
+            return true;
+        }
+        return Write(rules, lineNumber, built.record);
+    }
+
+    void Ignored(long lineNumber, const std::string& reason) override {
+        TraceLog("Line " + N(lineNumber) + " ignored: " + reason);
+    }
+
+    const WrittenKeys& written() const { return written_; }
+
+  private:
+    // Insert; on a key that exists, read that record and update it. Files whose identity key
+    // allows duplicates (7, 26) are looked up first, since an insert would never be refused.
+    bool Write(const XmlSectionRules& rules, long lineNumber, const std::string& record) {
+        const int file = rules.fileNumber;
+        const int k = rules.identityKey;
+        const std::string identity = KeyOf(file, k, record);
+        const int station = options_.station;
+        const bool duplicates =
+            (KeysOf(file)[static_cast<size_t>(k)].front().flags & btr::kKeyDuplicates) != 0;
+        std::string data = record;
+        std::string key = identity;
+        int16_t status = btr::kDuplicateKey;
+        if (!duplicates) {
+            bank_.BTRieve(options_.base, btr::kInsert, data, key, k, file, station, kProcedure);
+            status = bank_.LastStatus();
+            if (status == btr::kSuccess) ++result_.inserted;
+        }
+        if (status == btr::kDuplicateKey) {
+            std::string current;
+            key = identity;
+            {
+                ScopedQuiet quiet(bank_);
+                bank_.BTRieve(options_.base, btr::kGetEqual, current, key, k, file, station,
+                              kProcedure);
+            }
+            status = bank_.LastStatus();
+            data = record;
+            if (status == btr::kSuccess) {
+                bank_.BTRieve(options_.base, btr::kUpdate, data, key, k, file, station, kProcedure);
+                status = bank_.LastStatus();
+                if (status == btr::kSuccess) ++result_.updated;
+            } else if (status == btr::kKeyNotFound && duplicates) {
+                key = identity;
+                bank_.BTRieve(options_.base, btr::kInsert, data, key, k, file, station, kProcedure);
+                status = bank_.LastStatus();
+                if (status == btr::kSuccess) ++result_.inserted;
+            }
+        }
+        cache_.Forget(file);
+        if (status != btr::kSuccess) {
+            result_.message = "Erreur " + std::to_string(status) + " en écrivant la ligne " +
+                              N(lineNumber) + " dans " +
+                              FileNameOf(bank_.OpenFilePath(options_.base, file, station)) +
+                              ": l'import est arrêté. Les enregistrements déjà écrits sont "
+                              "gardés; importez de nouveau le fichier pour le compléter.";
+            return false;
+        }
+        written_.Add(file, identity);
+        return true;
+    }
+
+    const ImportXMLOptions& options_;
+    SlotBank& bank_;
+    ProgressObserver& observer_;
+    long lines_;
+    ImportXMLResultat& result_;
+    ImportXMLBanque base_;
+    ImportXMLCache cache_;
+    ImportXMLMemoire pending_;  // validation: what the delivery would have written so far
+    ImportXMLChained chained_;
+    ImportXMLContexte context_;
+    WrittenKeys written_;
+};
+
+// Opens what the sections need: the files they write (accelerated, or read-only for a
+// validation) and those they read. "" when all are open, else the message.
+std::string OpenFiles(SlotBank& bank, const ImportXMLOptions& options,
+                      const std::set<XmlSection>& sections) {
+    std::set<int> written, read;
+    for (XmlSection s : sections) {
+        written.insert(SectionInfo(s).fileNumber);
+        for (int f : FilesRead(s)) read.insert(f);
+    }
+    ScopedQuiet quiet(bank);
+    auto open = [&](int f, int8_t mode) -> std::string {
+        const std::string path = DataFilePath(options.base, f, options.station);
+        const int16_t status = bank.OuvertureFichierBTrieve(
+            options.base, f, path, CatalogueEntryFor(f).recordLength, options.station, mode);
+        if (status == btr::kSuccess) return "";
+        if (!FileExists(path))
+            return "Le fichier " + FileNameOf(path) + " (" + FileDescription(f) +
+                   ") est introuvable dans la base: l'import n'a rien écrit.";
+        return "Le fichier " + FileNameOf(path) + " ne peut pas être ouvert (erreur " +
+               std::to_string(status) + "): l'import n'a rien écrit.";
+    };
+    const int8_t writeMode = options.validation ? btr::kOpenReadOnly : btr::kOpenAccelerated;
+    for (int f : written)
+        if (std::string failed = open(f, writeMode); !failed.empty()) return failed;
+    for (int f : read) {
+        if (written.count(f)) continue;
+        if (std::string failed = open(f, btr::kOpenReadOnly); !failed.empty()) return failed;
+    }
+    return "";
+}
+
+// The second pass: every key written read back by Get Equal.
+void CheckWrittenKeys(SlotBank& bank, const ImportXMLOptions& options, const WrittenKeys& written,
+                      ProgressObserver& observer, ImportXMLResultat& result) {
+    observer.OnProgress(progress::PhaseChanged{"Contrôle des clés écrites"});
+    const long long total = written.Count();
+    long long done = 0;
+    written.ForEach([&](int file, const std::vector<std::string_view>& keys) {
+        int keyNumber = 0;
+        for (const XmlSectionInfo& s : ImportXMLSections())
+            if (s.fileNumber == file) keyNumber = ImportXMLRegles(s.section).identityKey;
+        ScopedQuiet quiet(bank);
+        std::string data;
+        for (std::string_view k : keys) {
+            std::string key(k);
+            bank.BTRieve(options.base, btr::kGetEqual, data, key, keyNumber, file, options.station,
+                         kProcedure);
+            if (++done % kEvery == 0) {
+                observer.OnProgress(progress::RecordsDone{done, total});
+                ServeEvents();
+            }
+            if (bank.LastStatus() == btr::kSuccess) continue;
+            ++result.missing;
+            const std::string shown = PrintableKey(std::string(k));
+            std::string message = "Clé non trouvée: " + shown;
+            if (bank.LastStatus() != btr::kKeyNotFound)
+                message += " (erreur " + std::to_string(bank.LastStatus()) + ")";
+            result.refusals.push_back({0, FileDescription(file), shown, message});
+            TraceLog("Err: " + FileNameOf(bank.OpenFilePath(options.base, file, options.station)) +
+                     ": " + message);
+        }
+    });
+}
+
+void Tell(const ImportXMLOptions& options, const std::string& text, MsgIcon icon) {
+    if (options.boxes) AffMsg(text, MsgButtons::Ok, icon);
+}
+
+}  // namespace
 
 std::string ImportXMLDossierSourceParDefaut(int base) {
     if (base < 0 || base >= static_cast<int>(Site().bases.size())) return "";
     const std::string& shared = Site().bases[static_cast<size_t>(base)].sharedFolder;
     if (shared.empty()) return "";
     return NormaliseFolder(JoinPath(shared, kImportXMLDossier));
+}
+
+std::string ImportXMLRefus::Text() const {
+    std::string where = line > 0 ? "Ligne " + std::to_string(line) + " (" : "(";
+    return where + section + (identity.empty() ? "" : " " + identity) + "): " + message;
+}
+
+std::string ImportXMLResultat::Resume() const {
+    std::string text = N(read) + " enregistrements lus, " + N(inserted) +
+                       (validation ? " à insérer, " : " insérés, ") + N(updated) +
+                       (validation ? " à mettre à jour, " : " mis à jour, ") + N(refused) +
+                       " refusés, " + N(ignored) + " lignes ignorées";
+    if (missing > 0) text += ", " + N(missing) + " clés non trouvées";
+    return text;
+}
+
+std::string ImportXMLResultat::LogSummary() const {
+    return std::string(validation ? "checked" : "read") + ": " + N(read) +
+           ", inserted: " + N(inserted) + ", updated: " + N(updated) + ", refused: " + N(refused) +
+           ", lines ignored: " + N(ignored) + ", keys not found: " + N(missing);
+}
+
+ImportXMLResultat ImportXMLImporter(const std::string& file, const ImportXMLOptions& options,
+                                    SlotBank& bank, ProgressObserver& observer) {
+    ImportXMLResultat result;
+    result.validation = options.validation;
+    return Guarded(kProcedure, result, [&] {
+        if (options.base < 0 || options.base >= Site().baseCount ||
+            options.base >= static_cast<int>(Site().bases.size())) {
+            result.message = "Sélectionnez une Base";
+        } else if (options.station < 1 ||
+                   options.station > Site().bases[static_cast<size_t>(options.base)].stationCount) {
+            result.message = "Sélectionnez une Station";
+        }
+        if (!result.message.empty()) {
+            Tell(options, result.message, MsgIcon::Critical);
+            return result;
+        }
+        const BaseConfig& cfg = Site().bases[static_cast<size_t>(options.base)];
+        LongRun run(
+            (options.validation ? "Vérification XML de la base " : "Import XML de la base ") +
+            cfg.label);
+        if (!run.ok()) {
+            result.message = run.Refusal();
+            Tell(options, result.message, MsgIcon::Critical);
+            return result;
+        }
+        const LocalTime start = AppClock().Now();
+        observer.OnProgress(
+            progress::Started{start, AppCaption() + " - Import XML de la base " + cfg.label});
+        TraceLogEncadre(std::string(options.validation ? "Import XML: Check started: "
+                                                       : "Import XML: Started: ") +
+                        file + " |Station: " + std::to_string(options.station));
+        auto finish = [&](progress::Outcome outcome, MsgIcon icon, const std::string& box) {
+            TraceLog("Import XML: " + result.LogSummary());
+            if (!result.message.empty()) TraceLog("Err: Import XML: " + result.message);
+            TraceLogEncadre("Import XML: Ended. Duration: " +
+                            FormatDuration(SecondsBetween(start, AppClock().Now())));
+            observer.OnProgress(progress::Ended{AppClock().Now(),
+                                                SecondsBetween(start, AppClock().Now()), outcome,
+                                                result.Resume()});
+            Tell(options, box, icon);
+            return result;
+        };
+
+        observer.OnProgress(progress::PhaseChanged{"Vérification du fichier"});
+        Survey survey;
+        XmlReadResult check = ImportXMLLireFichier(file, survey);
+        if (!check.ok) {
+            result.message = FileNameOf(file) + ": " + check.message;
+            return finish(
+                progress::Outcome::Refused, MsgIcon::Critical,
+                "Le fichier n'est pas importé, la base n'a pas été modifiée.\n\n" + result.message);
+        }
+        if (std::string failed = OpenFiles(bank, options, survey.sections); !failed.empty()) {
+            bank.CloseAll();
+            result.message = failed;
+            return finish(progress::Outcome::Refused, MsgIcon::Critical, failed);
+        }
+        result.started = true;
+        observer.OnProgress(progress::PhaseChanged{options.validation
+                                                       ? "Vérification des enregistrements"
+                                                       : "Import des enregistrements"});
+        ImportPass pass(options, bank, observer, check.lines, result);
+        XmlReadResult read = ImportXMLLireFichier(file, pass);
+        result.ignored = read.ignored;
+        observer.OnProgress(progress::RecordsDone{check.lines, check.lines});
+        const bool stopped = !read.ok;
+        if (stopped && result.message.empty()) result.message = read.message;
+        if (!options.validation && !stopped)
+            CheckWrittenKeys(bank, options, pass.written(), observer, result);
+        // Closing makes the accelerated writes durable: a failure there loses the last group.
+        for (int f = 0; f < kCatalogueSize; ++f) {
+            if (!bank.IsFileOpen(options.base, f, options.station)) continue;
+            bank.FermetureFichierBTrieve(options.base, f, options.station);
+            if (bank.LastStatus() != btr::kSuccess && result.message.empty())
+                result.message = "Erreur " + std::to_string(bank.LastStatus()) +
+                                 " à la fermeture de " + FileDescription(f) +
+                                 ": importez de nouveau le fichier.";
+        }
+        result.ended = result.message.empty();
+        const std::string end =
+            options.validation ? "Fin de la vérification (rien n'a été écrit)" : "Fin de l'import";
+        if (!result.ended)
+            return finish(progress::Outcome::Failed, MsgIcon::Critical,
+                          result.message + "\n\n" + result.Resume());
+        const bool clean = result.refused == 0 && result.missing == 0;
+        return finish(clean ? progress::Outcome::Finished : progress::Outcome::Incomplete,
+                      MsgIcon::Information, end + "\n\n" + result.Resume());
+    });
 }
 
 }  // namespace toverin

@@ -32,10 +32,33 @@ std::vector<std::string> SplitCodes(const std::string& text) {
     return codes;
 }
 
+// The keys of every catalogue file, read once.
+const std::vector<std::vector<KeySegment>>& Keys(int file) {
+    static const std::array<std::vector<std::vector<KeySegment>>, kCatalogueSize> all = [] {
+        std::array<std::vector<std::vector<KeySegment>>, kCatalogueSize> keys;
+        for (int f = 0; f < kCatalogueSize; ++f) keys[static_cast<size_t>(f)] = KeysOf(f);
+        return keys;
+    }();
+    static const std::vector<std::vector<KeySegment>> none;
+    return file >= 0 && file < kCatalogueSize ? all[static_cast<size_t>(file)] : none;
+}
+
+// A key as the engine compares it: case-insensitive segments upper-cased.
+std::string Normalised(int file, int keyNumber, std::string_view key) {
+    std::string probe;
+    size_t at = 0;
+    for (const KeySegment& s : Keys(file)[static_cast<size_t>(keyNumber)]) {
+        std::string part = FixedWidth(key.substr(std::min(at, key.size())), s.length);
+        probe += (s.flags & btr::kKeyCaseInsensitive) ? Upper(part) : part;
+        at += s.length;
+    }
+    return probe;
+}
+
 }  // namespace
 
 std::string StoredKeyOf(int file, int keyNumber, const std::string& record) {
-    std::vector<std::vector<KeySegment>> keys = KeysOf(file);
+    const std::vector<std::vector<KeySegment>>& keys = Keys(file);
     if (keyNumber < 0 || keyNumber >= static_cast<int>(keys.size())) return "";
     std::string key;
     for (const KeySegment& s : keys[keyNumber]) {
@@ -47,7 +70,7 @@ std::string StoredKeyOf(int file, int keyNumber, const std::string& record) {
 
 void ImportXMLMemoire::Put(int file, int identityKey, const std::string& record) {
     File& f = files_[file];
-    const int keyCount = static_cast<int>(KeysOf(file).size());
+    const int keyCount = static_cast<int>(Keys(file).size());
     if (f.keys.empty()) f.keys.resize(keyCount);
     const std::string identity = StoredKeyOf(file, identityKey, record);
     auto range = f.keys[identityKey].equal_range(identity);
@@ -78,16 +101,7 @@ std::vector<std::string> ImportXMLMemoire::Equal(int file, int keyNumber, const 
     if (it == files_.end() || keyNumber < 0 ||
         keyNumber >= static_cast<int>(it->second.keys.size()))
         return found;
-    // The probe as the engine normalises it.
-    std::string probe;
-    size_t at = 0;
-    const std::vector<std::vector<KeySegment>> keys = KeysOf(file);
-    for (const KeySegment& s : keys[static_cast<size_t>(keyNumber)]) {
-        std::string part = FixedWidth(key.substr(std::min(at, key.size())), s.length);
-        probe += (s.flags & btr::kKeyCaseInsensitive) ? Upper(part) : part;
-        at += s.length;
-    }
-    auto range = it->second.keys[keyNumber].equal_range(probe);
+    auto range = it->second.keys[keyNumber].equal_range(Normalised(file, keyNumber, key));
     for (auto e = range.first; e != range.second && found.size() < max; ++e)
         found.push_back(it->second.records[e->second]);
     return found;
@@ -108,6 +122,46 @@ std::vector<std::string> ImportXMLChained::Equal(int file, int keyNumber, const 
             found.push_back(std::move(r));
     }
     return found;
+}
+
+std::vector<std::string> ImportXMLBanque::Equal(int file, int keyNumber, const std::string& key,
+                                                size_t max) {
+    std::vector<std::string> found;
+    if (max == 0 || !bank_.IsFileOpen(base_, file, station_) || keyNumber < 0 ||
+        keyNumber >= static_cast<int>(Keys(file).size()))
+        return found;
+    static const std::string caller = "ImportXMLRecherche:" + std::string("Lib_ImportXML");
+    const std::string wanted = Normalised(file, keyNumber, key);
+    ScopedQuiet quiet(bank_);
+    std::string data;
+    std::string buffer = key;
+    bank_.BTRieve(base_, btr::kGetEqual, data, buffer, keyNumber, file, station_, caller);
+    while (bank_.LastStatus() == btr::kSuccess) {
+        found.push_back(data);
+        if (found.size() >= max) break;
+        bank_.BTRieve(base_, btr::kGetNext, data, buffer, keyNumber, file, station_, caller);
+        if (bank_.LastStatus() == btr::kSuccess && StoredKeyOf(file, keyNumber, data) != wanted)
+            break;
+    }
+    return found;
+}
+
+std::vector<std::string> ImportXMLCache::Equal(int file, int keyNumber, const std::string& key,
+                                               size_t max) {
+    if (file < 0 || file >= static_cast<int>(files_.size()))
+        return source_.Equal(file, keyNumber, key, max);
+    auto& known = files_[static_cast<size_t>(file)];
+    std::string id = std::to_string(keyNumber) + ":" + std::to_string(max) + ":" + key;
+    if (auto it = known.find(id); it != known.end()) return it->second;
+    std::vector<std::string> found = source_.Equal(file, keyNumber, key, max);
+    if (known.size() >= limit_) known.clear();
+    known.emplace(std::move(id), found);
+    return found;
+}
+
+void ImportXMLCache::Forget(int file) {
+    if (file >= 0 && file < static_cast<int>(files_.size()))
+        files_[static_cast<size_t>(file)].clear();
 }
 
 const MusicClassification* MusicSettings::Find(const std::string& section) const {

@@ -9,7 +9,10 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
+
+#include "store/Pervasive.h"
 
 namespace toverin {
 
@@ -57,6 +60,39 @@ class ImportXMLChained final : public ImportXMLRecords {
   private:
     ImportXMLRecords& first_;
     ImportXMLRecords& second_;
+};
+
+// The record files of one station of a base, open in a bank: Get Equal, then Get Next while
+// the key stays the same.
+class ImportXMLBanque final : public ImportXMLRecords {
+  public:
+    ImportXMLBanque(SlotBank& bank, int base, int station)
+        : bank_(bank), base_(base), station_(station) {}
+    std::vector<std::string> Equal(int file, int keyNumber, const std::string& key,
+                                   size_t max) override;
+
+  private:
+    SlotBank& bank_;
+    int base_;
+    int station_;
+};
+
+// Remembers what another source answered, per file, until the run writes into that file: a
+// delivery names the same few labels, artists and contracts over and over. Each file keeps at
+// most `limit` answers, so memory stays flat over any delivery.
+class ImportXMLCache final : public ImportXMLRecords {
+  public:
+    explicit ImportXMLCache(ImportXMLRecords& source, size_t limit = 4096)
+        : source_(source), limit_(limit) {}
+    std::vector<std::string> Equal(int file, int keyNumber, const std::string& key,
+                                   size_t max) override;
+    // `file` was written: what was remembered of it may be wrong now.
+    void Forget(int file);
+
+  private:
+    ImportXMLRecords& source_;
+    size_t limit_;
+    std::array<std::unordered_map<std::string, std::vector<std::string>>, 51> files_;
 };
 
 // One of the five music classifications of the suite: colour coefficient, power, style, type
