@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <set>
+#include <unordered_set>
 
 #include "app/Clock.h"
 #include "app/DateTime.h"
@@ -14,6 +15,7 @@
 #include "app/Paths.h"
 #include "app/Site.h"
 #include "app/Text.h"
+#include "content/ImportXMLCodes.h"
 #include "content/ImportXMLMapping.h"
 #include "content/ImportXMLReader.h"
 #include "store/Catalogue.h"
@@ -59,10 +61,12 @@ std::string N(long n) {
 // Which sections a file holds and how many lines it has: the first reading.
 class Survey final : public XmlDeliveryVisitor {
   public:
-    bool Record(const XmlSectionInfo& section, long, std::string_view) override {
+    bool Record(const XmlSectionInfo& section, long, std::string_view,
+                const XmlElements&) override {
         sections.insert(section.section);
         return true;
     }
+    bool WantsElements() const override { return false; }
     std::set<XmlSection> sections;
 };
 
@@ -121,15 +125,17 @@ class ImportPass final : public XmlDeliveryVisitor {
                                       : static_cast<ImportXMLRecords&>(cache_),
                    LectureBkMus(Site().bases[static_cast<size_t>(options.base)].configFolder +
                                 "BK_MUS.ini"),
-                   Cp1252FromUtf8(options.categorie)} {}
+                   Cp1252FromUtf8(options.categorie),
+                   {}} {}
 
-    bool Record(const XmlSectionInfo& section, long lineNumber, std::string_view line) override {
+    bool Record(const XmlSectionInfo& section, long lineNumber, std::string_view line,
+                const XmlElements& elements) override {
         ++result_.read;
         if (result_.read % kEvery == 0) {
             observer_.OnProgress(progress::RecordsDone{lineNumber, lines_});
             ServeEvents();
         }
-        XmlRecordBuild built = ImportXMLConstruitEnregistrement(section, line, context_);
+        XmlRecordBuild built = ImportXMLConstruitEnregistrement(section, line, elements, context_);
         for (const std::string& w : built.warnings) {
             result_.warnings.push_back("Ligne " + N(lineNumber) + " (" + section.label + " " +
                                        built.identity + "): " + w);
@@ -144,6 +150,7 @@ class ImportPass final : public XmlDeliveryVisitor {
             return true;
         }
         const XmlSectionRules& rules = ImportXMLRegles(section.section);
+        if (rules.fileNumber == 21) context_.codes.clear();  // a label the codes may name
         if (options_.validation) {
             const std::string key = ImportXMLCleIdentite(section.section, built.record);
             const bool exists =
@@ -167,14 +174,12 @@ class ImportPass final : public XmlDeliveryVisitor {
     bool Write(const XmlSectionRules& rules, long lineNumber, const std::string& record) {
         const int file = rules.fileNumber;
         const int k = rules.identityKey;
-        const std::string identity = KeyOf(file, k, record);
+        const std::string identity = ImportXMLCle(file, k, record);
         const int station = options_.station;
-        const bool duplicates =
-            (KeysOf(file)[static_cast<size_t>(k)].front().flags & btr::kKeyDuplicates) != 0;
         std::string data = record;
         std::string key = identity;
         int16_t status = btr::kDuplicateKey;
-        if (!duplicates) {
+        if (!rules.identityDuplicates || NewInFreshFile(file, identity)) {
             bank_.BTRieve(options_.base, btr::kInsert, data, key, k, file, station, kProcedure);
             status = bank_.LastStatus();
             if (status == btr::kSuccess) ++result_.inserted;
@@ -193,7 +198,7 @@ class ImportPass final : public XmlDeliveryVisitor {
                 bank_.BTRieve(options_.base, btr::kUpdate, data, key, k, file, station, kProcedure);
                 status = bank_.LastStatus();
                 if (status == btr::kSuccess) ++result_.updated;
-            } else if (status == btr::kKeyNotFound && duplicates) {
+            } else if (status == btr::kKeyNotFound && rules.identityDuplicates) {
                 key = identity;
                 bank_.BTRieve(options_.base, btr::kInsert, data, key, k, file, station, kProcedure);
                 status = bank_.LastStatus();
@@ -212,6 +217,24 @@ class ImportPass final : public XmlDeliveryVisitor {
         written_.Add(file, identity);
         return true;
     }
+
+    // Whether a key of a file whose identity key allows duplicates (7, 26) is surely new: the
+    // file was empty when the run began and the run has not written that key. An insert then
+    // needs no read before it, and the reads would stop the bulk load from grouping its rows.
+    bool NewInFreshFile(int file, const std::string& identity) {
+        Fresh& f = fresh_[static_cast<size_t>(file)];
+        if (f.state == Fresh::Unknown)
+            f.state = bank_.RecordCount(options_.base, file, options_.station) == 0 ? Fresh::Yes
+                                                                                    : Fresh::No;
+        if (f.state == Fresh::No) return false;
+        return f.written.insert(std::hash<std::string>()(identity)).second;
+    }
+
+    struct Fresh {
+        enum { Unknown, Yes, No } state = Unknown;
+        std::unordered_set<size_t> written;  // hashes: a collision only costs a read
+    };
+    std::array<Fresh, kCatalogueSize> fresh_;
 
     const ImportXMLOptions& options_;
     SlotBank& bank_;
@@ -257,7 +280,9 @@ std::string OpenFiles(SlotBank& bank, const ImportXMLOptions& options,
     return "";
 }
 
-// The second pass: every key written read back by Get Equal.
+// The second pass: every key written read back. The keys go in key order, so a record's
+// successor read by Get Next is often the next key written; any other key is looked up by Get
+// Equal, whose status decides that a key did not land.
 void CheckWrittenKeys(SlotBank& bank, const ImportXMLOptions& options, const WrittenKeys& written,
                       ProgressObserver& observer, ImportXMLResultat& result) {
     observer.OnProgress(progress::PhaseChanged{"Contrôle des clés écrites"});
@@ -268,24 +293,35 @@ void CheckWrittenKeys(SlotBank& bank, const ImportXMLOptions& options, const Wri
         for (const XmlSectionInfo& s : ImportXMLSections())
             if (s.fileNumber == file) keyNumber = ImportXMLRegles(s.section).identityKey;
         ScopedQuiet quiet(bank);
-        std::string data;
+        std::string data, key, next;  // `next`: the key of the record after the last one found
         for (std::string_view k : keys) {
-            std::string key(k);
-            bank.BTRieve(options.base, btr::kGetEqual, data, key, keyNumber, file, options.station,
-                         kProcedure);
             if (++done % kEvery == 0) {
                 observer.OnProgress(progress::RecordsDone{done, total});
                 ServeEvents();
             }
-            if (bank.LastStatus() == btr::kSuccess) continue;
-            ++result.missing;
-            const std::string shown = PrintableKey(std::string(k));
-            std::string message = "Clé non trouvée: " + shown;
-            if (bank.LastStatus() != btr::kKeyNotFound)
-                message += " (erreur " + std::to_string(bank.LastStatus()) + ")";
-            result.refusals.push_back({0, FileDescription(file), shown, message});
-            TraceLog("Err: " + FileNameOf(bank.OpenFilePath(options.base, file, options.station)) +
-                     ": " + message);
+            if (!next.empty() && next == k) {
+                key = next;
+            } else {
+                key.assign(k);
+                bank.BTRieve(options.base, btr::kGetEqual, data, key, keyNumber, file,
+                             options.station, kProcedure);
+                if (bank.LastStatus() != btr::kSuccess) {
+                    ++result.missing;
+                    next.clear();
+                    const std::string shown = PrintableKey(std::string(k));
+                    std::string message = "Clé non trouvée: " + shown;
+                    if (bank.LastStatus() != btr::kKeyNotFound)
+                        message += " (erreur " + std::to_string(bank.LastStatus()) + ")";
+                    result.refusals.push_back({0, FileDescription(file), shown, message});
+                    TraceLog("Err: " +
+                             FileNameOf(bank.OpenFilePath(options.base, file, options.station)) +
+                             ": " + message);
+                    continue;
+                }
+            }
+            bank.BTRieve(options.base, btr::kGetNext, data, key, keyNumber, file, options.station,
+                         kProcedure);
+            next = bank.LastStatus() == btr::kSuccess ? ImportXMLCle(file, keyNumber, data) : "";
         }
     });
 }

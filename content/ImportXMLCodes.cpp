@@ -57,6 +57,15 @@ std::string Normalised(int file, int keyNumber, std::string_view key) {
 
 }  // namespace
 
+std::string ImportXMLCle(int file, int keyNumber, std::string_view record) {
+    const std::vector<std::vector<KeySegment>>& keys = Keys(file);
+    if (keyNumber < 0 || keyNumber >= static_cast<int>(keys.size())) return "";
+    std::string key;
+    for (const KeySegment& s : keys[static_cast<size_t>(keyNumber)])
+        key.append(record.substr(std::min<size_t>(s.position - 1, record.size()), s.length));
+    return key;
+}
+
 std::string StoredKeyOf(int file, int keyNumber, const std::string& record) {
     const std::vector<std::vector<KeySegment>>& keys = Keys(file);
     if (keyNumber < 0 || keyNumber >= static_cast<int>(keys.size())) return "";
@@ -148,7 +157,7 @@ std::vector<std::string> ImportXMLBanque::Equal(int file, int keyNumber, const s
 
 std::vector<std::string> ImportXMLCache::Equal(int file, int keyNumber, const std::string& key,
                                                size_t max) {
-    if (file < 0 || file >= static_cast<int>(files_.size()))
+    if (file < 0 || file >= static_cast<int>(files_.size()) || file == 22)
         return source_.Equal(file, keyNumber, key, max);
     auto& known = files_[static_cast<size_t>(file)];
     std::string id = std::to_string(keyNumber) + ":" + std::to_string(max) + ":" + key;

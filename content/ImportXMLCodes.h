@@ -29,6 +29,9 @@ class ImportXMLRecords {
 
 // The key of `keyNumber` as the engine stores it: case-insensitive segments upper-cased.
 std::string StoredKeyOf(int file, int keyNumber, const std::string& record);
+// The key of `keyNumber` in a record, its segments' bytes joined (KeyOf of the record views,
+// with the catalogue's keys read once rather than at every call).
+std::string ImportXMLCle(int file, int keyNumber, std::string_view record);
 
 // Records kept in memory, indexed on every key of their file: the records a validation would
 // have written, and the tests' base.
@@ -79,7 +82,8 @@ class ImportXMLBanque final : public ImportXMLRecords {
 
 // Remembers what another source answered, per file, until the run writes into that file: a
 // delivery names the same few labels, artists and contracts over and over. Each file keeps at
-// most `limit` answers, so memory stays flat over any delivery.
+// most `limit` answers, so memory stays flat over any delivery. Songs (file 22) are not kept:
+// a delivery names thousands of them, each once or twice.
 class ImportXMLCache final : public ImportXMLRecords {
   public:
     explicit ImportXMLCache(ImportXMLRecords& source, size_t limit = 4096)

@@ -148,6 +148,108 @@ std::string_view ImportXMLContenu(std::string_view line, std::string_view item) 
     return line.substr(start + 1, end - start - 1);
 }
 
+namespace {
+
+std::string_view WithoutCdata(std::string_view text) {
+    constexpr std::string_view kOpen = "<![CDATA[";
+    constexpr std::string_view kClose = "]]>";
+    if (StartsWith(text, kOpen)) text.remove_prefix(kOpen.size());
+    if (EndsWith(text, kClose)) text.remove_suffix(kClose.size());
+    return text;
+}
+
+bool NameStart(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
+}
+
+}  // namespace
+
+XmlElements::XmlElements(std::string_view line, std::string_view item, bool collect)
+    : collect_(collect) {
+    const std::string_view content = ImportXMLContenu(line, item);
+    if (collect_) elements_.reserve(64);
+    std::array<std::string_view, 16> open;  // the elements open, outermost first
+    size_t depth = 0;
+    size_t valueStart = 0;
+    size_t pos = 0;
+    while (problem_.empty() && (pos = content.find('<', pos)) != std::string_view::npos) {
+        std::string_view rest = content.substr(pos);
+        if (rest.size() > 1 && rest[1] == '!' && StartsWith(rest, "<![CDATA[")) {
+            size_t end = content.find("]]>", pos);
+            if (end == std::string_view::npos) problem_ = "Section CDATA non fermée";
+            pos = end + 3;
+            continue;
+        }
+        const bool closing = rest.size() > 1 && rest[1] == '/';
+        const size_t at = closing ? 2 : 1;
+        if (rest.size() <= at || !NameStart(rest[at])) {  // a "<" in the text
+            ++pos;
+            continue;
+        }
+        size_t nameEnd = at;
+        while (nameEnd < rest.size() && rest[nameEnd] != '>' && rest[nameEnd] != ' ' &&
+               rest[nameEnd] != '/')
+            ++nameEnd;
+        const std::string_view tag = rest.substr(at, nameEnd - at);
+        const size_t tagEnd = rest.find('>');
+        if (tagEnd == std::string_view::npos) {
+            problem_ = "La balise <" + std::string(tag) + "> n'est pas terminée";
+        } else if (closing) {
+            if (depth == 0) {
+                problem_ = "Balise </" + std::string(tag) + "> inattendue";
+            } else if (open[depth - 1] != tag) {
+                problem_ = "La balise <" + std::string(open[depth - 1]) + "> n'est pas fermée";
+            } else if (--depth == 0) {
+                Add(tag, WithoutCdata(content.substr(valueStart, pos - valueStart)));
+            }
+        } else if (rest[tagEnd - 1] == '/') {
+            if (depth == 0) Add(tag, std::string_view());
+        } else if (depth == open.size()) {
+            problem_ = "La balise <" + std::string(tag) + "> est imbriquée trop profondément";
+        } else {
+            if (depth == 0) valueStart = pos + tagEnd + 1;
+            open[depth++] = tag;
+        }
+        pos += tagEnd + 1;
+    }
+    if (depth > 0) {
+        if (problem_.empty())
+            problem_ = "La balise <" + std::string(open[depth - 1]) + "> n'est pas fermée";
+        // What ImportXMLExtraitBalise reads of it: up to the next "<".
+        size_t end = content.find('<', valueStart);
+        Add(open[0], WithoutCdata(content.substr(valueStart, end == std::string_view::npos
+                                                                 ? std::string_view::npos
+                                                                 : end - valueStart)));
+    }
+}
+
+std::string_view XmlElements::Value(std::string_view name) const {
+    const size_t n = elements_.size();
+    for (size_t i = 0; i < n; ++i) {
+        const size_t at = cursor_ + i < n ? cursor_ + i : cursor_ + i - n;
+        if (elements_[at].first == name) {
+            cursor_ = at + 1 < n ? at + 1 : 0;
+            return elements_[at].second;
+        }
+    }
+    return {};
+}
+
+void XmlElements::Add(std::string_view name, std::string_view value) {
+    if (!collect_) return;
+    // The first of a name wins. A later one is looked for among the earlier names only when
+    // its hash was seen before, which a line of distinct names seldom meets.
+    uint32_t h = 2166136261u;
+    for (char c : name) h = (h ^ static_cast<unsigned char>(c)) * 16777619u;
+    h &= seen_.size() - 1;
+    if (seen_[h]) {
+        for (const auto& e : elements_)
+            if (e.first == name) return;
+    }
+    seen_.set(h);
+    elements_.emplace_back(name, value);
+}
+
 bool ImportXMLHasElement(std::string_view line, std::string_view tag) {
     std::string open = "<" + std::string(tag);
     for (size_t at = line.find(open); at != std::string_view::npos; at = line.find(open, at + 1)) {
@@ -180,6 +282,10 @@ std::string FiltreChaine(std::string_view text) {
         }
     }
     return out;
+}
+
+bool FiltreChaineUtile(std::string_view text) {
+    return text.find('&') != std::string_view::npos || HasLeadByte(text);
 }
 
 const std::vector<AccentRepair>& AccentRepairs() {

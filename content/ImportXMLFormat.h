@@ -15,6 +15,8 @@
 // letters), so a value's bytes, once decoded, are already the Windows-1252 text of a record.
 #pragma once
 
+#include <bitset>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -87,6 +89,31 @@ std::string_view ImportXMLContenu(std::string_view line, std::string_view item);
 // Whether the line holds element `tag` at all (an empty element counts).
 bool ImportXMLHasElement(std::string_view line, std::string_view tag);
 
+// The child elements of a record line, found in one pass over it: each with its value as
+// ImportXMLExtraitBalise gives it (raw, without its CDATA wrapper), the first of a name winning.
+// Reading a record of eighty elements this way costs one pass instead of eighty searches. The
+// same pass checks that every element is closed where it should be.
+class XmlElements {
+  public:
+    // With `collect` off the line is only checked: Value then finds nothing.
+    XmlElements(std::string_view line, std::string_view item, bool collect = true);
+    // The value of element `name`, "" when the line has none.
+    std::string_view Value(std::string_view name) const;
+    size_t size() const { return elements_.size(); }
+    // What is wrong with the elements of the line ("La balise <Town> n'est pas fermée"), "" when
+    // nothing is.
+    const std::string& Probleme() const { return problem_; }
+
+  private:
+    void Add(std::string_view name, std::string_view value);
+
+    std::vector<std::pair<std::string_view, std::string_view>> elements_;
+    std::bitset<4096> seen_;  // hashes of the names added
+    std::string problem_;
+    bool collect_;
+    mutable size_t cursor_ = 0;  // values are mostly asked for in the line's order
+};
+
 // Strips a "<![CDATA[" ... "]]>" wrapper.
 std::string ImportXMLNettoieCDATA(std::string_view text);
 
@@ -97,6 +124,10 @@ std::string ImportXMLNettoieCDATA(std::string_view text);
 // that arrive as UTF-8 read byte by byte (kAccentRepairs). An "&amp;" followed by "lt" thus
 // gives "<": the "&lt" rule sees what the "&amp;" rule made.
 std::string FiltreChaine(std::string_view text);
+
+// Whether FiltreChaine could change `text` (it holds an "&" or a byte that starts a repair):
+// most values of a delivery need no decoding at all.
+bool FiltreChaineUtile(std::string_view text);
 
 // A letter written as UTF-8 and read as ISO-8859-1 (two or three bytes), and the one byte it
 // stands for in Windows-1252.

@@ -1,7 +1,10 @@
 #include "content/ImportXMLMapping.h"
 
-#include <functional>
+#include <array>
+#include <cstring>
 #include <optional>
+#include <stdexcept>
+#include <unordered_map>
 
 #include "app/Text.h"
 #include "store/Catalogue.h"
@@ -12,13 +15,12 @@ namespace toverin {
 
 namespace {
 
-// An attribute of the item's opening tag, or an element of its content, decoded.
-std::string ValueIn(const XmlSectionInfo& section, std::string_view line, std::string_view content,
-                    const std::string& element) {
+// An attribute of the item's opening tag, or one of its elements, decoded.
+std::string ValueOf(const XmlSectionInfo& section, std::string_view line,
+                    const XmlElements& elements, const std::string& element) {
     if (!element.empty() && element[0] == '@')
         return FiltreChaine(ImportXMLAttribut(line, section.item, element.substr(1)).value_or(""));
-    long long unused = 0;
-    return FiltreChaine(ImportXMLExtraitBalise(content, element, kExtraitElement, unused));
+    return FiltreChaine(elements.Value(element));
 }
 
 // Fields that hold a percentage and are full (100) unless a delivery says otherwise.
@@ -32,16 +34,10 @@ std::string U(std::string_view cp1252) {
     return Utf8FromCp1252(cp1252);
 }
 
-std::vector<std::string> SplitParts(const std::string& value) {
-    std::vector<std::string> parts;
-    size_t from = 0;
-    while (true) {
-        size_t bar = value.find('|', from);
-        parts.push_back(
-            value.substr(from, bar == std::string::npos ? std::string::npos : bar - from));
-        if (bar == std::string::npos) return parts;
-        from = bar + 1;
-    }
+std::string_view TrimView(std::string_view text) {
+    while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
+    while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
+    return text;
 }
 
 bool Digits(std::string_view s) {
@@ -86,18 +82,49 @@ std::string ParseTime(const std::string& text) {
     return digits;
 }
 
+// A field of a file's layout by its name, looked up in the layout once per call site: the
+// names are literals, whose addresses do not change.
+const Field& Fld(int file, const char* name, int occurrence = 0) {
+    struct Site {
+        int file;
+        const char* name;
+        int occurrence;
+        bool operator==(const Site&) const = default;
+    };
+    struct SiteHash {
+        size_t operator()(const Site& s) const noexcept {
+            return std::hash<const void*>()(s.name) ^
+                   static_cast<size_t>(s.file * 131 + s.occurrence);
+        }
+    };
+    static std::unordered_map<Site, const Field*, SiteHash> known;
+    const Site site{file, name, occurrence};
+    auto it = known.find(site);
+    if (it == known.end()) {
+        const Field* f = LayoutFor(file).Find(name, occurrence);
+        if (!f) throw std::logic_error("XML import: no field " + std::string(name));
+        it = known.emplace(site, f).first;
+    }
+    return *it->second;
+}
+std::string Raw(const std::string& record, const Field& f) {
+    return record.substr(f.offset, f.width);
+}
+std::string Text(const std::string& record, const Field& f) {
+    return TrimRight(std::string_view(record).substr(f.offset, f.width));
+}
+
 // One record being built from its line.
 class Builder {
   public:
-    Builder(const XmlSectionInfo& section, std::string_view line, ImportXMLContexte& context,
-            XmlRecordBuild& out)
+    Builder(const XmlSectionInfo& section, std::string_view line, const XmlElements& elements,
+            ImportXMLContexte& context, XmlRecordBuild& out)
         : section_(section),
           rules_(ImportXMLRegles(section.section)),
           line_(line),
-          content_(ImportXMLContenu(line, section.item)),
+          elements_(elements),
           context_(context),
-          out_(out),
-          view_(LayoutFor(section.fileNumber), out.record) {}
+          out_(out) {}
 
     bool Build() {
         for (const XmlElementRule& rule : rules_.rules)
@@ -112,23 +139,54 @@ class Builder {
     }
 
     bool Apply(const XmlElementRule& rule) {
-        const std::string value = ValueIn(section_, line_, content_, rule.element);
-        if (Trim(value).empty()) {
+        // The value as it stands in the line unless it has something to decode.
+        std::string decoded;
+        std::string_view value;
+        if (rule.element[0] == '@') {
+            decoded = Value(rule.element);
+            value = decoded;
+        } else {
+            value = elements_.Value(rule.element);
+            if (FiltreChaineUtile(value)) {
+                decoded = FiltreChaine(value);
+                value = decoded;
+            }
+        }
+        if (TrimView(value).empty()) {
             if (rule.required) return Refuse("Valeur manquante: " + Shown(rule.element));
             return true;
         }
-        std::vector<std::string> parts =
-            rule.targets.size() > 1 ? SplitParts(value) : std::vector<std::string>{value};
-        if (parts.size() == 1 && rule.spread) parts.resize(rule.targets.size(), parts[0]);
-        if (parts.size() > rule.targets.size()) {
-            out_.warnings.push_back(std::to_string(parts.size() - rule.targets.size()) +
+        // The parts of a value that fills several fields, separated by "|".
+        std::array<std::string_view, 40> parts;
+        size_t count = 0;
+        if (rule.targets.size() == 1) {
+            parts[count++] = value;
+        } else {
+            std::string_view rest = value;
+            for (size_t bar = 0; bar != std::string_view::npos;) {
+                bar = rest.find('|');
+                if (count < parts.size()) parts[count] = rest.substr(0, bar);
+                ++count;
+                rest = bar == std::string_view::npos ? rest : rest.substr(bar + 1);
+            }
+        }
+        if (count == 1 && rule.spread) {
+            for (size_t i = 1; i < rule.targets.size(); ++i) parts[i] = parts[0];
+            count = rule.targets.size();
+        }
+        if (count > rule.targets.size()) {
+            out_.warnings.push_back(std::to_string(count - rule.targets.size()) +
                                     " valeur(s) de trop ignorée(s) pour " + Shown(rule.element) +
                                     ": " + U(value));
-            parts.resize(rule.targets.size());
+            count = rule.targets.size();
         }
-        for (size_t i = 0; i < parts.size(); ++i)
+        for (size_t i = 0; i < count; ++i)
             if (!Set(rule, rule.targets[i], parts[i])) return false;
         return true;
+    }
+
+    std::string Value(const std::string& element) const {
+        return ValueOf(section_, line_, elements_, element);
     }
 
     static std::string Shown(const std::string& element) {
@@ -136,110 +194,129 @@ class Builder {
     }
 
     // One value into one field.
-    bool Set(const XmlElementRule& rule, const XmlTarget& target, const std::string& raw) {
-        const Field* field = view_.layout().Find(target.field, target.occurrence);
-        const std::string value = rule.conv == XmlConv::Text ? raw : Trim(raw);
+    bool Set(const XmlElementRule& rule, const XmlTarget& target, std::string_view raw) {
+        const Field& field = *target.resolved;
+        const std::string_view value = rule.conv == XmlConv::Text ? raw : TrimView(raw);
         if (value.empty()) return true;
         switch (rule.conv) {
             case XmlConv::Text:
-                if (TrimRight(value).size() > field->width)
-                    out_.warnings.push_back("Texte coupé à " + std::to_string(field->width) +
+                if (TrimView(value).size() > field.width)
+                    out_.warnings.push_back("Texte coupé à " + std::to_string(field.width) +
                                             " caractères pour " + Shown(rule.element) + ": " +
                                             U(value));
-                view_.SetRaw(target.field, value, target.occurrence);
+                Put(field, value);
                 return true;
             case XmlConv::Number:
-                return SetNumber(rule, target, *field, value);
+                return SetNumber(rule, target, value);
             case XmlConv::Date: {
-                std::string date = ParseDate(value);
+                std::string date = ParseDate(std::string(value));
                 if (date.empty())
                     return Refuse("Date invalide pour " + Shown(rule.element) + ": " + U(value));
-                view_.SetRaw(target.field, date, target.occurrence);
+                Put(field, date);
                 return true;
             }
             case XmlConv::Time: {
-                std::string time = ParseTime(value);
+                std::string time = ParseTime(std::string(value));
                 if (time.empty())
                     return Refuse("Heure invalide pour " + Shown(rule.element) + ": " + U(value));
-                if (time.find_first_not_of('0', field->width) != std::string::npos)
-                    out_.warnings.push_back("Heure coupée à " + std::to_string(field->width) +
+                if (time.find_first_not_of('0', field.width) != std::string::npos)
+                    out_.warnings.push_back("Heure coupée à " + std::to_string(field.width) +
                                             " chiffres pour " + Shown(rule.element) + ": " +
                                             U(value));
-                view_.SetRaw(target.field, time.substr(0, field->width), target.occurrence);
+                Put(field, time);
                 return true;
             }
             case XmlConv::Label:
             case XmlConv::Cpstt: {
-                CodeResult code =
-                    ImportXMLVerificationCode(context_.records, context_.music, rule.kind, value);
+                const CodeResult& code = Code(rule.kind, value);
                 if (!code.ok) return Refuse(code.refusal);
-                if (!code.skip) view_.SetRaw(target.field, code.code, target.occurrence);
+                if (!code.skip) Put(field, code.code);
                 return true;
             }
         }
         return true;
     }
 
-    bool SetNumber(const XmlElementRule& rule, const XmlTarget& target, const Field& field,
-                   const std::string& value) {
+    // A label text's code, looked up once per run and kind.
+    const CodeResult& Code(const std::string& kind, std::string_view text) {
+        auto byKind = context_.codes.find(kind);
+        if (byKind == context_.codes.end()) byKind = context_.codes.emplace(kind, XmlCodes()).first;
+        XmlCodes& codes = byKind->second;
+        auto known = codes.find(text);
+        if (known == codes.end()) {
+            if (codes.size() >= 4096) codes.clear();
+            known = codes
+                        .emplace(std::string(text),
+                                 ImportXMLVerificationCode(context_.records, context_.music, kind,
+                                                           std::string(text)))
+                        .first;
+        }
+        return known->second;
+    }
+
+    // Bytes into a field (or one part of it), cut or padded with blanks to its width.
+    void Put(const Field& field, std::string_view bytes, int part = -1) {
+        size_t offset = field.offset, width = field.width;
+        if (part >= 0) {
+            for (int p = 0; p < part; ++p) offset += field.parts[static_cast<size_t>(p)];
+            width = field.parts[static_cast<size_t>(part)];
+        }
+        const size_t n = std::min(width, bytes.size());
+        char* at = out_.record.data() + offset;
+        std::memcpy(at, bytes.data(), n);
+        std::memset(at + n, ' ', width - n);
+    }
+
+    bool SetNumber(const XmlElementRule& rule, const XmlTarget& target, std::string_view value) {
+        const Field& field = *target.resolved;
         const bool negative = value[0] == '-';
-        const std::string digits = negative ? value.substr(1) : value;
+        const std::string_view digits = negative ? value.substr(1) : value;
         if (!Digits(digits) || digits.size() > 18)
             return Refuse("Valeur numérique invalide pour " + Shown(rule.element) + ": " +
                           U(value));
-        const long long number = std::stoll(digits) * (negative ? -1 : 1);
-        bool fits;
-        if (target.part >= 0) {
-            const int width = field.parts[static_cast<size_t>(target.part)];
-            const std::string text = ZeroPad(number, width);
-            fits = static_cast<int>(text.size()) == width;
-            if (fits) view_.SetPart(target.field, target.part, text, target.occurrence);
-        } else {
-            fits = view_.SetNumber(target.field, number, target.occurrence);
-        }
-        if (!fits)
-            return Refuse(
-                "Valeur trop grande pour " + Shown(rule.element) + " (" +
-                std::to_string(target.part >= 0 ? field.parts[target.part] : field.width) +
-                " chiffres): " + U(value));
+        long long number = 0;
+        for (char c : digits) number = number * 10 + (c - '0');
+        if (negative) number = -number;
+        const int width =
+            target.part >= 0 ? field.parts[static_cast<size_t>(target.part)] : field.width;
+        const std::string text = ZeroPad(number, width);
+        if (static_cast<int>(text.size()) != width)
+            return Refuse("Valeur trop grande pour " + Shown(rule.element) + " (" +
+                          std::to_string(width) + " chiffres): " + U(value));
+        Put(field, text, target.part);
         return true;
     }
 
-    // The record of `file` that key `keyNumber` of a probe finds; a refusal naming the key when
-    // there is none.
-    std::optional<std::string> Refer(int file, int keyNumber,
-                                     const std::function<void(RecordView&)>& fill) {
-        std::string probe = BlankRecord(file);
-        RecordView v(LayoutFor(file), probe);
-        fill(v);
-        const std::string key = KeyOf(file, keyNumber, probe);
+    // The record of `file` whose key `keyNumber` is `key`; a refusal naming the key when there
+    // is none.
+    std::optional<std::string> Refer(int file, int keyNumber, const std::string& key) {
         std::vector<std::string> found = context_.records.Equal(file, keyNumber, key, 1);
         if (found.empty()) {
             Refuse("Clé non trouvée: " + U(TrimRight(key)));
             return std::nullopt;
         }
-        return found.front();
+        return std::move(found.front());
     }
 
-    bool ReferIfSet(int file, int keyNumber, const char* field, const char* theirs) {
-        if (view_.Text(field).empty()) return true;
-        return Refer(file, keyNumber, [&](RecordView& v) { v.SetRaw(theirs, view_.Raw(field)); })
-            .has_value();
+    // A code of this record that must exist as the key of another file.
+    bool ReferIfSet(int file, int keyNumber, const Field& field) {
+        const std::string code = Raw(out_.record, field);
+        return TrimRight(code).empty() || Refer(file, keyNumber, code).has_value();
     }
 
-    // The song a line names by its Id= or, failing that, by its <Title>.
-    bool FindSong(const char* songField, std::string& song) {
-        if (view_.Text(songField).empty()) {
-            const std::string title = Trim(ValueIn(section_, line_, content_, "Title"));
+    // The song a line names by its Id= or, failing that, by its <Title>; every occurrence of
+    // `songs` (the song code fields of the record) gets its code.
+    bool FindSong(const std::vector<const Field*>& songs, std::string& song) {
+        if (Text(out_.record, *songs.front()).empty()) {
+            const std::string title = Trim(Value("Title"));
             if (title.empty()) return Refuse("Valeur manquante: Id=");
             std::optional<std::string> id = DetermineIDTitre(context_.records, title);
             if (!id) return Refuse("Clé non trouvée: " + U(title));
-            for (int k = 0; view_.Has(songField, k); ++k) view_.SetRaw(songField, *id, k);
+            for (const Field* f : songs) Put(*f, *id);
         }
-        std::optional<std::string> found =
-            Refer(22, 0, [&](RecordView& v) { v.SetRaw("SongId", view_.Raw(songField)); });
+        std::optional<std::string> found = Refer(22, 0, Raw(out_.record, *songs.front()));
         if (!found) return false;
-        song = *found;
+        song = std::move(*found);
         return true;
     }
 
@@ -250,51 +327,54 @@ class Builder {
     const XmlSectionInfo& section_;
     const XmlSectionRules& rules_;
     std::string_view line_;
-    std::string_view content_;
+    const XmlElements& elements_;
     ImportXMLContexte& context_;
     XmlRecordBuild& out_;
-    RecordView view_;
 };
 
 // Derived fields and the records a record refers to.
 bool Builder::Complete() {
+    std::string& r = out_.record;
     switch (section_.section) {
         case XmlSection::Customer:
-            return ReferIfSet(2, 0, "Sector", "Code") && ReferIfSet(1, 0, "Commercial", "Code");
+            return ReferIfSet(2, 0, Fld(3, "Sector")) && ReferIfSet(1, 0, Fld(3, "Commercial"));
         case XmlSection::Contract:
-            return ReferIfSet(3, 1, "Customer", "Code") && ReferIfSet(4, 0, "Product", "Code") &&
-                   ReferIfSet(1, 0, "Commercial", "Code");
+            return ReferIfSet(3, 1, Fld(5, "Customer")) && ReferIfSet(4, 0, Fld(5, "Product")) &&
+                   ReferIfSet(1, 0, Fld(5, "Commercial"));
         case XmlSection::CtrSpot: {
-            if (!Refer(5, 2,
-                       [&](RecordView& v) { v.SetRaw("No_Contract", view_.Raw("No_Contract")); }))
-                return false;
-            if (view_.Text("Product").empty()) return true;
-            std::optional<std::string> product =
-                Refer(4, 0, [&](RecordView& v) { v.SetRaw("Code", view_.Raw("Product")); });
-            if (!product) return false;
-            view_.SetRaw("Label_Pro", RecordView(4, *product).Text("Label"));
+            if (!Refer(5, 2, Raw(r, Fld(6, "No_Contract")))) return false;
+            static const Field& product = Fld(6, "Product");
+            if (Text(r, product).empty()) return true;
+            std::optional<std::string> found = Refer(4, 0, Raw(r, product));
+            if (!found) return false;
+            Put(Fld(6, "Label_Pro"), Text(*found, Fld(4, "Label")));
             return true;
         }
         case XmlSection::CtrSpotSchedule:
             return CompleteSchedule();
         case XmlSection::Artist: {
-            const std::string label = view_.Text("Label");
-            if (view_.Text("Name Code").empty()) view_.SetRaw("Name Code", UpperCp1252(label));
-            if (view_.Text("Key").empty()) view_.SetRaw("Key", UpperCp1252(label.substr(0, 1)));
+            const std::string label = Text(r, Fld(20, "Label"));
+            if (Text(r, Fld(20, "Name Code")).empty())
+                Put(Fld(20, "Name Code"), UpperCp1252(label));
+            if (Text(r, Fld(20, "Key")).empty())
+                Put(Fld(20, "Key"), UpperCp1252(label.substr(0, 1)));
             return true;
         }
-        case XmlSection::Workshop:
-            if (view_.Text("Category").empty() && !context_.categorie.empty())
-                view_.SetRaw("Category", context_.categorie);
-            return ReferIfSet(20, 0, "Artist_1", "Code") && ReferIfSet(20, 0, "Artist_2", "Code");
+        case XmlSection::Workshop: {
+            static const Field& category = Fld(22, "Category");
+            if (Text(r, category).empty() && !context_.categorie.empty())
+                Put(category, context_.categorie);
+            return ReferIfSet(20, 0, Fld(22, "Artist_1")) && ReferIfSet(20, 0, Fld(22, "Artist_2"));
+        }
         case XmlSection::Strategy:
-            if (view_.Text("Header").empty()) view_.SetRaw("Header", "PRIOR");
+            if (Text(r, Fld(25, "Header")).empty()) Put(Fld(25, "Header"), "PRIOR");
             return true;
         case XmlSection::WorkshopSound:
             return CompleteWorkshopSound();
         case XmlSection::Sound: {
+            static const std::vector<const Field*> songs = {&Fld(31, "SongId")};
             std::string song;
-            return FindSong("SongId", song);
+            return FindSong(songs, song);
         }
         default:
             return true;
@@ -304,44 +384,45 @@ bool Builder::Complete() {
 // A planned date takes its product and duration from its spot, its customer from the contract;
 // the second date group repeats the first.
 bool Builder::CompleteSchedule() {
-    std::optional<std::string> spot = Refer(6, 1, [&](RecordView& v) {
-        v.SetRaw("No_Contract", view_.Raw("No_Contract"));
-        v.SetRaw("No_Commercial", view_.Raw("No_Spot"));
-    });
+    const std::string& r = out_.record;
+    const std::string contract = Raw(r, Fld(7, "No_Contract"));
+    std::optional<std::string> spot = Refer(6, 1, contract + Raw(r, Fld(7, "No_Spot")));
     if (!spot) return false;
-    std::optional<std::string> contract =
-        Refer(5, 2, [&](RecordView& v) { v.SetRaw("No_Contract", view_.Raw("No_Contract")); });
-    if (!contract) return false;
-    RecordView s(6, *spot);
-    view_.SetRaw("Product", s.Raw("Product"));
-    view_.SetRaw("Duration", s.Raw("Duration"));
-    view_.SetRaw("Customer", RecordView(5, *contract).Raw("Customer"));
-    view_.SetRaw("Précision", view_.Raw("Precision"));
+    std::optional<std::string> header = Refer(5, 2, contract);
+    if (!header) return false;
+    Put(Fld(7, "Product"), Raw(*spot, Fld(6, "Product")));
+    Put(Fld(7, "Duration"), Raw(*spot, Fld(6, "Duration")));
+    Put(Fld(7, "Customer"), Raw(*header, Fld(5, "Customer")));
+    Put(Fld(7, "Précision"), Raw(r, Fld(7, "Precision")));
     return true;
 }
 
 // The recorder table's line of a sound repeats what the song's record says of it.
 bool Builder::CompleteWorkshopSound() {
-    std::string found;
-    if (!FindSong("SongId", found)) return false;
-    RecordView song(22, found);
-    view_.SetRaw("Artist_Code", song.Raw("Artist_1"));
-    view_.SetRaw("Category", song.Raw("Category"));
-    view_.SetRaw("Title", song.Text("Title"));
-    view_.SetRaw("Title2", song.Text("SecondText"));
-    view_.SetRaw("Ext", song.Raw("Ext"));
+    static const std::vector<const Field*> songs = {&Fld(26, "SongId", 0), &Fld(26, "SongId", 1),
+                                                    &Fld(26, "SongId", 2), &Fld(26, "SongId", 3)};
+    std::string song;
+    if (!FindSong(songs, song)) return false;
+    const std::string& r = out_.record;
+    Put(Fld(26, "Artist_Code"), Raw(song, Fld(22, "Artist_1")));
+    Put(Fld(26, "Category"), Raw(song, Fld(22, "Category")));
+    Put(Fld(26, "Title"), Text(song, Fld(22, "Title")));
+    Put(Fld(26, "Title2"), Text(song, Fld(22, "SecondText")));
+    Put(Fld(26, "Ext"), Raw(song, Fld(22, "Ext")));
     // Milliseconds of eight digits are always seconds of six.
-    static_cast<void>(view_.SetNumber("Duration", song.Number("Duration") / 1000));
-    if (view_.Text("Curve").empty()) view_.SetRaw("Curve", song.Raw("TypeDeCourbeFadeOut"));
-    if (view_.Text("TypeOfPiece").empty()) {
-        const std::string type = song.Text("Type");
+    const std::string ms = Text(song, Fld(22, "Duration"));
+    Put(Fld(26, "Duration"), ZeroPad(ms.empty() ? 0 : std::stoll(ms) / 1000, 6));
+    if (Text(r, Fld(26, "Curve")).empty())
+        Put(Fld(26, "Curve"), Raw(song, Fld(22, "TypeDeCourbeFadeOut")));
+    if (Text(r, Fld(26, "TypeOfPiece")).empty()) {
+        const std::string type = Text(song, Fld(22, "Type"));
         const std::string piece = type.empty() || type == "000" ? "M" : type.substr(0, 1);
-        for (int k = 0; k < 3; ++k) view_.SetRaw("TypeOfPiece", piece, k);
+        for (int k = 0; k < 3; ++k) Put(Fld(26, "TypeOfPiece", k), piece);
     }
-    if (!song.Text("Artist_1").empty()) {
-        std::vector<std::string> artist =
-            context_.records.Equal(20, 0, FixedWidth(song.Raw("Artist_1"), 5), 1);
-        if (!artist.empty()) view_.SetRaw("Artist", RecordView(20, artist.front()).Text("Label"));
+    const std::string artist = Raw(song, Fld(22, "Artist_1"));
+    if (!TrimRight(artist).empty()) {
+        std::vector<std::string> found = context_.records.Equal(20, 0, artist, 1);
+        if (!found.empty()) Put(Fld(26, "Artist"), Text(found.front(), Fld(20, "Label")));
     }
     return true;
 }
@@ -356,32 +437,48 @@ std::string Identity(const XmlSectionInfo& section, std::string_view line) {
 }  // namespace
 
 std::string ImportXMLInitStructureBTR(int fileNumber) {
+    // Built once per file: every record of a delivery starts from it.
+    static std::array<std::string, kCatalogueSize> ready;
+    if (fileNumber >= 0 && fileNumber < kCatalogueSize &&
+        !ready[static_cast<size_t>(fileNumber)].empty())
+        return ready[static_cast<size_t>(fileNumber)];
     std::string record = BlankRecord(fileNumber);
     RecordView v(LayoutFor(fileNumber), record);
     for (const Percentage& p : kPercentages) {
         if (p.file != fileNumber) continue;
         for (int k = 0; v.Has(p.field, k); ++k) v.SetRaw(p.field, "100", k);
     }
+    if (fileNumber >= 0 && fileNumber < kCatalogueSize)
+        ready[static_cast<size_t>(fileNumber)] = record;
     return record;
 }
 
 std::string ImportXMLValeur(const XmlSectionInfo& section, std::string_view line,
                             const std::string& element) {
-    return ValueIn(section, line, ImportXMLContenu(line, section.item), element);
+    if (!element.empty() && element[0] == '@')
+        return FiltreChaine(ImportXMLAttribut(line, section.item, element.substr(1)).value_or(""));
+    return ValueOf(section, line, XmlElements(line, section.item), element);
 }
 
 XmlRecordBuild ImportXMLConstruitEnregistrement(const XmlSectionInfo& section,
                                                 std::string_view line, ImportXMLContexte& context) {
+    return ImportXMLConstruitEnregistrement(section, line, XmlElements(line, section.item),
+                                            context);
+}
+
+XmlRecordBuild ImportXMLConstruitEnregistrement(const XmlSectionInfo& section,
+                                                std::string_view line, const XmlElements& elements,
+                                                ImportXMLContexte& context) {
     XmlRecordBuild out;
     out.record = ImportXMLInitStructureBTR(section.fileNumber);
-    out.identity = Identity(section, line);
-    out.ok = Builder(section, line, context, out).Build();
+    out.ok = Builder(section, line, elements, context, out).Build();
+    if (!out.ok || !out.warnings.empty()) out.identity = Identity(section, line);  // for messages
     return out;
 }
 
 std::string ImportXMLCleIdentite(XmlSection section, const std::string& record) {
     const XmlSectionRules& rules = ImportXMLRegles(section);
-    return KeyOf(rules.fileNumber, rules.identityKey, record);
+    return ImportXMLCle(rules.fileNumber, rules.identityKey, record);
 }
 
 std::vector<std::string> ImportXMLColonnes(XmlSection section) {
@@ -397,11 +494,15 @@ std::vector<std::string> ImportXMLColonnes(XmlSection section) {
 
 std::vector<std::string> ImportXMLExtraireData(const XmlSectionInfo& section,
                                                std::string_view line) {
+    return ImportXMLExtraireData(section, line, XmlElements(line, section.item));
+}
+
+std::vector<std::string> ImportXMLExtraireData(const XmlSectionInfo& section, std::string_view line,
+                                               const XmlElements& elements) {
     std::vector<std::string> data = {Identity(section, line)};
     const std::vector<std::string> columns = ImportXMLColonnes(section.section);
-    const std::string_view content = ImportXMLContenu(line, section.item);
     for (size_t i = 1; i < columns.size(); ++i)
-        data.push_back(U(ValueIn(section, line, content, columns[i])));
+        data.push_back(U(ValueOf(section, line, elements, columns[i])));
     return data;
 }
 

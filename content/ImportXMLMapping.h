@@ -13,12 +13,15 @@
 // le magnétophone"), completing the line from the song's record in file 22.
 #pragma once
 
+#include <map>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "content/ImportXMLCodes.h"
 #include "content/ImportXMLFormat.h"
+#include "store/RecordLayout.h"
 
 namespace toverin {
 
@@ -34,7 +37,8 @@ enum class XmlConv {
 struct XmlTarget {
     std::string field;
     int occurrence = 0;
-    int part = -1;  // a part of a list field
+    int part = -1;                    // a part of a list field
+    const Field* resolved = nullptr;  // the field in its file's layout, found once by its name
 };
 
 struct XmlElementRule {
@@ -54,6 +58,7 @@ struct XmlSectionRules {
     int fileNumber = 0;
     int identityKey = 0;  // the unique key (or, in files 7 and 26, the key) a record is found by
     std::vector<XmlElementRule> rules;
+    bool identityDuplicates = false;  // the identity key allows duplicates (files 7 and 26)
 };
 
 const XmlSectionRules& ImportXMLRegles(XmlSection section);
@@ -62,17 +67,29 @@ const XmlSectionRules& ImportXMLRegles(XmlSection section);
 // percentage-like ones (quotas, priorities) "100", text blanks.
 std::string ImportXMLInitStructureBTR(int fileNumber);
 
+// Texts found by a view of them, without making a string of it first.
+struct XmlTextHash {
+    using is_transparent = void;
+    size_t operator()(std::string_view text) const noexcept {
+        return std::hash<std::string_view>()(text);
+    }
+};
+using XmlCodes = std::unordered_map<std::string, CodeResult, XmlTextHash, std::equal_to<>>;
+
 struct ImportXMLContexte {
     ImportXMLRecords& records;  // what the look-ups see
     MusicSettings music;
     std::string categorie;  // the category code given to songs delivered without one
+    // Label texts already turned into codes (or refused) by kind: a delivery names the same few
+    // labels on every line. Whoever writes labels (file 21) clears it.
+    std::map<std::string, XmlCodes, std::less<>> codes;
 };
 
 struct XmlRecordBuild {
     bool ok = false;
-    std::string record;                 // the record, Windows-1252
-    std::string identity;               // the item's N= and Id= as written, for messages (UTF-8)
-    std::string refusal;                // why the record is not written (UTF-8)
+    std::string record;    // the record, Windows-1252
+    std::string identity;  // the item's N= and Id= as written, when there is a message (UTF-8)
+    std::string refusal;   // why the record is not written (UTF-8)
     std::vector<std::string> warnings;  // what was written differently from the file (UTF-8)
 };
 
@@ -81,6 +98,10 @@ struct XmlRecordBuild {
 // be found refuses the record with "Clé non trouvée: " and the key.
 XmlRecordBuild ImportXMLConstruitEnregistrement(const XmlSectionInfo& section,
                                                 std::string_view line, ImportXMLContexte& context);
+// The same with the line's elements already read (XmlElements of the line and its item).
+XmlRecordBuild ImportXMLConstruitEnregistrement(const XmlSectionInfo& section,
+                                                std::string_view line, const XmlElements& elements,
+                                                ImportXMLContexte& context);
 
 // The key a record is found again by (`identityKey`), as the engine is given it.
 std::string ImportXMLCleIdentite(XmlSection section, const std::string& record);
@@ -90,6 +111,8 @@ std::vector<std::string> ImportXMLColonnes(XmlSection section);
 // A record line cut into those columns, decoded, in UTF-8.
 std::vector<std::string> ImportXMLExtraireData(const XmlSectionInfo& section,
                                                std::string_view line);
+std::vector<std::string> ImportXMLExtraireData(const XmlSectionInfo& section, std::string_view line,
+                                               const XmlElements& elements);
 // The value of one element (or "@N", "@Id") of a line, decoded, Windows-1252.
 std::string ImportXMLValeur(const XmlSectionInfo& section, std::string_view line,
                             const std::string& element);

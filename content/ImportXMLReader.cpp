@@ -35,6 +35,14 @@ bool IsDeclaration(std::string_view line, std::string& encoding) {
 // The first byte of the line the suite's files never hold: control characters other than the
 // tab. Bytes from 0x80 are letters (the Windows-1252 ones included).
 size_t FirstInvalidByte(std::string_view line) {
+    // Every line is checked: a branchless pass the compiler can widen finds whether there is
+    // any, and only then is its place looked for.
+    unsigned bad = 0;
+    for (char ch : line) {
+        const auto c = static_cast<unsigned char>(ch);
+        bad |= static_cast<unsigned>((c < 0x20) & (c != '\t')) | static_cast<unsigned>(c == 0x7F);
+    }
+    if (!bad) return std::string_view::npos;
     for (size_t i = 0; i < line.size(); ++i) {
         auto c = static_cast<unsigned char>(line[i]);
         if ((c < 0x20 && c != '\t') || c == 0x7F) return i;
@@ -54,10 +62,6 @@ std::string TagName(std::string_view text, size_t skip) {
     size_t end = skip;
     while (end < text.size() && text[end] != '>' && text[end] != ' ' && text[end] != '/') ++end;
     return std::string(text.substr(skip, end - skip));
-}
-
-bool NameChar(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
 }
 
 // The line-by-line state of the envelope.
@@ -167,6 +171,8 @@ class EnvelopeReader {
             state_ = State::Section;
             section_ = section;
             sectionLine_ = n;
+            sectionClose_ = "</" + std::string(section->element) + ">";
+            itemClose_ = "</" + std::string(section->item) + ">";
             return true;
         }
         if (StartsWith(text, "</KV3_"))
@@ -179,7 +185,7 @@ class EnvelopeReader {
 
     bool SectionLine(std::string_view line, std::string_view text, long n) {
         const std::string element = section_->element;
-        if (text == "</" + element + ">") {
+        if (text == sectionClose_) {
             state_ = State::Body;
             section_ = nullptr;
             return true;
@@ -196,14 +202,15 @@ class EnvelopeReader {
                             (closing ? "/" : "") + name + ">.",
                         n);
         }
-        const std::string item = section_->item;
+        const std::string_view item = section_->item;
         const bool opens = ImportXMLOuvertureItem(line, item) != std::string_view::npos;
-        const bool closes = line.find("</" + item + ">") != std::string_view::npos;
+        const bool closes = line.find(itemClose_) != std::string_view::npos;
         if (opens && closes) {
-            if (std::string problem = ImportXMLVerifieLigne(line, item, n); !problem.empty())
-                return Fail(problem, n);
+            const XmlElements elements(line, item, visitor_.WantsElements());
+            if (!elements.Probleme().empty())
+                return Fail(elements.Probleme() + " à la ligne " + N(n) + ".", n);
             ++result_.records;
-            if (!visitor_.Record(*section_, n, line)) {
+            if (!visitor_.Record(*section_, n, line, elements)) {
                 result_.stopped = true;
                 return false;
             }
@@ -224,47 +231,17 @@ class EnvelopeReader {
     State state_ = State::Declaration;
     const XmlSectionInfo* section_ = nullptr;
     long sectionLine_ = 0;
+    std::string sectionClose_;  // "</KV3_Customer>"
+    std::string itemClose_;     // "</Customer>"
     bool failed_ = false;
 };
 
 }  // namespace
 
 std::string ImportXMLVerifieLigne(std::string_view line, std::string_view item, long lineNumber) {
-    const std::string where = " à la ligne " + N(lineNumber) + ".";
-    size_t pos = ImportXMLOuvertureItem(line, item);
-    if (pos != std::string_view::npos) pos = line.find('>', pos);
-    const size_t end = line.rfind("</" + std::string(item) + ">");
-    std::vector<std::string> open;
-    while (pos != std::string_view::npos && pos < end) {
-        pos = line.find('<', pos + 1);
-        if (pos == std::string_view::npos || pos >= end) break;
-        std::string_view rest = line.substr(pos, end - pos);
-        if (StartsWith(rest, "<![CDATA[")) {
-            size_t close = line.find("]]>", pos);
-            if (close == std::string_view::npos || close >= end)
-                return "Section CDATA non fermée" + where;
-            pos = close + 2;
-            continue;
-        }
-        const bool closing = rest.size() > 1 && rest[1] == '/';
-        const size_t nameAt = closing ? 2 : 1;
-        if (rest.size() <= nameAt || !NameChar(rest[nameAt])) continue;  // a "<" in the text
-        const std::string name = TagName(rest, nameAt);
-        size_t tagEnd = rest.find('>');
-        if (tagEnd == std::string_view::npos)
-            return "La balise <" + name + "> n'est pas terminée" + where;
-        if (closing) {
-            if (open.empty() || open.back() != name)
-                return open.empty() ? "Balise </" + name + "> inattendue" + where
-                                    : "La balise <" + open.back() + "> n'est pas fermée" + where;
-            open.pop_back();
-        } else if (rest[tagEnd - 1] != '/') {
-            open.push_back(name);
-        }
-        pos += tagEnd;
-    }
-    if (!open.empty()) return "La balise <" + open.back() + "> n'est pas fermée" + where;
-    return "";
+    const XmlElements elements(line, item, false);
+    return elements.Probleme().empty() ? ""
+                                       : elements.Probleme() + " à la ligne " + N(lineNumber) + ".";
 }
 
 XmlReadResult ImportXMLLireFichier(const std::string& path, XmlDeliveryVisitor& visitor) {

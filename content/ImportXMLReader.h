@@ -29,16 +29,22 @@ struct XmlReadResult {
 class XmlDeliveryVisitor {
   public:
     virtual ~XmlDeliveryVisitor() = default;
-    // One record; false stops the reading.
-    virtual bool Record(const XmlSectionInfo& section, long lineNumber, std::string_view line) = 0;
+    // One record, with its elements read; false stops the reading.
+    virtual bool Record(const XmlSectionInfo& section, long lineNumber, std::string_view line,
+                        const XmlElements& elements) = 0;
     // A line left aside, with the reason (French).
     virtual void Ignored(long /*lineNumber*/, const std::string& /*reason*/) {}
+    // Whether Record reads the elements; a visitor that does not gets them checked only.
+    virtual bool WantsElements() const { return true; }
 };
 
 // Checks the file only.
 class XmlNullVisitor final : public XmlDeliveryVisitor {
   public:
-    bool Record(const XmlSectionInfo&, long, std::string_view) override { return true; }
+    bool Record(const XmlSectionInfo&, long, std::string_view, const XmlElements&) override {
+        return true;
+    }
+    bool WantsElements() const override { return false; }
 };
 
 // Reads `path` (ISO-8859-1) through the visitor. Memory stays within one line and one buffer.

@@ -2,6 +2,7 @@
 #include <stdexcept>
 
 #include "content/ImportXMLMapping.h"
+#include "store/Catalogue.h"
 
 namespace toverin {
 
@@ -305,8 +306,30 @@ std::vector<XmlSectionRules> BuildRules() {
     return all;
 }
 
+// Every target found by its name in its file's layout once: a misspelt name stops the program at
+// its first import (and the tests), rather than writing somewhere.
+std::vector<XmlSectionRules> ResolvedRules() {
+    std::vector<XmlSectionRules> all = BuildRules();
+    for (XmlSectionRules& section : all) {
+        section.identityDuplicates =
+            (KeysOf(section.fileNumber)[static_cast<size_t>(section.identityKey)].front().flags &
+             btr::kKeyDuplicates) != 0;
+        const RecordLayout& layout = LayoutFor(section.fileNumber);
+        for (XmlElementRule& rule : section.rules) {
+            for (XmlTarget& t : rule.targets) {
+                t.resolved = layout.Find(t.field, t.occurrence);
+                if (!t.resolved ||
+                    (t.part >= 0 && static_cast<size_t>(t.part) >= t.resolved->parts.size()))
+                    throw std::logic_error("XML import: no field " + t.field + " in file " +
+                                           std::to_string(section.fileNumber));
+            }
+        }
+    }
+    return all;
+}
+
 const std::vector<XmlSectionRules>& AllRules() {
-    static const std::vector<XmlSectionRules> rules = BuildRules();
+    static const std::vector<XmlSectionRules> rules = ResolvedRules();
     return rules;
 }
 

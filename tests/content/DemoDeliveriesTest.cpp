@@ -17,9 +17,10 @@ namespace {
 // Builds every record as an import into an empty base would, keeping what it would write.
 class EmptyBaseImport final : public XmlDeliveryVisitor {
   public:
-    bool Record(const XmlSectionInfo& section, long lineNumber, std::string_view line) override {
+    bool Record(const XmlSectionInfo& section, long lineNumber, std::string_view line,
+                const XmlElements& elements) override {
         ++sections[section.element];
-        XmlRecordBuild b = ImportXMLConstruitEnregistrement(section, line, context);
+        XmlRecordBuild b = ImportXMLConstruitEnregistrement(section, line, elements, context);
         if (!b.ok) refusals.push_back(std::to_string(lineNumber) + ": " + b.refusal);
         for (const std::string& w : b.warnings)
             warnings.push_back(std::to_string(lineNumber) + ": " + w);
@@ -31,7 +32,7 @@ class EmptyBaseImport final : public XmlDeliveryVisitor {
         ignored.push_back(std::to_string(lineNumber) + ": " + reason);
     }
     ImportXMLMemoire base;
-    ImportXMLContexte context{base, MusicSettings(), ""};
+    ImportXMLContexte context{base, MusicSettings(), "", {}};
     std::map<std::string, int> sections;
     std::vector<std::string> refusals, warnings, ignored;
 };

@@ -18,7 +18,8 @@ struct Seen {
 
 class Recorder final : public XmlDeliveryVisitor {
   public:
-    bool Record(const XmlSectionInfo& section, long lineNumber, std::string_view line) override {
+    bool Record(const XmlSectionInfo& section, long lineNumber, std::string_view line,
+                const XmlElements&) override {
         records.push_back({section.element, lineNumber, std::string(line)});
         return stopAfter == 0 || static_cast<long>(records.size()) < stopAfter;
     }

@@ -21,7 +21,8 @@ class Compare final : public XmlDeliveryVisitor {
   public:
     explicit Compare(const ImportSite& site) : site_(site) {}
 
-    bool Record(const XmlSectionInfo& section, long lineNumber, std::string_view line) override {
+    bool Record(const XmlSectionInfo& section, long lineNumber, std::string_view line,
+                const XmlElements&) override {
         SCOPED_TRACE(std::string(section.element) + " line " + std::to_string(lineNumber));
         const XmlSectionRules& rules = ImportXMLRegles(section.section);
         const std::string record = Stored(section, rules, line);
