@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <set>
 #include <unordered_set>
 
@@ -126,7 +127,8 @@ class ImportPass final : public XmlDeliveryVisitor {
                    LectureBkMus(Site().bases[static_cast<size_t>(options.base)].configFolder +
                                 "BK_MUS.ini"),
                    Cp1252FromUtf8(options.categorie),
-                   {}} {}
+                   {},
+                   &songs_} {}
 
     bool Record(const XmlSectionInfo& section, long lineNumber, std::string_view line,
                 const XmlElements& elements) override {
@@ -215,6 +217,7 @@ class ImportPass final : public XmlDeliveryVisitor {
             return false;
         }
         written_.Add(file, identity);
+        if (file == 22) songs_.Remember(record);
         return true;
     }
 
@@ -246,6 +249,7 @@ class ImportPass final : public XmlDeliveryVisitor {
     ImportXMLMemoire pending_;  // validation: what the delivery would have written so far
     ImportXMLChained chained_;
     ImportXMLContexte context_;
+    ImportXMLSongs songs_;
     WrittenKeys written_;
 };
 
@@ -326,6 +330,20 @@ void CheckWrittenKeys(SlotBank& bank, const ImportXMLOptions& options, const Wri
     });
 }
 
+// A file's size and time of last change: whether it changed between two readings.
+struct FileStamp {
+    std::uintmax_t size = 0;
+    std::filesystem::file_time_type time{};
+    bool operator==(const FileStamp&) const = default;
+};
+FileStamp StampOf(const std::string& path) {
+    std::error_code ec;
+    FileStamp stamp;
+    stamp.size = std::filesystem::file_size(path, ec);
+    stamp.time = std::filesystem::last_write_time(path, ec);
+    return stamp;
+}
+
 void Tell(const ImportXMLOptions& options, const std::string& text, MsgIcon icon) {
     if (options.boxes) AffMsg(text, MsgButtons::Ok, icon);
 }
@@ -403,6 +421,7 @@ ImportXMLResultat ImportXMLImporter(const std::string& file, const ImportXMLOpti
         };
 
         observer.OnProgress(progress::PhaseChanged{"Vérification du fichier"});
+        const FileStamp before = StampOf(file);
         Survey survey;
         XmlReadResult check = ImportXMLLireFichier(file, survey);
         if (!check.ok) {
@@ -416,12 +435,20 @@ ImportXMLResultat ImportXMLImporter(const std::string& file, const ImportXMLOpti
             result.message = failed;
             return finish(progress::Outcome::Refused, MsgIcon::Critical, failed);
         }
+        if (StampOf(file) != before) {
+            bank.CloseAll();
+            result.message = FileNameOf(file) +
+                             ": le fichier a changé pendant sa vérification; la base n'a pas été "
+                             "modifiée, relancez l'import.";
+            return finish(progress::Outcome::Refused, MsgIcon::Critical, result.message);
+        }
         result.started = true;
         observer.OnProgress(progress::PhaseChanged{options.validation
                                                        ? "Vérification des enregistrements"
                                                        : "Import des enregistrements"});
         ImportPass pass(options, bank, observer, check.lines, result);
-        XmlReadResult read = ImportXMLLireFichier(file, pass);
+        // Read through once already: the control characters need no second search.
+        XmlReadResult read = ImportXMLLireFichier(file, pass, false);
         result.ignored = read.ignored;
         observer.OnProgress(progress::RecordsDone{check.lines, check.lines});
         const bool stopped = !read.ok;

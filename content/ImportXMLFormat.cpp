@@ -142,9 +142,16 @@ std::string_view ImportXMLContenu(std::string_view line, std::string_view item) 
     if (start == std::string_view::npos) return line;
     start = line.find('>', start);
     if (start == std::string_view::npos) return line;
-    const std::string close = "</" + std::string(item) + ">";
-    size_t end = line.rfind(close);
-    if (end == std::string_view::npos || end <= start) end = line.size();
+    // The last "</item>": the record's closing tag usually ends the line.
+    size_t end = line.size();
+    for (size_t at = line.rfind("</"); at != std::string_view::npos && at > start;
+         at = at == 0 ? std::string_view::npos : line.rfind("</", at - 1)) {
+        if (line.compare(at + 2, item.size(), item) == 0 && at + 2 + item.size() < line.size() &&
+            line[at + 2 + item.size()] == '>') {
+            end = at;
+            break;
+        }
+    }
     return line.substr(start + 1, end - start - 1);
 }
 

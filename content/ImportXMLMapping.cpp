@@ -314,7 +314,9 @@ class Builder {
             if (!id) return Refuse("Clé non trouvée: " + U(title));
             for (const Field* f : songs) Put(*f, *id);
         }
-        std::optional<std::string> found = Refer(22, 0, Raw(out_.record, *songs.front()));
+        const std::string id = Raw(out_.record, *songs.front());
+        std::optional<std::string> found = context_.songs ? context_.songs->Find(id) : std::nullopt;
+        if (!found) found = Refer(22, 0, id);
         if (!found) return false;
         song = std::move(*found);
         return true;
@@ -435,6 +437,50 @@ std::string Identity(const XmlSectionInfo& section, std::string_view line) {
 }
 
 }  // namespace
+
+namespace {
+
+// What a sound's lines take from its song, in this order.
+const std::vector<const Field*>& SongFactFields() {
+    static const std::vector<const Field*> fields = {&Fld(22, "Artist_1"),
+                                                     &Fld(22, "Category"),
+                                                     &Fld(22, "Title"),
+                                                     &Fld(22, "SecondText"),
+                                                     &Fld(22, "Ext"),
+                                                     &Fld(22, "Duration"),
+                                                     &Fld(22, "TypeDeCourbeFadeOut"),
+                                                     &Fld(22, "Type")};
+    return fields;
+}
+
+}  // namespace
+
+void ImportXMLSongs::Remember(const std::string& song) {
+    std::string id = Raw(song, Fld(22, "SongId"));
+    std::string facts;
+    for (const Field* f : SongFactFields()) facts.append(song, f->offset, f->width);
+    auto it = songs_.find(std::string_view(id));
+    if (it != songs_.end()) {
+        it->second = std::move(facts);
+    } else if (songs_.size() < kCapacity) {
+        songs_.emplace(std::move(id), std::move(facts));
+    }
+}
+
+std::optional<std::string> ImportXMLSongs::Find(std::string_view songId) const {
+    auto it = songs_.find(songId);
+    if (it == songs_.end()) return std::nullopt;
+    static const std::string blank = BlankRecord(22);
+    std::string song = blank;
+    const Field& id = Fld(22, "SongId");
+    song.replace(id.offset, id.width, FixedWidth(songId, id.width));
+    size_t at = 0;
+    for (const Field* f : SongFactFields()) {
+        song.replace(f->offset, f->width, it->second, at, f->width);
+        at += f->width;
+    }
+    return song;
+}
 
 std::string ImportXMLInitStructureBTR(int fileNumber) {
     // Built once per file: every record of a delivery starts from it.

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -76,6 +77,23 @@ struct XmlTextHash {
 };
 using XmlCodes = std::unordered_map<std::string, CodeResult, XmlTextHash, std::equal_to<>>;
 
+// The songs a run has written, by code, with what the lines of their sounds take from them
+// (files 26 and 31): a delivery's sounds follow its songs, and reading each song back from its
+// file would cost a look-up per sound. At most kCapacity songs are kept, a few megabytes; the
+// others are read from the file.
+class ImportXMLSongs {
+  public:
+    static constexpr size_t kCapacity = 32768;
+    // A record of file 22 that was written.
+    void Remember(const std::string& song);
+    // The song's record as far as the sounds read it (code, artist, category, title, second
+    // text, extension, duration, fade-out curve, type; the rest blank), when it was written.
+    std::optional<std::string> Find(std::string_view songId) const;
+
+  private:
+    std::unordered_map<std::string, std::string, XmlTextHash, std::equal_to<>> songs_;
+};
+
 struct ImportXMLContexte {
     ImportXMLRecords& records;  // what the look-ups see
     MusicSettings music;
@@ -83,6 +101,7 @@ struct ImportXMLContexte {
     // Label texts already turned into codes (or refused) by kind: a delivery names the same few
     // labels on every line. Whoever writes labels (file 21) clears it.
     std::map<std::string, XmlCodes, std::less<>> codes;
+    const ImportXMLSongs* songs = nullptr;  // the songs written so far, when the caller keeps them
 };
 
 struct XmlRecordBuild {

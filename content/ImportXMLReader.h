@@ -48,7 +48,10 @@ class XmlNullVisitor final : public XmlDeliveryVisitor {
 };
 
 // Reads `path` (ISO-8859-1) through the visitor. Memory stays within one line and one buffer.
-XmlReadResult ImportXMLLireFichier(const std::string& path, XmlDeliveryVisitor& visitor);
+// `checkBytes` off skips the search for control characters, for a file read through once
+// already and unchanged since.
+XmlReadResult ImportXMLLireFichier(const std::string& path, XmlDeliveryVisitor& visitor,
+                                   bool checkBytes = true);
 
 // The reason a record line cannot be read, "" when every element on it is closed.
 std::string ImportXMLVerifieLigne(std::string_view line, std::string_view item, long lineNumber);
