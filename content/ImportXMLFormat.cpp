@@ -231,6 +231,9 @@ XmlElements::XmlElements(std::string_view line, std::string_view item, bool coll
 }
 
 std::string_view XmlElements::Value(std::string_view name) const {
+    // Most of the elements a section may hold are absent from a given line: the names' hashes
+    // tell so without a search.
+    if (!seen_[NameHash(name)]) return {};
     const size_t n = elements_.size();
     for (size_t i = 0; i < n; ++i) {
         const size_t at = cursor_ + i < n ? cursor_ + i : cursor_ + i - n;
@@ -242,13 +245,17 @@ std::string_view XmlElements::Value(std::string_view name) const {
     return {};
 }
 
+size_t XmlElements::NameHash(std::string_view name) {
+    uint32_t h = 2166136261u;
+    for (char c : name) h = (h ^ static_cast<unsigned char>(c)) * 16777619u;
+    return h & (kHashes - 1);
+}
+
 void XmlElements::Add(std::string_view name, std::string_view value) {
     if (!collect_) return;
     // The first of a name wins. A later one is looked for among the earlier names only when
     // its hash was seen before, which a line of distinct names seldom meets.
-    uint32_t h = 2166136261u;
-    for (char c : name) h = (h ^ static_cast<unsigned char>(c)) * 16777619u;
-    h &= seen_.size() - 1;
+    const size_t h = NameHash(name);
     if (seen_[h]) {
         for (const auto& e : elements_)
             if (e.first == name) return;

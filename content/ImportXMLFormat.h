@@ -105,6 +105,8 @@ class XmlElements {
     const std::string& Probleme() const { return problem_; }
 
   private:
+    static constexpr size_t kHashes = 4096;
+    static size_t NameHash(std::string_view name);
     void Add(std::string_view name, std::string_view value);
 
     std::vector<std::pair<std::string_view, std::string_view>> elements_;

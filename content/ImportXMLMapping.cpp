@@ -228,7 +228,7 @@ class Builder {
             }
             case XmlConv::Label:
             case XmlConv::Cpstt: {
-                const CodeResult& code = Code(rule.kind, value);
+                const CodeResult& code = Code(rule, value);
                 if (!code.ok) return Refuse(code.refusal);
                 if (!code.skip) Put(field, code.code);
                 return true;
@@ -238,17 +238,17 @@ class Builder {
     }
 
     // A label text's code, looked up once per run and kind.
-    const CodeResult& Code(const std::string& kind, std::string_view text) {
-        auto byKind = context_.codes.find(kind);
-        if (byKind == context_.codes.end()) byKind = context_.codes.emplace(kind, XmlCodes()).first;
-        XmlCodes& codes = byKind->second;
+    const CodeResult& Code(const XmlElementRule& rule, std::string_view text) {
+        const size_t slot = static_cast<size_t>(rule.kindSlot);
+        if (context_.codes.size() <= slot) context_.codes.resize(slot + 1);
+        XmlCodes& codes = context_.codes[slot];
         auto known = codes.find(text);
         if (known == codes.end()) {
             if (codes.size() >= 4096) codes.clear();
             known = codes
                         .emplace(std::string(text),
-                                 ImportXMLVerificationCode(context_.records, context_.music, kind,
-                                                           std::string(text)))
+                                 ImportXMLVerificationCode(context_.records, context_.music,
+                                                           rule.kind, std::string(text)))
                         .first;
         }
         return known->second;
@@ -315,8 +315,8 @@ class Builder {
             for (const Field* f : songs) Put(*f, *id);
         }
         const std::string id = Raw(out_.record, *songs.front());
-        std::optional<std::string> found = context_.songs ? context_.songs->Find(id) : std::nullopt;
-        if (!found) found = Refer(22, 0, id);
+        if (context_.songs && context_.songs->Find(id, song)) return true;
+        std::optional<std::string> found = Refer(22, 0, id);
         if (!found) return false;
         song = std::move(*found);
         return true;
@@ -455,31 +455,68 @@ const std::vector<const Field*>& SongFactFields() {
 
 }  // namespace
 
-void ImportXMLSongs::Remember(const std::string& song) {
-    std::string id = Raw(song, Fld(22, "SongId"));
-    std::string facts;
-    for (const Field* f : SongFactFields()) facts.append(song, f->offset, f->width);
-    auto it = songs_.find(std::string_view(id));
-    if (it != songs_.end()) {
-        it->second = std::move(facts);
-    } else if (songs_.size() < kCapacity) {
-        songs_.emplace(std::move(id), std::move(facts));
+namespace {
+
+size_t FactsWidth() {
+    static const size_t width = [] {
+        size_t w = 0;
+        for (const Field* f : SongFactFields()) w += f->width;
+        return w;
+    }();
+    return width;
+}
+
+uint64_t SongKey(std::string_view songId) {
+    char bytes[8] = {' ', ' ', ' ', ' ', ' ', ' ', ' ', ' '};
+    std::memcpy(bytes, songId.data(), std::min<size_t>(8, songId.size()));
+    uint64_t key;
+    std::memcpy(&key, bytes, 8);
+    return key;
+}
+
+}  // namespace
+
+size_t ImportXMLSongs::Slot(uint64_t key) const {
+    size_t at = static_cast<size_t>((key * 0x9E3779B97F4A7C15ULL) >> 48) & (kSlots - 1);
+    while (keys_[at] != 0 && keys_[at] != key) at = (at + 1) & (kSlots - 1);
+    return at;
+}
+
+void ImportXMLSongs::Remember(std::string_view song) {
+    static const Field& id = Fld(22, "SongId");
+    if (keys_.empty()) {
+        keys_.assign(kSlots, 0);
+        facts_.resize(kSlots * FactsWidth());
+    }
+    const uint64_t key = SongKey(song.substr(id.offset, id.width));
+    const size_t at = Slot(key);
+    if (keys_[at] == 0) {
+        if (count_ >= kCapacity) return;  // the others are read from the file
+        keys_[at] = key;
+        ++count_;
+    }
+    char* out = facts_.data() + at * FactsWidth();
+    for (const Field* f : SongFactFields()) {
+        std::memcpy(out, song.data() + f->offset, f->width);
+        out += f->width;
     }
 }
 
-std::optional<std::string> ImportXMLSongs::Find(std::string_view songId) const {
-    auto it = songs_.find(songId);
-    if (it == songs_.end()) return std::nullopt;
+bool ImportXMLSongs::Find(std::string_view songId, std::string& song) const {
+    if (keys_.empty()) return false;
+    const uint64_t key = SongKey(songId);
+    const size_t at = Slot(key);
+    if (keys_[at] != key) return false;
     static const std::string blank = BlankRecord(22);
-    std::string song = blank;
-    const Field& id = Fld(22, "SongId");
-    song.replace(id.offset, id.width, FixedWidth(songId, id.width));
-    size_t at = 0;
+    static const Field& id = Fld(22, "SongId");
+    song = blank;
+    std::memcpy(song.data() + id.offset, &key, 8);
+    const char* in = facts_.data() + at * FactsWidth();
     for (const Field* f : SongFactFields()) {
-        song.replace(f->offset, f->width, it->second, at, f->width);
-        at += f->width;
+        std::memcpy(song.data() + f->offset, in, f->width);
+        in += f->width;
     }
-    return song;
+    return true;
 }
 
 std::string ImportXMLInitStructureBTR(int fileNumber) {

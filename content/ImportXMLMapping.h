@@ -13,6 +13,7 @@
 // le magnétophone"), completing the line from the song's record in file 22.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -52,6 +53,7 @@ struct XmlElementRule {
     bool spread = false;
     bool required = false;  // an empty value refuses the record
     bool listed = true;     // false: an element this program reads beyond the suite's list
+    int kindSlot = -1;      // Label and Cpstt: the kind's place among ImportXMLContexte::codes
 };
 
 struct XmlSectionRules {
@@ -85,13 +87,19 @@ class ImportXMLSongs {
   public:
     static constexpr size_t kCapacity = 32768;
     // A record of file 22 that was written.
-    void Remember(const std::string& song);
-    // The song's record as far as the sounds read it (code, artist, category, title, second
-    // text, extension, duration, fade-out curve, type; the rest blank), when it was written.
-    std::optional<std::string> Find(std::string_view songId) const;
+    void Remember(std::string_view song);
+    // Fills `song` with the song's record as far as the sounds read it (code, artist, category,
+    // title, second text, extension, duration, fade-out curve, type; the rest blank); false when
+    // this run did not write it.
+    bool Find(std::string_view songId, std::string& song) const;
 
   private:
-    std::unordered_map<std::string, std::string, XmlTextHash, std::equal_to<>> songs_;
+    // Open addressing on the eight bytes of the code, never more than half full.
+    static constexpr size_t kSlots = 2 * kCapacity;
+    size_t Slot(uint64_t key) const;
+    std::vector<uint64_t> keys_;  // 0: an empty slot (a song code is text, never eight NULs)
+    std::vector<char> facts_;     // each slot's fields, one after the other
+    size_t count_ = 0;
 };
 
 struct ImportXMLContexte {
@@ -100,7 +108,7 @@ struct ImportXMLContexte {
     std::string categorie;  // the category code given to songs delivered without one
     // Label texts already turned into codes (or refused) by kind: a delivery names the same few
     // labels on every line. Whoever writes labels (file 21) clears it.
-    std::map<std::string, XmlCodes, std::less<>> codes;
+    std::vector<XmlCodes> codes;            // by the rules' kindSlot
     const ImportXMLSongs* songs = nullptr;  // the songs written so far, when the caller keeps them
 };
 

@@ -1,4 +1,5 @@
 // The element rules of every section (see ImportXMLMapping.h and docs/xml-import.md).
+#include <algorithm>
 #include <stdexcept>
 
 #include "content/ImportXMLMapping.h"
@@ -310,6 +311,15 @@ std::vector<XmlSectionRules> BuildRules() {
 // its first import (and the tests), rather than writing somewhere.
 std::vector<XmlSectionRules> ResolvedRules() {
     std::vector<XmlSectionRules> all = BuildRules();
+    std::vector<std::string> kinds;  // each kind of label gets one place for its codes
+    for (XmlSectionRules& section : all) {
+        for (XmlElementRule& rule : section.rules) {
+            if (rule.conv != XmlConv::Label && rule.conv != XmlConv::Cpstt) continue;
+            auto at = std::find(kinds.begin(), kinds.end(), rule.kind);
+            if (at == kinds.end()) at = kinds.insert(kinds.end(), rule.kind);
+            rule.kindSlot = static_cast<int>(at - kinds.begin());
+        }
+    }
     for (XmlSectionRules& section : all) {
         section.identityDuplicates =
             (KeysOf(section.fileNumber)[static_cast<size_t>(section.identityKey)].front().flags &
