@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <filesystem>
 #include <set>
-#include <unordered_set>
 
 #include "app/Clock.h"
 #include "app/DateTime.h"
@@ -224,18 +224,29 @@ class ImportPass final : public XmlDeliveryVisitor {
     // Whether a key of a file whose identity key allows duplicates (7, 26) is surely new: the
     // file was empty when the run began and the run has not written that key. An insert then
     // needs no read before it, and the reads would stop the bulk load from grouping its rows.
+    // The keys written are kept as bits of a fixed table (a Bloom filter): one that seems seen
+    // already is looked up in the file, so a false alarm costs a read and memory stays flat.
     bool NewInFreshFile(int file, const std::string& identity) {
         Fresh& f = fresh_[static_cast<size_t>(file)];
-        if (f.state == Fresh::Unknown)
+        if (f.state == Fresh::Unknown) {
             f.state = bank_.RecordCount(options_.base, file, options_.station) == 0 ? Fresh::Yes
                                                                                     : Fresh::No;
+            if (f.state == Fresh::Yes) f.bits.assign(Fresh::kBits / 64, 0);
+        }
         if (f.state == Fresh::No) return false;
-        return f.written.insert(std::hash<std::string>()(identity)).second;
+        const uint64_t h = std::hash<std::string>()(identity) * 0x9E3779B97F4A7C15ULL;
+        const size_t a = static_cast<size_t>(h >> 44) & (Fresh::kBits - 1);
+        const size_t b = static_cast<size_t>(h >> 24) & (Fresh::kBits - 1);
+        const bool seen = (f.bits[a / 64] >> (a % 64) & 1) && (f.bits[b / 64] >> (b % 64) & 1);
+        f.bits[a / 64] |= uint64_t{1} << (a % 64);
+        f.bits[b / 64] |= uint64_t{1} << (b % 64);
+        return !seen;
     }
 
     struct Fresh {
+        static constexpr size_t kBits = size_t{1} << 20;  // 128 KiB
         enum { Unknown, Yes, No } state = Unknown;
-        std::unordered_set<size_t> written;  // hashes: a collision only costs a read
+        std::vector<uint64_t> bits;
     };
     std::array<Fresh, kCatalogueSize> fresh_;
 
