@@ -11,6 +11,7 @@
 #include "app/Dialogs.h"
 #include "app/Errors.h"
 #include "app/EventPump.h"
+#include "app/Ini.h"
 #include "app/Log.h"
 #include "app/LongRun.h"
 #include "app/Paths.h"
@@ -366,6 +367,85 @@ std::string ImportXMLDossierSourceParDefaut(int base) {
     const std::string& shared = Site().bases[static_cast<size_t>(base)].sharedFolder;
     if (shared.empty()) return "";
     return NormaliseFolder(JoinPath(shared, kImportXMLDossier));
+}
+
+namespace {
+
+std::string ReglagesFile(int base) {
+    return Site().bases.at(static_cast<size_t>(base)).ServeurIni();
+}
+std::string ReglagesSection(int base) {
+    return "Base_" + std::to_string(base);
+}
+int Number(const std::string& text, int fallback) {
+    try {
+        size_t used = 0;
+        const int value = std::stoi(text, &used);
+        return used == text.size() ? value : fallback;
+    } catch (...) {
+        return fallback;
+    }
+}
+
+}  // namespace
+
+ImportXMLReglages LectureReglagesImportXML(int base) {
+    ImportXMLReglages r;
+    if (base < 0 || base >= static_cast<int>(Site().bases.size())) return r;
+    const std::string file = ReglagesFile(base), section = ReglagesSection(base);
+    r.dossier = LectureIni(file, section, "ImportXML_Dossier", "");
+    r.base = Number(LectureIni(file, section, "ImportXML_Base", "-1"), -1);
+    r.station = Number(LectureIni(file, section, "ImportXML_Station", "1"), 1);
+    r.categorie = LectureIni(file, section, "ImportXML_Categorie", "");
+    r.validation = LectureIni(file, section, "ImportXML_Validation", "0") == "1";
+    r.section = LectureIni(file, section, "ImportXML_Type", "");
+    return r;
+}
+
+void EcritureReglagesImportXML(int base, const ImportXMLReglages& r) {
+    if (base < 0 || base >= static_cast<int>(Site().bases.size())) return;
+    const std::string file = ReglagesFile(base), section = ReglagesSection(base);
+    EcritureIni(file, section, "ImportXML_Dossier", r.dossier);
+    EcritureIni(file, section, "ImportXML_Base", std::to_string(r.base));
+    EcritureIni(file, section, "ImportXML_Station", std::to_string(r.station));
+    EcritureIni(file, section, "ImportXML_Categorie", r.categorie);
+    EcritureIni(file, section, "ImportXML_Validation", r.validation ? "1" : "0");
+    EcritureIni(file, section, "ImportXML_Type", r.section);
+}
+
+std::string LectureLargeursImportXML(int base, const std::string& sectionElement) {
+    if (base < 0 || base >= static_cast<int>(Site().bases.size())) return "";
+    return LectureIni(ReglagesFile(base), ReglagesSection(base),
+                      "ImportXML_Largeurs_" + sectionElement, "");
+}
+
+void EcritureLargeursImportXML(int base, const std::string& sectionElement,
+                               const std::string& widths) {
+    if (base < 0 || base >= static_cast<int>(Site().bases.size())) return;
+    EcritureIni(ReglagesFile(base), ReglagesSection(base), "ImportXML_Largeurs_" + sectionElement,
+                widths);
+}
+
+std::vector<std::pair<std::string, std::string>> ImportXMLCategories(SlotBank& bank, int base,
+                                                                     int station) {
+    std::vector<std::pair<std::string, std::string>> categories;
+    const std::string path = DataFilePath(base, 21, station);
+    ScopedQuiet quiet(bank);
+    if (path.empty() || !FileExists(path) ||
+        bank.OuvertureFichierBTrieve(base, 21, path, CatalogueEntryFor(21).recordLength, station,
+                                     btr::kOpenReadOnly) != btr::kSuccess)
+        return categories;
+    // Key 1 is the kind then the label: the categories come in label order.
+    std::string data, key = "CATEG";
+    const std::string caller = "ImportXMLCategories:" + std::string(kModuleImportXML);
+    bank.BTRieve(base, btr::kGetGreaterOrEqual, data, key, 1, 21, station, caller);
+    while (bank.LastStatus() == btr::kSuccess && StartsWith(data, "CATEG")) {
+        RecordView v(21, data);
+        categories.emplace_back(v.Utf8("Code"), v.Utf8("Label"));
+        bank.BTRieve(base, btr::kGetNext, data, key, 1, 21, station, caller);
+    }
+    bank.FermetureFichierBTrieve(base, 21, station);
+    return categories;
 }
 
 std::string ImportXMLRefus::Text() const {

@@ -19,6 +19,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "app/Progress.h"
@@ -32,6 +33,28 @@ inline constexpr const char* kImportXMLDossier = "Import_XML";
 // The default of TexteImportXMLDossierSource for base `base` (0-based): the shared folder's
 // "Import_XML" folder, with a trailing separator; "" for a base the site does not have.
 std::string ImportXMLDossierSourceParDefaut(int base);
+
+// The Import tab's XML settings of a base, kept with its other import settings in its
+// "KV3_Toverin_Serveur.ini" (section "Base_" and the base's index, keys "ImportXML_...").
+struct ImportXMLReglages {
+    std::string dossier;    // TexteImportXMLDossierSource; "" takes ImportXMLDossierSourceParDefaut
+    int base = -1;          // ComboImportXMLBase; -1: the page's own base
+    int station = 1;        // ComboImportXMLStation
+    std::string categorie;  // ComboImportXMLCategorie: a category code (UTF-8), "" for none
+    bool validation = false;  // CheckImportXMLValidation
+    std::string section;      // ComboTypeImportXML: the section element shown ("KV3_Customer")
+};
+ImportXMLReglages LectureReglagesImportXML(int base);
+void EcritureReglagesImportXML(int base, const ImportXMLReglages& reglages);
+// The list view's column widths for a section, as saved ("" when none were).
+std::string LectureLargeursImportXML(int base, const std::string& sectionElement);
+void EcritureLargeursImportXML(int base, const std::string& sectionElement,
+                               const std::string& widths);
+
+// The categories of a station ("CATEG" labels of file 21), code and label in UTF-8, in label
+// order, for ComboImportXMLCategorie; none when the file cannot be read.
+std::vector<std::pair<std::string, std::string>> ImportXMLCategories(SlotBank& bank, int base,
+                                                                     int station);
 
 struct ImportXMLOptions {
     int base = -1;          // 0-based; -1: none chosen

@@ -28,6 +28,7 @@
 #include "ui/FrmSetup.h"
 #include "ui/FrmSplash.h"
 #include "ui/FrmSysTray.h"
+#include "ui/ImportXMLPages.h"
 #include "ui/OperationPages.h"
 #include "ui/PlanningPages.h"
 #include "ui/SingleInstance.h"
@@ -145,6 +146,8 @@ bool Frm_Main::Form_Load() {
         planning_ = new PlanningPages(this, operationPages_->view());
         planning_->Build();
         planning_->scheduler().standbyCheck = [this] { TimerVeille_Timer(); };
+        importXml_ = new ImportXMLPages(this);
+        importXml_->Build();
         if (!timerMainTick) timerMainTick = [this] { planning_->scheduler().TimerMain_Timer(); };
         if (!savePlanning) savePlanning = [this] { planning_->SaveAll(); };
         tray_ = new FrmSysTray([this] { ShowFromStandby(); }, [this] { ShowAbout(); }, this);

@@ -16,6 +16,7 @@ class QVBoxLayout;
 namespace toverin::ui {
 
 class FrmSplash;
+class ImportXMLPages;
 class OperationPages;
 class PlanningPages;
 class FrmSysTray;
@@ -117,6 +118,7 @@ class Frm_Main : public QMainWindow {
     QPointer<FrmSplash> splash_;
     OperationPages* operationPages_ = nullptr;
     PlanningPages* planning_ = nullptr;
+    ImportXMLPages* importXml_ = nullptr;
     FrmSysTray* tray_ = nullptr;
     QPointer<FrmSetup> setup_;
     QTimer* timerLog_;
