@@ -91,24 +91,43 @@ const XmlSectionInfo* SectionByElement(std::string_view element) {
     return nullptr;
 }
 
+namespace {
+
+// An attribute in an opening tag's text (from the blank after the item's name to the ">").
+std::optional<std::string_view> AttributeIn(std::string_view tag, std::string_view name) {
+    for (size_t at = tag.find(name); at != std::string_view::npos; at = tag.find(name, at + 1)) {
+        const size_t after = at + name.size();
+        if (at == 0 || (tag[at - 1] != ' ' && tag[at - 1] != '\t') || after + 1 >= tag.size() ||
+            tag[after] != '=' || tag[after + 1] != '"')
+            continue;
+        const size_t valueStart = after + 2;
+        size_t close = tag.find('"', valueStart);
+        if (close == std::string_view::npos) close = tag.size();
+        return tag.substr(valueStart, close - valueStart);
+    }
+    return std::nullopt;
+}
+
+// The text of item `item`'s opening tag after its name, and where the tag ends (npos when the
+// line has no such tag).
+std::string_view OpeningTag(std::string_view line, std::string_view item, size_t& end) {
+    end = std::string_view::npos;
+    const size_t start = ImportXMLOuvertureItem(line, item);
+    if (start == std::string_view::npos) return {};
+    end = line.find('>', start);
+    return line.substr(start, (end == std::string_view::npos ? line.size() : end) - start);
+}
+
+}  // namespace
+
 std::optional<std::string> ImportXMLAttribut(std::string_view line, std::string_view item,
                                              std::string_view name) {
-    size_t start = ImportXMLOuvertureItem(line, item);
-    if (start == std::string_view::npos) return std::nullopt;
-    size_t end = line.find('>', start);
-    if (end == std::string_view::npos) end = line.size();
-    std::string_view tag = line.substr(start - 1, end - start + 1);  // from the blank before
-    std::string pattern = " " + std::string(name) + "=\"";
-    size_t at = tag.find(pattern);
-    if (at == std::string_view::npos) {
-        pattern[0] = '\t';
-        at = tag.find(pattern);
-        if (at == std::string_view::npos) return std::nullopt;
-    }
-    size_t valueStart = at + pattern.size();
-    size_t close = tag.find('"', valueStart);
-    if (close == std::string_view::npos) close = tag.size();
-    return std::string(tag.substr(valueStart, close - valueStart));
+    size_t end;
+    const std::string_view tag = OpeningTag(line, item, end);
+    if (tag.data() == nullptr) return std::nullopt;
+    std::optional<std::string_view> value = AttributeIn(tag, name);
+    if (!value) return std::nullopt;
+    return std::string(*value);
 }
 
 std::string ImportXMLExtraitBalise(std::string_view line, std::string_view tag, int mode,
@@ -137,10 +156,10 @@ std::string ImportXMLExtraitBalise(std::string_view line, std::string_view tag, 
     return ImportXMLNettoieCDATA(line.substr(start, close - start));
 }
 
-std::string_view ImportXMLContenu(std::string_view line, std::string_view item) {
-    size_t start = ImportXMLOuvertureItem(line, item);
-    if (start == std::string_view::npos) return line;
-    start = line.find('>', start);
+namespace {
+
+// What follows the item's opening tag (which ends at `start`) up to its last closing tag.
+std::string_view ContentAfter(std::string_view line, std::string_view item, size_t start) {
     if (start == std::string_view::npos) return line;
     // The last "</item>": the record's closing tag usually ends the line.
     size_t end = line.size();
@@ -153,6 +172,14 @@ std::string_view ImportXMLContenu(std::string_view line, std::string_view item) 
         }
     }
     return line.substr(start + 1, end - start - 1);
+}
+
+}  // namespace
+
+std::string_view ImportXMLContenu(std::string_view line, std::string_view item) {
+    const size_t start = ImportXMLOuvertureItem(line, item);
+    return ContentAfter(line, item,
+                        start == std::string_view::npos ? start : line.find('>', start));
 }
 
 namespace {
@@ -173,7 +200,9 @@ bool NameStart(char c) {
 
 XmlElements::XmlElements(std::string_view line, std::string_view item, bool collect)
     : collect_(collect) {
-    const std::string_view content = ImportXMLContenu(line, item);
+    size_t tagEnd;
+    opening_ = OpeningTag(line, item, tagEnd);
+    const std::string_view content = ContentAfter(line, item, tagEnd);
     if (collect_) elements_.reserve(64);
     std::array<std::string_view, 16> open;  // the elements open, outermost first
     size_t depth = 0;
@@ -230,10 +259,10 @@ XmlElements::XmlElements(std::string_view line, std::string_view item, bool coll
     }
 }
 
-std::string_view XmlElements::Value(std::string_view name) const {
+std::string_view XmlElements::Value(std::string_view name, size_t hash) const {
     // Most of the elements a section may hold are absent from a given line: the names' hashes
     // tell so without a search.
-    if (!seen_[NameHash(name)]) return {};
+    if (!seen_[hash]) return {};
     const size_t n = elements_.size();
     for (size_t i = 0; i < n; ++i) {
         const size_t at = cursor_ + i < n ? cursor_ + i : cursor_ + i - n;
@@ -243,6 +272,10 @@ std::string_view XmlElements::Value(std::string_view name) const {
         }
     }
     return {};
+}
+
+std::optional<std::string_view> XmlElements::Attribute(std::string_view name) const {
+    return AttributeIn(opening_, name);
 }
 
 size_t XmlElements::NameHash(std::string_view name) {

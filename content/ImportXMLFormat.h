@@ -98,7 +98,12 @@ class XmlElements {
     // With `collect` off the line is only checked: Value then finds nothing.
     XmlElements(std::string_view line, std::string_view item, bool collect = true);
     // The value of element `name`, "" when the line has none.
-    std::string_view Value(std::string_view name) const;
+    std::string_view Value(std::string_view name) const { return Value(name, NameHash(name)); }
+    // The same with the name's hash known (NameHash).
+    std::string_view Value(std::string_view name, size_t hash) const;
+    static size_t NameHash(std::string_view name);
+    // An attribute of the item's opening tag (ImportXMLAttribut of the line), raw.
+    std::optional<std::string_view> Attribute(std::string_view name) const;
     size_t size() const { return elements_.size(); }
     // What is wrong with the elements of the line ("La balise <Town> n'est pas fermée"), "" when
     // nothing is.
@@ -106,12 +111,12 @@ class XmlElements {
 
   private:
     static constexpr size_t kHashes = 4096;
-    static size_t NameHash(std::string_view name);
     void Add(std::string_view name, std::string_view value);
 
     std::vector<std::pair<std::string_view, std::string_view>> elements_;
     std::bitset<4096> seen_;  // hashes of the names added
     std::string problem_;
+    std::string_view opening_;  // the item's opening tag after its name
     bool collect_;
     mutable size_t cursor_ = 0;  // values are mostly asked for in the line's order
 };

@@ -16,10 +16,11 @@ namespace toverin {
 namespace {
 
 // An attribute of the item's opening tag, or one of its elements, decoded.
-std::string ValueOf(const XmlSectionInfo& section, std::string_view line,
-                    const XmlElements& elements, const std::string& element) {
+std::string ValueOf(const XmlSectionInfo&, std::string_view, const XmlElements& elements,
+                    const std::string& element) {
     if (!element.empty() && element[0] == '@')
-        return FiltreChaine(ImportXMLAttribut(line, section.item, element.substr(1)).value_or(""));
+        return FiltreChaine(
+            elements.Attribute(std::string_view(element).substr(1)).value_or(std::string_view()));
     return FiltreChaine(elements.Value(element));
 }
 
@@ -146,7 +147,7 @@ class Builder {
             decoded = Value(rule.element);
             value = decoded;
         } else {
-            value = elements_.Value(rule.element);
+            value = elements_.Value(rule.element, rule.nameHash);
             if (FiltreChaineUtile(value)) {
                 decoded = FiltreChaine(value);
                 value = decoded;

@@ -54,6 +54,7 @@ struct XmlElementRule {
     bool required = false;  // an empty value refuses the record
     bool listed = true;     // false: an element this program reads beyond the suite's list
     int kindSlot = -1;      // Label and Cpstt: the kind's place among ImportXMLContexte::codes
+    size_t nameHash = 0;    // XmlElements::NameHash of the element
 };
 
 struct XmlSectionRules {

@@ -326,6 +326,7 @@ std::vector<XmlSectionRules> ResolvedRules() {
              btr::kKeyDuplicates) != 0;
         const RecordLayout& layout = LayoutFor(section.fileNumber);
         for (XmlElementRule& rule : section.rules) {
+            rule.nameHash = XmlElements::NameHash(rule.element);
             for (XmlTarget& t : rule.targets) {
                 t.resolved = layout.Find(t.field, t.occurrence);
                 if (!t.resolved ||
