@@ -280,11 +280,21 @@ class Builder {
         if (negative) number = -number;
         const int width =
             target.part >= 0 ? field.parts[static_cast<size_t>(target.part)] : field.width;
-        const std::string text = ZeroPad(number, width);
-        if (static_cast<int>(text.size()) != width)
+        // Zero-padded to the width, written in place ("-" first when negative).
+        char text[24];
+        unsigned long long rest = negative ? 0ULL - static_cast<unsigned long long>(number)
+                                           : static_cast<unsigned long long>(number);
+        int at = width;
+        while (at > 0 && (rest > 0 || at == width)) {
+            text[--at] = static_cast<char>('0' + rest % 10);
+            rest /= 10;
+        }
+        while (at > (negative ? 1 : 0)) text[--at] = '0';
+        if (negative && at == 1) text[--at] = '-';
+        if (rest > 0 || at != 0 || width > 23)
             return Refuse("Valeur trop grande pour " + Shown(rule.element) + " (" +
                           std::to_string(width) + " chiffres): " + U(value));
-        Put(field, text, target.part);
+        Put(field, std::string_view(text, static_cast<size_t>(width)), target.part);
         return true;
     }
 

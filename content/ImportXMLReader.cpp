@@ -217,7 +217,8 @@ class EnvelopeReader {
         }
         const std::string_view item = section_->item;
         const bool opens = ImportXMLOuvertureItem(line, item) != std::string_view::npos;
-        const bool closes = line.find(itemClose_) != std::string_view::npos;
+        // The closing tag ends a record line: looked for from the end, it is found at once.
+        const bool closes = line.rfind(itemClose_) != std::string_view::npos;
         if (opens && closes) {
             const XmlElements elements(line, item, visitor_.WantsElements());
             if (!elements.Probleme().empty())
