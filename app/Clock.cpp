@@ -21,15 +21,19 @@ TickState gTick;
 
 }  // namespace
 
-LocalTime SystemClock::Now() const {
+LocalTime LocalTimeOf(std::chrono::system_clock::time_point instant) {
     using namespace std::chrono;
-    auto now = system_clock::now();
-    std::time_t t = system_clock::to_time_t(now);
+    std::time_t t = system_clock::to_time_t(instant);
     std::tm tm{};
     localtime_r(&t, &tm);
-    auto ms = duration_cast<milliseconds>(now.time_since_epoch()) % 1000;
+    auto ms = duration_cast<milliseconds>(instant.time_since_epoch()) % 1000;
+    if (ms.count() < 0) ms += seconds(1);
     auto days = local_days{year{tm.tm_year + 1900} / (tm.tm_mon + 1) / tm.tm_mday};
     return LocalTime{days} + hours{tm.tm_hour} + minutes{tm.tm_min} + seconds{tm.tm_sec} + ms;
+}
+
+LocalTime SystemClock::Now() const {
+    return LocalTimeOf(std::chrono::system_clock::now());
 }
 
 uint32_t SystemClock::TickCount32() const {
@@ -91,7 +95,7 @@ void ResetTickCount64() {
 
 void WaitOnDuration(int32_t ms) {
     uint64_t start = GetTickCount64();
-    while (true) {
+    while (!TerminationRequested()) {
         DoEvents();
         uint64_t now = GetTickCount64();
         uint64_t elapsed = now > start ? now - start : start - now;

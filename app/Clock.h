@@ -55,6 +55,9 @@ class FakeClock final : public Clock {
     friend class FakeClockAccess;
 };
 
+// The machine's local time of an instant (a file's date, the system clock).
+LocalTime LocalTimeOf(std::chrono::system_clock::time_point instant);
+
 // The clock every part of the program reads. Tests install their own; nullptr restores the system
 // clock.
 Clock& AppClock();

@@ -49,7 +49,9 @@ void GestionDesErreurs(long number, const std::string& description, const std::s
         TraceLog("Err: " + std::to_string(number) + " |" + description);
         TraceLog("Source: " + source);
         TraceLog("Sub: " + procedure + " (Source: " + source + ")");
-        if (number == kAutomationError) {
+        // Known by its 32-bit value, read signed (-2147417848) or unsigned (2147549448).
+        if (number == static_cast<int32_t>(kAutomationError) ||
+            number == static_cast<long>(kAutomationError)) {
             TraceLogEncadre(std::string("Reboot the Computer because of Automation Error, ") +
                                 (RebootForbidden() ? "True" : "False"),
                             '=');
@@ -91,6 +93,23 @@ std::string GestErr_Fra(OwnError code, const std::string& name) {
         case OwnError::DatabaseOpenProblem:
             return "Problème à l'ouverture des fichiers de la base de données";
     }
+    return {};
+}
+
+std::string MessageCatalogue(std::string_view item) {
+    struct Item {
+        std::string_view name;
+        const char* text;
+    };
+    static constexpr Item kItems[] = {
+        {"Divers00",
+         "Conseil : le fichier semble endommagé ou inaccessible. Vérifiez que le serveur de "
+         "données est en marche et que son disque n'est pas plein ; si le problème persiste, "
+         "restaurez la dernière sauvegarde de la base (onglet Restauration) ou contactez "
+         "l'assistance technique."},
+    };
+    for (const Item& entry : kItems)
+        if (entry.name == item) return entry.text;
     return {};
 }
 

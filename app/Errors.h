@@ -1,9 +1,11 @@
 // The error hook every procedure calls from its error trap, and the program's own error texts.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "app/Clock.h"
 
@@ -21,8 +23,8 @@ class AppError : public std::runtime_error {
 };
 
 // The automation error on which the program asks for a reboot (the invoked object has
-// disconnected from its clients).
-inline constexpr long kAutomationError = static_cast<long>(0x80010108L);
+// disconnected from its clients), as a 32-bit value.
+inline constexpr uint32_t kAutomationError = 0x80010108u;
 
 // Reports a run-time error of `procedure` ("Name:Module", with a step mark in long procedures).
 // The same error of the same procedure repeated within a few seconds is reported once.
@@ -45,7 +47,9 @@ T Guarded(const std::string& procedure, T neutral, Body&& body) {
 }
 
 // The program-wide switch that forbids the reboot on the automation error (on by default, so a
-// workstation is never restarted unless the site asked for it), and the action that reboots.
+// workstation is never restarted unless the site asked for it: the options' "Redémarrer
+// l'ordinateur sur une erreur d'automation", registry value "RebootErreurAutomation" of
+// "Option_"), and the action that reboots.
 bool& RebootForbidden();
 void SetRebootAction(std::function<void()> action);
 
@@ -69,5 +73,9 @@ enum class OwnError {
 // The French text of one of the program's own errors; `name` completes the texts that name a
 // folder or file.
 std::string GestErr_Fra(OwnError code, const std::string& name = "");
+
+// The program's message catalogue: texts named by item ("Divers00", the help line added to the
+// record engine's reports of a file in trouble). "" for an item it does not hold.
+std::string MessageCatalogue(std::string_view item);
 
 }  // namespace toverin

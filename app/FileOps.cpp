@@ -32,10 +32,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-int ResultOf(const std::error_code& ec) {
+// The shell's result code for a failure; a missing path is the source's unless `atTarget`.
+int ResultOf(const std::error_code& ec, bool atTarget = false) {
     switch (ec.value()) {
         case ENOENT:
-            return kResultSourceMissing;
+        case ENOTDIR:
+            return atTarget ? kResultPathNotFound : kResultSourceMissing;
         case EACCES:
         case EPERM:
             return kResultAccessDenied;
@@ -94,19 +96,22 @@ class Descriptor {
 // The target's whole size is reserved first: the file system places it in one piece, and
 // renaming it over an older copy then need not write it out on the spot (ext4 does that for a
 // file whose blocks are not yet placed, which cost a backup's second-root copy twice its
-// time). Returns 0 or an errno value.
+// time). Returns 0 or a shell result code.
 int CopyContents(const std::string& source, const std::string& target) {
+    auto failed = [](bool atTarget) {
+        return ResultOf(std::error_code(errno, std::generic_category()), atTarget);
+    };
     Descriptor in(::open(source.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat st {};
-    if (in.get() < 0 || ::fstat(in.get(), &st) != 0) return errno;
+    if (in.get() < 0 || ::fstat(in.get(), &st) != 0) return failed(false);
     Descriptor out(
         ::open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, st.st_mode & 07777));
-    if (out.get() < 0) return errno;
+    if (out.get() < 0) return failed(true);
 #if defined(__linux__)
     // fallocate, not posix_fallocate: where the file system cannot reserve (some network
     // shares), the latter writes a byte into every block instead, which a copy can do without.
     if (st.st_size > 0 && ::fallocate(out.get(), 0, 0, st.st_size) != 0 && errno == ENOSPC)
-        return errno;  // other refusals: the copy goes on without
+        return failed(true);  // other refusals: the copy goes on without
 #else
     std::vector<char> buffer(1 << 20);
 #endif
@@ -118,33 +123,41 @@ int CopyContents(const std::string& source, const std::string& target) {
         ssize_t n = ::read(in.get(), buffer.data(), buffer.size());
         for (ssize_t written = 0, w = 0; n > 0 && written < n; written += w) {
             w = ::write(out.get(), buffer.data() + written, static_cast<size_t>(n - written));
-            if (w < 0) return errno;
+            if (w < 0) return failed(true);
         }
 #endif
         if (n < 0) {
             if (errno == EINTR) continue;
-            return errno;
+            return failed(true);
         }
         if (n == 0) break;  // the source shrank meanwhile: what it holds now is copied
         done += n;
     }
-    return out.Close() == 0 ? 0 : errno;
+    return out.Close() == 0 ? 0 : failed(true);
+}
+
+// The shell's copy and move make the target's folder when it is not there yet.
+int MakeTargetFolder(const std::string& target) {
+    fs::path folder = fs::path(target).parent_path();
+    std::error_code ec;
+    if (folder.empty() || fs::is_directory(folder, ec)) return 0;
+    fs::create_directories(folder, ec);
+    return ec ? ResultOf(ec, true) : 0;
 }
 
 // Copies through a temporary file in the target's folder so that a target is never half written.
 int CopyFile(const std::string& source, const std::string& target) {
     if (IsFileInUse(source) || IsFileInUse(target)) return kResultInUse;
+    if (int r = MakeTargetFolder(target)) return r;
     std::error_code ec;
     fs::path temp = target + ".part";
-    if (int error = CopyContents(source, temp.string())) ec.assign(error, std::generic_category());
-    if (ec) {
-        int r = ResultOf(ec);
+    if (int r = CopyContents(source, temp.string())) {
         fs::remove(temp, ec);
         return r;
     }
     fs::rename(temp, target, ec);
     if (ec) {
-        int r = ResultOf(ec);
+        int r = ResultOf(ec, true);
         fs::remove(temp, ec);
         return r;
     }
@@ -159,6 +172,48 @@ std::string GroupThousands(uint64_t whole) {
         out.insert(out.begin(), *it);
     }
     return out;
+}
+
+bool IsExecutableFile(const std::string& path) {
+    std::error_code ec;
+    return fs::is_regular_file(path, ec) && ::access(path.c_str(), X_OK) == 0;
+}
+
+// Starts `program` (searched in PATH) with `args`; its process id, or 0 with `error` set.
+long SpawnProgram(const std::string& program, std::vector<std::string> args, int& error) {
+    std::vector<std::string> words{program};
+    words.insert(words.end(), std::make_move_iterator(args.begin()),
+                 std::make_move_iterator(args.end()));
+    std::vector<char*> argv;
+    for (auto& w : words) argv.push_back(w.data());
+    argv.push_back(nullptr);
+    pid_t pid = 0;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    error = posix_spawnp(&pid, program.c_str(), &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    return error == 0 ? static_cast<long>(pid) : 0;
+}
+
+// The shell result of a program that could not be started.
+int SpawnResult(int error) {
+    switch (error) {
+        case ENOENT:
+            return 2;
+        case ENOTDIR:
+            return 3;
+        case EACCES:
+        case EPERM:
+            return 5;
+        case ENOEXEC:
+            return 11;
+        case ENOMEM:
+            return 8;
+        default:
+            return kShellOtherFailure;
+    }
 }
 
 }  // namespace
@@ -212,14 +267,14 @@ bool File_Move(const std::string& source, const std::string& target) {
         int result = 0;
         if (IsFileInUse(source) || IsFileInUse(target)) {
             result = kResultInUse;
-        } else {
+        } else if ((result = MakeTargetFolder(target)) == 0) {
             std::error_code ec;
             fs::rename(source, target, ec);
             if (ec.value() == EXDEV) {  // another disk: copy, then delete the source
                 result = CopyFile(source, target);
                 if (result == 0) fs::remove(source, ec);
             } else if (ec) {
-                result = ResultOf(ec);
+                result = ResultOf(ec, FileExists(source));
             }
         }
         if (result == 0) return true;
@@ -244,7 +299,7 @@ bool File_Rename(const std::string& source, const std::string& target) {
             result = kResultInUse;
         } else {
             fs::rename(source, target, ec);
-            if (ec) result = ResultOf(ec);
+            if (ec) result = ResultOf(ec, FileExists(source));
         }
         if (result == 0) return true;
         std::string reason = result == kResultInUse           ? "File in use: Source: "
@@ -254,7 +309,7 @@ bool File_Rename(const std::string& source, const std::string& target) {
                                  ? "Target file already exists: Source: "
                                  : "Source: ";
         TraceLog("File_Rename: Err: " + std::to_string(result) + " |" + reason + source +
-                 " Target: " + target);
+                 "  Target: " + target);
         return false;
     });
 }
@@ -367,18 +422,41 @@ ShellError ShellExError(int result) {
 
 int ShellEx(const std::string& file, const std::string& parameters) {
     int result;
-    bool isUrl = file.find("://") != std::string::npos;
-    if (!isUrl && !fs::exists(file)) {
-        result = 2;
+    const bool isUrl = file.find("://") != std::string::npos || StartsWith(file, "mailto:");
+    if (!isUrl && !PathExists(file)) {
+        // A file missing in a folder that is there, or a folder that is missing.
+        const std::string folder = FolderOf(file);
+        result = folder.empty() || FolderExists(folder) ? 2 : 3;
+    } else if (!isUrl && (!parameters.empty() || IsExecutableFile(file))) {
+        // A program: started with its parameters, each its own argument.
+        int error = 0;
+        result = SpawnProgram(file, SplitParameters(parameters), error) ? 42 : SpawnResult(error);
     } else {
-        std::string target = parameters.empty() ? file : file + " " + parameters;
-        long pid = ExecuterProgrammeExterne("xdg-open", target);
+        int error = 0;
+        long pid = SpawnProgram("xdg-open", {file}, error);
         if (pid == 0) {
-            result = 31;
+            // No opener at all: nothing can open the document.
+            result = error == ENOENT ? kShellNoAssociation : SpawnResult(error);
         } else {
-            // xdg-open answers at once: 0 opened, 2 file not found, 3 no opener, 4 action failed.
-            int code = AttenteFinProcessusExterne(pid);
-            result = code == 0 ? 42 : code == 2 ? 2 : code == 3 || code == 4 ? 31 : 0;
+            // The opener answers at once with its own codes: 0 opened, 1 bad call, 2 file not
+            // found, 3 no program that opens it, 4 the program failed, 5 no right to read.
+            switch (AttenteFinProcessusExterne(pid)) {
+                case 0:
+                    result = 42;
+                    break;
+                case 2:
+                    result = 2;
+                    break;
+                case 3:
+                    result = kShellNoAssociation;
+                    break;
+                case 5:
+                    result = 5;
+                    break;
+                default:
+                    result = kShellOtherFailure;
+                    break;
+            }
         }
     }
     if (result < 33) {
@@ -388,20 +466,38 @@ int ShellEx(const std::string& file, const std::string& parameters) {
     return result;
 }
 
+std::vector<std::string> SplitParameters(const std::string& parameters) {
+    // As a Windows command line is cut: blanks separate, double quotes group, and "" inside
+    // quotes is one quote.
+    std::vector<std::string> words;
+    std::string word;
+    bool quoted = false, any = false;
+    for (size_t i = 0; i < parameters.size(); ++i) {
+        char c = parameters[i];
+        if (c == '"') {
+            if (quoted && i + 1 < parameters.size() && parameters[i + 1] == '"') {
+                word.push_back('"');
+                ++i;
+            } else {
+                quoted = !quoted;
+            }
+            any = true;
+        } else if ((c == ' ' || c == '\t') && !quoted) {
+            if (any) words.push_back(word);
+            word.clear();
+            any = false;
+        } else {
+            word.push_back(c);
+            any = true;
+        }
+    }
+    if (any) words.push_back(word);
+    return words;
+}
+
 long ExecuterProgrammeExterne(const std::string& program, const std::string& parameters) {
-    std::vector<std::string> words{program};
-    if (!parameters.empty()) words.push_back(parameters);
-    std::vector<char*> argv;
-    for (auto& w : words) argv.push_back(w.data());
-    argv.push_back(nullptr);
-    pid_t pid = 0;
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    int rc = posix_spawnp(&pid, program.c_str(), &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    return rc == 0 ? static_cast<long>(pid) : 0;
+    int error = 0;
+    return SpawnProgram(program, SplitParameters(parameters), error);
 }
 
 int AttenteFinProcessusExterne(long processId) {

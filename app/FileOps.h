@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace toverin {
 
@@ -13,10 +14,16 @@ inline constexpr int kResultSourceMissing = 1026;
 inline constexpr int kResultCancelled = 1223;
 inline constexpr int kResultAccessDenied = 5;
 inline constexpr int kResultAlreadyExists = 183;
+inline constexpr int kResultPathNotFound = 3;  // the target's folder could not be made
+
+// Shell-execute results of the failures that have no row of their own.
+inline constexpr int kShellNoAssociation = 31;
+inline constexpr int kShellOtherFailure = 1;
 
 // Shell operation flags the callers pass along (kept for the callers' sake; the copy never asks).
 inline constexpr unsigned kFofSilent = 0x4, kFofNoConfirmation = 0x10, kFofNoErrorUi = 0x400;
 
+// Copy and move make the target's folder when it is not there yet, as the shell's do.
 bool File_Copy(const std::string& source, const std::string& target, bool quiet = false,
                unsigned flags = kFofSilent | kFofNoConfirmation | kFofNoErrorUi);
 bool File_Move(const std::string& source, const std::string& target);
@@ -36,9 +43,12 @@ std::string ReadWholeFile(const std::string& path);
 // Another process holds a lock on the file (the platform's way of telling a file in use).
 bool IsFileInUse(const std::string& path);
 
-// Opens a document or program with the desktop's opener; returns the shell result (33 or more
-// is success) and reports failures with their French texts.
+// Opens a document with the desktop's opener, or starts a program (an executable file, or any
+// file given parameters) with its parameters; returns the shell result (33 or more is success)
+// and reports failures with their French texts.
 int ShellEx(const std::string& file, const std::string& parameters = "");
+// A parameter line cut into arguments as Windows cuts a command line (blanks, double quotes).
+std::vector<std::string> SplitParameters(const std::string& parameters);
 // The text and error number a shell result is reported with.
 struct ShellError {
     long number;
@@ -46,7 +56,8 @@ struct ShellError {
 };
 ShellError ShellExError(int result);
 
-// Starts a program and returns its process id (0 on failure).
+// Starts a program with its parameters (cut as SplitParameters does) and returns its process id
+// (0 on failure).
 long ExecuterProgrammeExterne(const std::string& program, const std::string& parameters = "");
 // Waits, running the event pump, until the process has ended; returns its exit code (-1 if
 // unknown).

@@ -2,17 +2,21 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "app/Paths.h"
 #include "app/Text.h"
 
 namespace toverin {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr std::string_view kBom = "\xEF\xBB\xBF";
 
 // Section name of a "[Name]" line, or false.
 bool SectionName(std::string_view line, std::string& name) {
@@ -39,20 +43,34 @@ bool KeyValue(std::string_view line, std::string& key, std::string& value) {
 
 }  // namespace
 
+IniEncoding DetectIniEncoding(std::string_view bytes) {
+    if (StartsWith(bytes, kBom)) return IniEncoding::Utf8WithBom;
+    bool ascii = std::all_of(bytes.begin(), bytes.end(),
+                             [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    // An ASCII file reads the same either way; it stays the suite's Windows-1252.
+    return !ascii && IsValidUtf8(bytes) ? IniEncoding::Utf8 : IniEncoding::Cp1252;
+}
+
 IniDocument IniDocument::Parse(std::string_view bytes) {
     IniDocument doc;
-    std::string current;
+    doc.encoding_ = DetectIniEncoding(bytes);
+    if (doc.encoding_ == IniEncoding::Utf8WithBom) bytes.remove_prefix(kBom.size());
+    Line current;
     for (size_t i = 0; i < bytes.size(); ++i) {
         char c = bytes[i];
-        if (c == '\r' || c == '\n') {
-            doc.lines_.push_back(current);
-            current.clear();
-            if (c == '\r' && i + 1 < bytes.size() && bytes[i + 1] == '\n') ++i;
-        } else {
-            current.push_back(c);
+        if (c != '\r' && c != '\n') {
+            current.text.push_back(c);
+            continue;
         }
+        current.end = c;
+        if (c == '\r' && i + 1 < bytes.size() && bytes[i + 1] == '\n') {
+            current.end = "\r\n";
+            ++i;
+        }
+        doc.lines_.push_back(std::move(current));
+        current = Line{};
     }
-    if (!current.empty()) doc.lines_.push_back(current);
+    if (!current.text.empty()) doc.lines_.push_back(std::move(current));
     return doc;
 }
 
@@ -70,19 +88,34 @@ bool IniDocument::Load(const std::string& file, IniDocument& out) {
     return true;
 }
 
+std::string IniDocument::ToFile(std::string_view text) const {
+    return encoding_ == IniEncoding::Cp1252 ? Cp1252FromUtf8(text) : std::string(text);
+}
+
+std::string IniDocument::FromFile(std::string_view bytes) const {
+    return encoding_ == IniEncoding::Cp1252 ? Utf8FromCp1252(bytes) : std::string(bytes);
+}
+
+void IniDocument::Insert(size_t at, std::string text) {
+    // The line before gets the line end it lacked when it was the file's last.
+    if (at > 0 && lines_[at - 1].end.empty()) lines_[at - 1].end = "\r\n";
+    lines_.insert(lines_.begin() + static_cast<long>(at), Line{std::move(text), "\r\n"});
+}
+
 bool IniDocument::Get(std::string_view section, std::string_view key, std::string& value) const {
+    const std::string s = ToFile(section), k = ToFile(key);
     bool inSection = false, seenSection = false;
-    std::string name, k, v;
+    std::string name, lineKey, v;
     for (const auto& line : lines_) {
-        if (SectionName(line, name)) {
+        if (SectionName(line.text, name)) {
             // The first of duplicate sections wins.
             if (inSection) return false;
-            inSection = !seenSection && EqualsIgnoreCase(name, section);
+            inSection = !seenSection && EqualsIgnoreCase(name, s);
             seenSection = seenSection || inSection;
             continue;
         }
-        if (inSection && KeyValue(line, k, v) && EqualsIgnoreCase(k, key)) {
-            value = v;
+        if (inSection && KeyValue(line.text, lineKey, v) && EqualsIgnoreCase(lineKey, k)) {
+            value = FromFile(v);
             return true;
         }
     }
@@ -90,14 +123,14 @@ bool IniDocument::Get(std::string_view section, std::string_view key, std::strin
 }
 
 void IniDocument::Set(std::string_view section, std::string_view key, std::string_view value) {
-    std::string newLine = std::string(key) + "=" + std::string(value);
-    std::string name, k, v;
+    const std::string s = ToFile(section), k = ToFile(key), v = ToFile(value);
+    std::string name, lineKey, lineValue;
     bool inSection = false;
     long lastKeyLine = -1, sectionLine = -1;
     for (size_t i = 0; i < lines_.size(); ++i) {
-        if (SectionName(lines_[i], name)) {
+        if (SectionName(lines_[i].text, name)) {
             if (inSection) break;
-            if (sectionLine < 0 && EqualsIgnoreCase(name, section)) {
+            if (sectionLine < 0 && EqualsIgnoreCase(name, s)) {
                 inSection = true;
                 sectionLine = static_cast<long>(i);
                 lastKeyLine = static_cast<long>(i);
@@ -105,50 +138,50 @@ void IniDocument::Set(std::string_view section, std::string_view key, std::strin
             continue;
         }
         if (!inSection) continue;
-        if (KeyValue(lines_[i], k, v)) {
-            if (EqualsIgnoreCase(k, key)) {
-                lines_[i] = newLine;
+        if (KeyValue(lines_[i].text, lineKey, lineValue)) {
+            if (EqualsIgnoreCase(lineKey, k)) {
+                // The key keeps the spelling it has in the file; only its value changes.
+                lines_[i].text = lineKey + "=" + v;
                 return;
             }
             lastKeyLine = static_cast<long>(i);
-        } else if (!Trim(lines_[i]).empty()) {
+        } else if (!Trim(lines_[i].text).empty()) {
             lastKeyLine = static_cast<long>(i);
         }
     }
     if (sectionLine >= 0) {
         // A new key goes after the section's last key, before the blank lines that follow it.
-        lines_.insert(lines_.begin() + lastKeyLine + 1, newLine);
+        Insert(static_cast<size_t>(lastKeyLine + 1), k + "=" + v);
         return;
     }
-    if (!lines_.empty() && !Trim(lines_.back()).empty()) lines_.emplace_back();
-    lines_.push_back("[" + std::string(section) + "]");
-    lines_.push_back(newLine);
+    Insert(lines_.size(), "[" + s + "]");
+    Insert(lines_.size(), k + "=" + v);
 }
 
 bool IniDocument::HasSection(std::string_view section) const {
+    const std::string s = ToFile(section);
     std::string name;
     for (const auto& line : lines_)
-        if (SectionName(line, name) && EqualsIgnoreCase(name, section)) return true;
+        if (SectionName(line.text, name) && EqualsIgnoreCase(name, s)) return true;
     return false;
 }
 
 void IniDocument::EnsureSection(std::string_view section) {
-    if (HasSection(section)) return;
-    if (!lines_.empty() && !Trim(lines_.back()).empty()) lines_.emplace_back();
-    lines_.push_back("[" + std::string(section) + "]");
+    if (!HasSection(section)) Insert(lines_.size(), "[" + ToFile(section) + "]");
 }
 
 std::vector<std::string> IniDocument::Keys(std::string_view section) const {
+    const std::string s = ToFile(section);
     std::vector<std::string> keys;
     bool inSection = false, seen = false;
     std::string name, k, v;
     for (const auto& line : lines_) {
-        if (SectionName(line, name)) {
+        if (SectionName(line.text, name)) {
             if (inSection) break;
-            inSection = !seen && EqualsIgnoreCase(name, section);
+            inSection = !seen && EqualsIgnoreCase(name, s);
             seen = seen || inSection;
-        } else if (inSection && KeyValue(line, k, v)) {
-            keys.push_back(k);
+        } else if (inSection && KeyValue(line.text, k, v)) {
+            keys.push_back(FromFile(k));
         }
     }
     return keys;
@@ -158,15 +191,15 @@ std::vector<std::string> IniDocument::Sections() const {
     std::vector<std::string> out;
     std::string name;
     for (const auto& line : lines_)
-        if (SectionName(line, name)) out.push_back(name);
+        if (SectionName(line.text, name)) out.push_back(FromFile(name));
     return out;
 }
 
 std::string IniDocument::Serialize() const {
-    std::string out;
+    std::string out = encoding_ == IniEncoding::Utf8WithBom ? std::string(kBom) : std::string();
     for (const auto& line : lines_) {
-        out += line;
-        out += "\r\n";
+        out += line.text;
+        out += line.end;
     }
     return out;
 }
@@ -203,22 +236,23 @@ bool WriteFileAtomically(const std::string& file, std::string_view bytes) {
 
 std::string LectureIni(const std::string& file, const std::string& section, const std::string& key,
                        const std::string& defaultValue) {
-    std::error_code ec;
-    if (!fs::exists(file, ec)) return defaultValue;
+    // A site copied from Windows may spell the file's name in another case.
+    const std::string path = ExistingCase(file);
+    if (!FileExists(path)) return defaultValue;
     IniDocument doc;
-    if (!IniDocument::Load(file, doc)) return defaultValue;
-    std::string raw;
-    if (!doc.Get(Cp1252FromUtf8(section), Cp1252FromUtf8(key), raw)) return defaultValue;
-    if (raw.size() > kIniValueMax) raw.resize(kIniValueMax);
-    return Utf8FromCp1252(raw);
+    if (!IniDocument::Load(path, doc)) return defaultValue;
+    std::string value;
+    if (!doc.Get(section, key, value)) return defaultValue;
+    return Utf8Prefix(value, kIniValueMax);
 }
 
 bool EcritureIni(const std::string& file, const std::string& section, const std::string& key,
                  const std::string& value) {
+    const std::string path = ExistingCase(file);
     IniDocument doc;
-    if (!IniDocument::Load(file, doc)) return false;
-    doc.Set(Cp1252FromUtf8(section), Cp1252FromUtf8(key), Cp1252FromUtf8(value));
-    return doc.Save(file);
+    if (!IniDocument::Load(path, doc)) return false;
+    doc.Set(section, key, value);
+    return doc.Save(path);
 }
 
 }  // namespace toverin

@@ -25,9 +25,14 @@ void DetermineVersionWindows();
 void InitGeneralSysteme();
 void InitGeneralLook();
 
-// Runs the steps in order, announcing each one (the splash shows the announcement). Cancelled
-// when the user chose to end the program at the missing-database question.
-SiteInitResult InitApplication(const std::function<void(const std::string&)>& announce,
-                               const std::string& commandLine);
+enum class InitResult {
+    Ok,
+    Cancelled,   // the user chose to end the program at the missing-database question
+    Terminated,  // the system asked the program to stop (SIGTERM, Ctrl-C) meanwhile
+};
+// Runs the steps in order, announcing each one (the splash shows the announcement); a step that
+// fails is reported and the next one runs.
+InitResult InitApplication(const std::function<void(const std::string&)>& announce,
+                           const std::string& commandLine);
 
 }  // namespace toverin

@@ -66,16 +66,37 @@ std::vector<std::string> HeaderLines(const LogSettings& s, int64_t uptime) {
             rule};
 }
 
-// Deletes the day files of the folder older than the kept days, judged by the date in their name.
+// Deletes the ".Log" files of the folder (whatever program wrote them, whatever their case) last
+// written more than the kept days ago.
 void PurgeOldFiles(const std::string& folder, LocalTime now) {
+    const LocalTime limit = AddDays(now, -kKeepDays);
     std::error_code ec;
-    std::string limit = DateKey(AddDays(now, -kKeepDays));
     for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
-        std::string name = it->path().filename().string();
-        if (!StartsWith(name, "Toverin_") || !EndsWith(name, ".Log")) continue;
-        std::string date = name.substr(8, name.size() - 8 - 4);
-        if (date.size() == 8 && date < limit) fs::remove(it->path(), ec);
+        std::error_code fileError;
+        if (!it->is_regular_file(fileError)) continue;
+        if (!EqualsIgnoreCase(it->path().extension().string(), ".Log")) continue;
+        auto written = fs::last_write_time(it->path(), fileError);
+        if (fileError) continue;
+        if (LocalTimeOf(std::chrono::time_point_cast<std::chrono::system_clock::duration>(
+                fs::file_time_type::clock::to_sys(written))) < limit)
+            fs::remove(it->path(), fileError);
     }
+}
+
+// The lines said once per run when the machine has been up too long.
+void CheckUptime(LogState& st, LocalTime now) {
+    const int64_t uptime = AppClock().UptimeSeconds(), day = 86400;
+    auto say = [&](bool& flag, const char* text) {
+        if (flag) return;
+        flag = true;
+        std::string l = FormatLogLine(now, -1, -1, -1, text);
+        st.recent.push_back(l);
+        st.pending.push_back(l);
+    };
+    if (uptime > 45 * day)
+        say(st.reboot45, "Reboot needed because computer started since more 45 days");
+    if (uptime > 48 * day)
+        say(st.reboot48, "Reboot needed because computer started since more 48 days");
 }
 
 void Append(LogState& st, std::string line) {
@@ -99,26 +120,12 @@ void ForceLocked(LogState& st) {
         return;
     }
     if (path != st.lastFileName) {
-        int64_t uptime = AppClock().UptimeSeconds();
-        for (const auto& line : HeaderLines(st.settings, uptime))
+        for (const auto& line : HeaderLines(st.settings, AppClock().UptimeSeconds()))
             out << kHeaderPrefix << line << "\r\n";
         st.lastFileName = path;
-        const int64_t day = 86400;
-        if (uptime > 45 * day && !st.reboot45) {
-            st.reboot45 = true;
-            std::string l = FormatLogLine(
-                now, -1, -1, -1, "Reboot needed because computer started since more 45 days");
-            st.recent.push_back(l);
-            st.pending.push_back(l);
-        }
-        if (uptime > 48 * day && !st.reboot48) {
-            st.reboot48 = true;
-            std::string l = FormatLogLine(
-                now, -1, -1, -1, "Reboot needed because computer started since more 48 days");
-            st.recent.push_back(l);
-            st.pending.push_back(l);
-        }
     }
+    // At every write: a program that runs for weeks crosses the lines in the middle of a day.
+    CheckUptime(st, now);
     for (const auto& line : st.pending) out << line << "\r\n";
     out.flush();
     st.pending.clear();

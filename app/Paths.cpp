@@ -74,7 +74,7 @@ void LoadDriveTable(const std::string& iniFile) {
         std::string value;
         if (key.size() == 1 && std::isalpha(static_cast<unsigned char>(key[0])) &&
             doc.Get("Drives", key, value) && !Trim(value).empty())
-            SetDriveFolder(key[0], Utf8FromCp1252(Trim(value)));
+            SetDriveFolder(key[0], Trim(value));
     }
 }
 
@@ -82,15 +82,50 @@ std::string NativePath(std::string_view path) {
     std::string p = Trim(path);
     if (p.size() >= 2 && (p[0] == '\\' || p[0] == '/') && (p[1] == '\\' || p[1] == '/')) {
         std::string local = LocalPathOfUnc(p);
-        return local.empty() ? Slashes(p) : local;
+        return local.empty() ? Slashes(p) : ExistingCase(local);
     }
     p = Slashes(p);
     if (p.size() >= 2 && std::isalpha(static_cast<unsigned char>(p[0])) && p[1] == ':') {
         std::string rest = p.substr(2);
         while (!rest.empty() && rest.front() == kSep) rest.erase(0, 1);
-        return DriveFolder(p[0]) + rest;
+        return ExistingCase(DriveFolder(p[0]) + rest);
     }
-    return p;
+    return ExistingCase(p);
+}
+
+std::string ExistingCase(std::string_view path) {
+    std::string p(path);
+    if (p.empty() || PathExists(p)) return p;
+    std::vector<std::string> parts;
+    for (size_t start = 0; start <= p.size();) {
+        size_t slash = p.find(kSep, start);
+        if (slash == std::string::npos) slash = p.size();
+        if (slash > start) parts.push_back(p.substr(start, slash - start));
+        start = slash + 1;
+    }
+    std::string resolved = p.front() == kSep ? std::string(1, kSep) : std::string();
+    size_t i = 0;
+    for (; i < parts.size(); ++i) {
+        std::string candidate = resolved + parts[i];
+        if (!PathExists(candidate)) {
+            // The entries of the folder that spell the name in another case; the first by name
+            // when there are several, so the choice is always the same.
+            std::string found;
+            std::error_code ec;
+            const std::string folder = resolved.empty() ? "." : resolved;
+            for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
+                std::string name = it->path().filename().string();
+                if (EqualsIgnoreCaseUtf8(name, parts[i]) && (found.empty() || name < found))
+                    found = name;
+            }
+            if (found.empty()) break;
+            candidate = resolved + found;
+        }
+        resolved = candidate + kSep;
+    }
+    for (; i < parts.size(); ++i) resolved += parts[i] + kSep;
+    if (p.back() != kSep && resolved.size() > 1) resolved.pop_back();
+    return resolved;
 }
 
 std::string NormaliseFolder(std::string_view folder) {

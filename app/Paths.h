@@ -24,7 +24,13 @@ void ClearDriveTable();
 void LoadDriveTable(const std::string& iniFile);
 
 // The native form of a path written in any of the suite's forms. Relative paths stay relative.
+// The parts of the path that exist on disk in another case take the case they have there.
 std::string NativePath(std::string_view path);
+// `path` with each part that is missing as written replaced by the one entry of its folder with
+// the same name in another case ("FRAD000.BT6" for "FRAD000.bt6", "KV_DATA/" for "KV_Data/"), as
+// Windows finds them; parts with no such entry, and what follows them, stay as written. A site
+// copied from Windows keeps the case its files were given there.
+std::string ExistingCase(std::string_view path);
 // NativePath with exactly one trailing separator; empty stays empty.
 std::string NormaliseFolder(std::string_view folder);
 // folder + name, with one separator between them.

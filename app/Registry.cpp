@@ -44,7 +44,7 @@ std::string GetRegValue(const std::string& root, const std::string& keyPath,
     if (!IniDocument::Load(file, doc)) return defaultValue;
     std::string section = Section(root, keyPath);
     std::string value;
-    if (doc.Get(section, valueName, value)) return Utf8FromCp1252(value);
+    if (doc.Get(section, valueName, value)) return value;
     if (!doc.HasSection(section)) {
         // Opening a missing key creates it, as RegCreateKeyEx does.
         doc.EnsureSection(section);
@@ -58,7 +58,7 @@ bool SetRegValue(const std::string& root, const std::string& keyPath, const std:
     IniDocument doc;
     std::string file = RegistryFile();
     if (!IniDocument::Load(file, doc)) return false;
-    doc.Set(Section(root, keyPath), valueName, Cp1252FromUtf8(value));
+    doc.Set(Section(root, keyPath), valueName, value);
     return doc.Save(file);
 }
 

@@ -62,8 +62,8 @@ void ReadStations(BaseConfig& base) {
         st.active = ReadInt(LectureIni(ini, StationSection(s), "Actif", "1"), 1) != 0;
         for (int t = 0; t < kSoundTypes; ++t) {
             std::string key = std::string(kSoundTypeTable[t].key) + ZeroPad(s, 2);
-            st.soundFolders[t] =
-                NormaliseFolder(LectureIni(ini, "Base_01", key, kSoundTypeTable[t].defaultFolder));
+            st.soundFolders[t] = NormaliseFolder(
+                LectureIniDossier(ini, "Base_01", key, kSoundTypeTable[t].defaultFolder));
         }
         base.stations.push_back(std::move(st));
     }
@@ -88,9 +88,15 @@ std::string DefaultStationLabel(int station) {
     return "Station " + ZeroPad(station, 2);
 }
 
+std::string LectureIniDossier(const std::string& file, const std::string& section,
+                              const std::string& key, const std::string& defaultFolder) {
+    std::string value = LectureIni(file, section, key, defaultFolder);
+    return Trim(value).empty() ? defaultFolder : value;
+}
+
 void DetermineDossierSettings() {
-    gSite.settingsFolder = SuiteRoot() + "Settings/";
-    gSite.localSettingsFolder = gSite.settingsFolder + "_Local/";
+    gSite.settingsFolder = ExistingCase(SuiteRoot() + "Settings/");
+    gSite.localSettingsFolder = ExistingCase(gSite.settingsFolder + "_Local/");
     VerificationEtCreationRepertoire(gSite.settingsFolder);
     VerificationEtCreationRepertoire(gSite.localSettingsFolder);
     LoadDriveTable(gSite.localSettingsFolder + "KV3_Drives.ini");
@@ -99,7 +105,7 @@ void DetermineDossierSettings() {
 void DetermineDossierSettingsApplication() {
     Guarded("DetermineDossierSettingsApplication:Lib_SettingsConfig", 0, [] {
         if (gSite.settingsFolder.empty()) DetermineDossierSettings();
-        gSite.appSettingsFolder = gSite.settingsFolder + "KV3_Toverin/";
+        gSite.appSettingsFolder = ExistingCase(gSite.settingsFolder + "KV3_Toverin/");
         for (const char* sub : {"", "Histo/", "RSS/", "Images/"})
             VerificationEtCreationRepertoire(gSite.appSettingsFolder + sub);
         return 0;
@@ -113,7 +119,7 @@ void DetermineDossierSkins() {
 void DetermineFichierConfig() {
     Guarded("DetermineFichierConfig:Lib_SettingsConfig", 0, [] {
         if (gSite.settingsFolder.empty()) DetermineDossierSettings();
-        gSite.configFile = gSite.settingsFolder + "KV3_Config.ini";
+        gSite.configFile = ExistingCase(gSite.settingsFolder + "KV3_Config.ini");
         if (!FileExists(gSite.configFile)) Transfert_Win_KV3Config();
         return 0;
     });
@@ -224,25 +230,30 @@ SiteInitResult InitGeneralSite() {
             auto key = [&](const char* name, const char* fallback) {
                 return LectureIni(file, section, name, fallback);
             };
+            // A folder key that is there but blank (a carried-over "Dossier_Local=") takes the
+            // default too: an empty folder would be the directory the program started in.
+            auto folder = [&](const char* name, const std::string& fallback) {
+                return ConfiguredFolder(LectureIniDossier(file, section, name, fallback));
+            };
             base.label = key("Lib", DefaultBaseLabel(b).c_str());
             base.active = ReadInt(key("Actif", "0"), 0) != 0;
             base.stationCount = Clamp(ReadInt(key("NbStation", "1"), 1), 1, kMaxStations);
-            base.logFolder = ConfiguredFolder(key("Dossier_Log", "C:\\AudioLog\\"));
-            base.localFolder =
-                ConfiguredFolder(key("Dossier_Local", "C:\\Brennick\\Kavella\\Settings\\_Local\\"));
-            base.sharedFolder =
-                ConfiguredFolder(key("Dossier_Shared", "C:\\Brennick\\Kavella\\Shared\\"));
-            base.dataFolder = ConfiguredFolder(key("Dossier_Data", "C:\\KV_Data\\"));
+            base.logFolder = folder("Dossier_Log", "C:\\AudioLog\\");
+            base.localFolder = folder("Dossier_Local", "C:\\Brennick\\Kavella\\Settings\\_Local\\");
+            base.sharedFolder = folder("Dossier_Shared", "C:\\Brennick\\Kavella\\Shared\\");
+            base.dataFolder = folder("Dossier_Data", "C:\\KV_Data\\");
             std::string data = base.dataFolder.substr(0, base.dataFolder.size() - 1);
-            base.dataBackupFolder = data + "_Backup/";
-            base.configFolder = ConfiguredFolder(key(
-                "Dossier_Config_Global", (gSite.settingsFolder + BaseSection(b) + "/").c_str()));
+            base.dataBackupFolder = ExistingCase(data + "_Backup/");
+            base.configFolder =
+                folder("Dossier_Config_Global", gSite.settingsFolder + BaseSection(b) + "/");
             base.radioIdentity = key("Id_Radio", base.label.c_str());
+            // Another system's folder: taken as it is written, never created here.
+            base.ninSightFolder = NormaliseFolder(key("Dossier_NinSight", ""));
             ReadStations(base);
 
             // The database is there when its parameter file is.
             while (true) {
-                std::string marker = base.dataFolder + kDatabaseMarkerFile;
+                std::string marker = ExistingCase(base.dataFolder + kDatabaseMarkerFile);
                 base.databasePresent = FileExists(marker);
                 if (base.databasePresent) break;
                 MsgAnswer answer = AffMsg(
@@ -257,10 +268,11 @@ SiteInitResult InitGeneralSite() {
                     "Localisation de la base de données: " + base.label, base.dataFolder);
                 if (chosen == "*") continue;
                 std::string folder = NormaliseFolder(chosen);
-                if (FileExists(folder + kDatabaseMarkerFile)) {
+                if (FileExists(ExistingCase(folder + kDatabaseMarkerFile))) {
                     EcritureIni(file, section, "Dossier_Data", folder);
                     base.dataFolder = folder;
-                    base.dataBackupFolder = folder.substr(0, folder.size() - 1) + "_Backup/";
+                    base.dataBackupFolder =
+                        ExistingCase(folder.substr(0, folder.size() - 1) + "_Backup/");
                 }
             }
         }

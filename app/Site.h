@@ -37,6 +37,9 @@ struct BaseConfig {
     std::string dataFolder;
     std::string dataBackupFolder;  // the data folder's name followed by "_Backup"
     std::string configFolder;      // the base's own settings folder
+    // "Dossier_NinSight": the folder of the NinSight interface, which holds that TV system's
+    // record file; "" when the site has none.
+    std::string ninSightFolder;
     std::string radioIdentity;
     bool databasePresent = false;
     std::vector<StationConfig> stations;
@@ -68,6 +71,10 @@ std::string BaseSection(int base);
 // "Base " and the base number on two digits (1-based), the label of a base with none.
 std::string DefaultBaseLabel(int base);
 std::string DefaultStationLabel(int station);
+
+// A folder key: its value, or `defaultFolder` when the key is missing or blank.
+std::string LectureIniDossier(const std::string& file, const std::string& section,
+                              const std::string& key, const std::string& defaultFolder);
 
 // The settings folders under the suite root (created when missing); also loads the drive table
 // from "Settings/_Local/KV3_Drives.ini".

@@ -13,11 +13,14 @@ namespace {
 
 StartupState gState;
 
-int32_t ToInt32(double value) {
+// The option's value in its field of the start-up state. A value beyond the field's range is a
+// malformed value, and a malformed value reads as 0: "/Wait=2147483648" does not wait 24 days.
+template <class Field>
+Field FieldValue(double value) {
+    if (!(value <= static_cast<double>(std::numeric_limits<Field>::max()) + 0.5)) return 0;
     long long v = RoundHalfEven(value);
-    if (v > std::numeric_limits<int32_t>::max()) return std::numeric_limits<int32_t>::max();
-    if (v < std::numeric_limits<int32_t>::min()) return std::numeric_limits<int32_t>::min();
-    return static_cast<int32_t>(v);
+    if (v > std::numeric_limits<Field>::max() || v < std::numeric_limits<Field>::min()) return 0;
+    return static_cast<Field>(v);
 }
 
 }  // namespace
@@ -27,6 +30,11 @@ StartupState& Startup() {
 }
 void ResetStartup() {
     gState = StartupState{};
+}
+bool PlanningModified() {
+    for (bool modified : gState.planningModified)
+        if (modified) return true;
+    return false;
 }
 
 double Val(const std::string& text) {
@@ -86,13 +94,13 @@ void AnalyseChaineDeCommande(const std::string& text) {
     if (!text.empty()) TraceLogEncadre("Command Line: '" + text + "'", '=');
 
     if (HasOption(text, "/Wait=")) {
-        int32_t waitDuration = ToInt32(Val(OptionValueText(text, "/Wait=", false)));
+        int32_t waitDuration = FieldValue<int32_t>(Val(OptionValueText(text, "/Wait=", false)));
         TraceLog("WaitDuration: " + std::to_string(waitDuration));
         // Waits at once, before the other options are read, with the window kept alive.
         if (waitDuration > 0) WaitOnDuration(waitDuration);
     }
     if (HasOption(text, "/Backup_Base=")) {
-        int32_t base = ToInt32(Val(OptionValueText(text, "/Backup_Base=", false)));
+        int16_t base = FieldValue<int16_t>(Val(OptionValueText(text, "/Backup_Base=", false)));
         gState.BackupBase = static_cast<int16_t>(base < 0 ? 0 : base > 7 ? 7 : base);
         TraceLog("Backup Base: " + std::to_string(gState.BackupBase));
     }
@@ -101,7 +109,7 @@ void AnalyseChaineDeCommande(const std::string& text) {
         TraceLog("Target IP Address: " + gState.TargetIPAddress);
     }
     if (HasOption(text, "/Port=")) {
-        gState.TargetIPPort = ToInt32(Val(OptionValueText(text, "/Port=", true)));
+        gState.TargetIPPort = FieldValue<int32_t>(Val(OptionValueText(text, "/Port=", true)));
         TraceLog("Target IP Port: " + std::to_string(gState.TargetIPPort));
     }
 }

@@ -3,6 +3,7 @@
 // malformed value reads as 0 or as an empty text, so the analysis never fails.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -23,13 +24,15 @@ struct StartupState {
     bool mainWindowLoaded = false;
     bool standby = false;
     bool equivalenceModified = false;
-    bool planningModified = false;
+    // Per base, so that saving one base's plan never hides another's unsaved changes.
+    std::array<bool, 8> planningModified{};
     // The program runs with nobody to answer (no display, service manager, one-shot backup).
     bool unattended = false;
 };
 
 StartupState& Startup();
 void ResetStartup();
+bool PlanningModified();  // any base's
 
 // Trims the command line into ChaineDeCommande and analyses it when it is not empty.
 void DetermineChaineDeCommande(const std::string& commandLine);

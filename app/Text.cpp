@@ -43,6 +43,10 @@ char ByteFor(char32_t cp) {
 }  // namespace
 
 std::string Utf8FromCp1252(std::string_view bytes) {
+    // Most of a record's text is ASCII, which is the same in both.
+    size_t ascii = 0;
+    while (ascii < bytes.size() && static_cast<unsigned char>(bytes[ascii]) < 0x80) ++ascii;
+    if (ascii == bytes.size()) return std::string(bytes);
     std::string out;
     out.reserve(bytes.size());
     for (unsigned char c : bytes) {
@@ -105,15 +109,19 @@ std::string Cp1252FromUtf8(std::string_view text) {
 }
 
 std::string Trim(std::string_view text) {
+    return std::string(TrimView(text));
+}
+
+std::string_view TrimView(std::string_view text) {
     size_t b = 0, e = text.size();
-    while (b < e && std::isspace(static_cast<unsigned char>(text[b]))) ++b;
-    while (e > b && std::isspace(static_cast<unsigned char>(text[e - 1]))) --e;
-    return std::string(text.substr(b, e - b));
+    while (b < e && IsBlank(text[b])) ++b;
+    while (e > b && IsBlank(text[e - 1])) --e;
+    return text.substr(b, e - b);
 }
 
 std::string TrimRight(std::string_view text) {
     size_t e = text.size();
-    while (e > 0 && std::isspace(static_cast<unsigned char>(text[e - 1]))) --e;
+    while (e > 0 && IsBlank(text[e - 1])) --e;
     return std::string(text.substr(0, e));
 }
 
@@ -216,6 +224,53 @@ size_t Utf8Length(std::string_view text) {
     return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) {
         return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
     }));
+}
+
+bool IsValidUtf8(std::string_view bytes) {
+    for (size_t i = 0; i < bytes.size();) {
+        auto c = static_cast<unsigned char>(bytes[i]);
+        size_t len;
+        char32_t cp, min;
+        if (c < 0x80) {
+            ++i;
+            continue;
+        } else if ((c & 0xE0) == 0xC0) {
+            len = 2, cp = c & 0x1F, min = 0x80;
+        } else if ((c & 0xF0) == 0xE0) {
+            len = 3, cp = c & 0x0F, min = 0x800;
+        } else if ((c & 0xF8) == 0xF0) {
+            len = 4, cp = c & 0x07, min = 0x10000;
+        } else {
+            return false;
+        }
+        if (i + len > bytes.size()) return false;
+        for (size_t k = 1; k < len; ++k) {
+            auto cc = static_cast<unsigned char>(bytes[i + k]);
+            if ((cc & 0xC0) != 0x80) return false;
+            cp = (cp << 6) | (cc & 0x3F);
+        }
+        if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
+        i += len;
+    }
+    return true;
+}
+
+std::string Utf8Prefix(std::string_view text, size_t count) {
+    size_t seen = 0;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if ((static_cast<unsigned char>(text[i]) & 0xC0) == 0x80) continue;
+        if (seen++ == count) return std::string(text.substr(0, i));
+    }
+    return std::string(text);
+}
+
+bool EqualsIgnoreCaseUtf8(std::string_view a, std::string_view b) {
+    if (EqualsIgnoreCase(a, b)) return true;
+    // Characters outside Windows-1252 turn into '?' here, so they are compared as they are.
+    if (!IsValidUtf8(a) || !IsValidUtf8(b) || Utf8Length(a) != Utf8Length(b)) return false;
+    std::string ca = Cp1252FromUtf8(a), cb = Cp1252FromUtf8(b);
+    if (Utf8FromCp1252(ca) != a || Utf8FromCp1252(cb) != b) return false;
+    return UpperCp1252(ca) == UpperCp1252(cb);
 }
 
 }  // namespace toverin

@@ -11,7 +11,13 @@ std::string Utf8FromCp1252(std::string_view bytes);
 // Characters with no Windows-1252 form become '?'.
 std::string Cp1252FromUtf8(std::string_view text);
 
+// White space as the C locale's isspace has it: blank, tab, line feed, vertical tab, form feed,
+// carriage return.
+inline bool IsBlank(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
 std::string Trim(std::string_view text);
+std::string_view TrimView(std::string_view text);
 std::string TrimRight(std::string_view text);
 std::string UpperAscii(std::string_view text);
 std::string UpperCp1252(std::string_view bytes);
@@ -28,5 +34,12 @@ std::string FixedWidth(std::string_view text, size_t width, char fill = ' ');
 std::string ZeroPad(long long value, int width);
 // Number of UTF-8 characters (code points).
 size_t Utf8Length(std::string_view text);
+// Well-formed UTF-8: no stray continuation bytes, no overlong forms, no surrogates.
+bool IsValidUtf8(std::string_view bytes);
+// The first `count` characters of UTF-8 text.
+std::string Utf8Prefix(std::string_view text, size_t count);
+// The same letters whatever their case, ASCII and Latin-1 accented letters alike ("Données",
+// "DONNÉES"), for names of files and folders written on Windows.
+bool EqualsIgnoreCaseUtf8(std::string_view a, std::string_view b);
 
 }  // namespace toverin

@@ -3,12 +3,14 @@
 // file, Get Equal at random, Update, and a record-by-record copy through BTRCALL into an
 // accelerated file, timed against SQLite's own VACUUM INTO of the same file in the same run.
 //
-//   engine_bench [--records N] [--normal N] [--runs N] [--dir FOLDER] [--copy-only 1] [--base 0]
+//   engine_bench [--records N] [--normal N] [--runs N] [--dir FOLDER] [--copy-only 1]
+//                [--scan-only 1] [--base 0]
 //
-// --runs repeats the accelerated insert, the copy with its peer and the backup with its peer
-// (default 3) and prints the medians. --copy-only fills the source without timing it and runs
-// only the copy and its peer (for profiling the copy). --base 0 leaves out the backup of a
-// whole base (files of many sizes, as many records in all as --records).
+// --runs repeats the accelerated insert, the scans, the copy with its peer and the backup with
+// its peer (default 3) and prints the medians. --copy-only fills the source without timing it
+// and runs only the copy and its peer (for profiling the copy); --scan-only the same for the
+// Get Next scans. --base 0 leaves out the backup of a whole base (files of many sizes, as many
+// records in all as --records).
 #include <sqlite3.h>
 #include <sys/resource.h>
 #include <algorithm>
@@ -144,12 +146,13 @@ double Median(std::vector<double> values) {
     return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
 }
 
-// The first read by each key after a bulk load builds that key's index. Returns the total time.
+// The first read by each key after a bulk load builds that key's index (in normal mode: a
+// read-only open leaves the file as it is). Returns the total time.
 double FirstReads(const std::string& path, bool report) {
     double total = 0;
     for (int8_t key = 0; key < 3; ++key) {
         EngineFile file;
-        Check(file.Open(path, btr::kOpenReadOnly), "open");
+        Check(file.Open(path, btr::kOpenNormal), "open");
         std::string record(kRecordLength, '\0'), keyBuffer(255, '\0');
         auto start = Clock::now();
         Check(file.Call(btr::kGetFirst, record, keyBuffer, key), "first read");
@@ -163,26 +166,64 @@ double FirstReads(const std::string& path, bool report) {
     return total;
 }
 
-uint64_t ScanAll(const std::string& path, int8_t keyNumber, double& seconds) {
+// `positions`: each record's position is asked for too (Get Position), as a caller that
+// remembered the position of every record it reads would.
+uint64_t ScanAll(const std::string& path, int8_t keyNumber, double& seconds, double& cpuSeconds,
+                 bool positions = false) {
+    double cpu = CpuSeconds();
     auto start = Clock::now();
     EngineFile file;
     Check(file.Open(path, btr::kOpenReadOnly), "open");
-    std::string record(kRecordLength, '\0'), key(255, '\0');
+    std::string record(kRecordLength, '\0'), key(255, '\0'), position(kRecordLength, '\0');
     uint64_t count = 0;
     int16_t status = file.Call(btr::kGetFirst, record, key, keyNumber);
     while (status == btr::kSuccess) {
         ++count;
+        if (positions) Check(file.Call(btr::kGetPosition, position, key, keyNumber), "position");
         status = file.Call(btr::kGetNext, record, key, keyNumber);
     }
     if (status != btr::kEndOfFile) Fail("get next", status);
     seconds = Seconds(start);
+    cpuSeconds = CpuSeconds() - cpu;
     return count;
 }
 
+// Get Next over the whole file by key 0 and by key 1, `runs` times each; prints each run and
+// returns the medians of key 0 (records per second of elapsed and of processor time).
+struct ScanRates {
+    double wall = 0, cpu = 0;
+    // Key 0 with a Get Position after every read, records/s of elapsed and of processor time.
+    double withPositions = 0, withPositionsCpu = 0;
+};
+ScanRates MeasureScans(const std::string& source, uint64_t records, int runs) {
+    std::vector<double> walls, cpus, positioned, positionedCpu;
+    for (int run = 0; run < runs; ++run) {
+        double seconds = 0, cpu = 0;
+        uint64_t count = ScanAll(source, 0, seconds, cpu, true);
+        if (count != records) Fail("scan count", static_cast<int>(count));
+        Report("Get Next and Get Position over the file, key 0", count, seconds);
+        positioned.push_back(count / seconds);
+        positionedCpu.push_back(count / cpu);
+        for (int8_t key : {0, 1}) {
+            double seconds = 0, cpu = 0;
+            uint64_t count = ScanAll(source, key, seconds, cpu);
+            if (count != records) Fail("scan count", static_cast<int>(count));
+            Report(key == 0 ? "Get Next over the file, key 0 (unique)"
+                            : "Get Next over the file, key 1 (duplicates)",
+                   count, seconds);
+            if (key == 0) {
+                walls.push_back(count / seconds);
+                cpus.push_back(count / cpu);
+            }
+        }
+    }
+    return {Median(walls), Median(cpus), Median(positioned), Median(positionedCpu)};
+}
+
 // Inserts, scans, searches and updates; leaves the source file filled.
-// Returns the median accelerated insert time.
+// Returns the median accelerated insert time, and the scans' medians in `scans`.
 double MeasureAccess(const fs::path& dir, const std::string& source, uint64_t records,
-                     uint64_t normal, int runs) {
+                     uint64_t normal, int runs, ScanRates& scans) {
     Report("insert, normal mode (one sync per write)", normal,
            Fill((dir / "normal.bt6").string(), normal, btr::kOpenNormal));
     std::vector<double> fills;
@@ -193,12 +234,7 @@ double MeasureAccess(const fs::path& dir, const std::string& source, uint64_t re
     double builds = FirstReads(source, true);
     Report("  all three first reads", 3, builds);
 
-    double seconds = 0;
-    uint64_t count = ScanAll(source, 0, seconds);
-    if (count != records) Fail("scan count", static_cast<int>(count));
-    Report("Get Next over the file, key 0 (unique)", count, seconds);
-    count = ScanAll(source, 1, seconds);
-    Report("Get Next over the file, key 1 (duplicates)", count, seconds);
+    scans = MeasureScans(source, records, runs);
 
     {
         uint64_t lookups = std::min<uint64_t>(records, 200000);
@@ -272,6 +308,23 @@ double CopyThroughEngine(const std::string& source, const std::string& target, d
     return Seconds(start);
 }
 
+// A fresh copy read read-only, as a check or a restore reads a backup's copy: its indexes put
+// off, key 0 is read in row order and key 1 through a sorted stand-in for its index, and the
+// file is left as it is.
+void MeasureCopyReads(const std::string& source, const std::string& target, uint64_t records) {
+    double loop = 0;
+    CopyThroughEngine(source, target, loop);
+    for (int8_t key : {0, 1}) {
+        double seconds = 0, cpu = 0;
+        uint64_t count = ScanAll(target, key, seconds, cpu);
+        if (count != records) Fail("copy scan count", static_cast<int>(count));
+        Report(key == 0 ? "Get Next over a fresh copy, read-only, key 0"
+                        : "Get Next over a fresh copy, read-only, key 1",
+               count, seconds);
+    }
+    fs::remove(target);
+}
+
 }  // namespace
 
 // A backup of a whole base: every file copied record by record into a fresh accelerated file,
@@ -322,6 +375,7 @@ int main(int argc, char** argv) {
     int runs = 3;
     std::string folder;
     bool copyOnly = false;
+    bool scanOnly = false;
     bool backup = true;
     for (int i = 1; i + 1 < argc; i += 2) {
         std::string option = argv[i];
@@ -335,6 +389,8 @@ int main(int argc, char** argv) {
             folder = argv[i + 1];
         else if (option == "--copy-only")
             copyOnly = std::string(argv[i + 1]) != "0";
+        else if (option == "--scan-only")
+            scanOnly = std::string(argv[i + 1]) != "0";
         else if (option == "--base")
             backup = std::string(argv[i + 1]) != "0";
     }
@@ -348,11 +404,26 @@ int main(int argc, char** argv) {
                 dir.string().c_str());
 
     double fill = 0;
-    if (copyOnly) {
+    ScanRates scans;
+    if (copyOnly || scanOnly) {
         Fill(source, records, btr::kOpenAccelerated);
         FirstReads(source, false);  // the source is a complete file, as a live base's files are
+        if (scanOnly) {
+            scans = MeasureScans(source, records, runs);
+            std::printf("\nmedian of %d runs:\n", runs);
+            std::printf(
+                "Get Next, key 0: %.0f records/s (target at least 1000000); %.0f "
+                "records per second of processor time\n",
+                scans.wall, scans.cpu);
+            std::printf(
+                "Get Next and Get Position, key 0: %.0f records/s; %.0f records per second of "
+                "processor time (%.2f of Get Next alone)\n",
+                scans.withPositions, scans.withPositionsCpu, scans.withPositionsCpu / scans.cpu);
+            if (!std::getenv("TOVERIN_BENCH_KEEP")) fs::remove_all(dir);
+            return 0;
+        }
     } else {
-        fill = MeasureAccess(dir, source, records, normal, runs);
+        fill = MeasureAccess(dir, source, records, normal, runs, scans);
     }
 
     // The copy against SQLite copying the same file by itself. Whichever runs second meets the
@@ -392,12 +463,18 @@ int main(int argc, char** argv) {
                 fs::file_size(vacuumTarget) / 1e6);
     fs::remove(target);
     fs::remove(vacuumTarget);
+    if (!copyOnly) MeasureCopyReads(source, target, records);
     double backupRatio = backup && !copyOnly ? MeasureBackup(dir, records, runs) : 0;
 
     std::printf("\nmedian of %d runs:\n", runs);
-    if (!copyOnly)
+    if (!copyOnly) {
         std::printf("accelerated insert: %.0f records/s (target at least 250000)\n",
                     records / fill);
+        std::printf(
+            "Get Next, key 0: %.0f records/s (target at least 1000000); %.0f records "
+            "per second of processor time\n",
+            scans.wall, scans.cpu);
+    }
     std::printf("copy / VACUUM INTO time ratio: %.2f (target at most 2.0)\n", Median(ratios));
     std::printf("copy and its later index builds / VACUUM INTO time ratio: %.2f\n",
                 Median(withBuilds));

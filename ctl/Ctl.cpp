@@ -20,10 +20,12 @@ const char* kUsage =
     "      --check: every record checked and every refusal listed, nothing written\n"
     "  demo create DIR [--size small|medium|large] [--history-days N]\n"
     "  file stat PATH\n"
-    "  file dump PATH [--key N] [--from V] [--to V] [--format csv|xml] [--catalogue N]\n"
+    "  file dump PATH [--key N] [--from V] [--to V] [--format csv|xml|xls|xlsx] [--output FILE]\n"
+    "      [--catalogue N]\n"
     "  file create PATH [--catalogue N]\n"
     "  file copy SRC DST\n"
     "  file check PATH\n"
+    "  equivalence show [--root DIR] --base N\n"
     "exit status: 0 ok, 1 failed, 2 usage error, 3 missing file, 4 not a record file,\n"
     "             5 import-xml ran to its end but refused records (listed on the output)\n";
 
@@ -70,6 +72,7 @@ int RunCtl(const Args& args) {
         {"demo", RunDemoCommand},
         {"file", RunFileCommand},
         {"import-xml", RunImportXmlCommand},
+        {"equivalence", RunEquivalenceCommand},
     };
     if (args.empty() || args[0] == "--help" || args[0] == "-h") {
         std::cout << kUsage;

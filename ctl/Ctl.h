@@ -27,6 +27,7 @@ int RunCreateCommand(const Args& args);
 int RunDemoCommand(const Args& args);
 int RunFileCommand(const Args& args);
 int RunImportXmlCommand(const Args& args);
+int RunEquivalenceCommand(const Args& args);
 
 // Small helpers shared by the commands.
 // Value of "--name VALUE" or "--name=VALUE"; removes it from `args`. False when absent.

@@ -14,57 +14,13 @@
 #include "app/Text.h"
 #include "content/ImportXML.h"
 #include "ctl/Ctl.h"
+#include "ctl/CtlSite.h"
 #include "operations/Backup.h"
 #include "operations/Restore.h"
 #include "store/Pervasive.h"
 
 namespace toverin::ctl {
 namespace {
-
-// Answers the operations' questions from the command line's flags and logs every one.
-class FlagDialogs final : public Dialogs {
-  public:
-    explicit FlagDialogs(bool yes) : yes_(yes) {}
-    MsgAnswer Message(const MsgRequest& request) override {
-        MsgAnswer answer = UnattendedAnswer(request);
-        if (request.buttons == MsgButtons::YesNo && yes_) answer = MsgAnswer::Yes;
-        std::string text = ReplaceAll(ReplaceAll(request.text, "\r\n", " "), "\n", " ");
-        TraceLog("toverinctl: Message: '" + text + "' |Answer: " + AnswerName(answer));
-        std::cerr << text << " -> " << AnswerName(answer) << "\n";
-        return answer;
-    }
-    std::optional<std::string> Input(const InputRequest& request) override {
-        TraceLog("toverinctl: Input: '" + request.prompt + "' |Answer: Annuler");
-        return std::nullopt;
-    }
-    std::string SelectFolder(const std::string&, const std::string&) override { return "*"; }
-
-  private:
-    bool yes_;
-};
-
-// Reads the site as the program does: --root, TOVERIN_ROOT or the user's "Kavella" folder.
-bool OpenSite(Args& args) {
-    std::string root;
-    TakeOption(args, "--root", root);
-    SetSuiteRoot(DetermineSuiteRoot(root, ""));
-    DetermineDossierSettings();
-    DetermineDossierSettingsApplication();
-    DetermineFichierConfig();
-    return InitGeneralSite() == SiteInitResult::Ok;
-}
-
-bool ParseBase(Args& args, int& base) {
-    std::string text;
-    if (!TakeOption(args, "--base", text)) return false;
-    try {
-        size_t used = 0;
-        base = std::stoi(text, &used);
-        return used == text.size() && base >= 0 && base < Site().baseCount;
-    } catch (...) {
-        return false;
-    }
-}
 
 // "1,3" or "1-3" or "all" into a selection of numbers first..last.
 template <size_t N>

@@ -1,3 +1,7 @@
+#include "store/EngineNotices.h"
 #include "ui/Application.h"
 
-int main(int argc, char** argv) { return toverin::ui::RunToverin(argc, argv); }
+int main(int argc, char** argv) {
+    toverin::LogEngineNotices();
+    return toverin::ui::RunToverin(argc, argv);
+}

@@ -9,9 +9,11 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 
 #include "app/Log.h"
+#include "app/Text.h"
 
 namespace toverin {
 
@@ -126,6 +128,32 @@ std::string LastFailureReply(const std::string& replies) {
     return found;
 }
 
+// A reply saying the server does not know the command (500, 502) or this use of it (504).
+bool CommandNotKnown(const std::string& reply) {
+    return StartsWith(reply, "500") || StartsWith(reply, "502") || StartsWith(reply, "504");
+}
+
+// The final reply lines ("213 ...") whose codes start with one of `codes`, in order.
+std::vector<std::string> FinalReplies(const std::string& replies,
+                                      std::initializer_list<const char*> codes) {
+    std::vector<std::string> out;
+    size_t start = 0;
+    while (start < replies.size()) {
+        size_t end = replies.find('\n', start);
+        if (end == std::string::npos) end = replies.size();
+        std::string line = replies.substr(start, end - start);
+        start = end + 1;
+        while (!line.empty() && (line.back() == '\r' || line.back() == '\n')) line.pop_back();
+        if (line.size() < 4 || line[3] != ' ') continue;
+        for (const char* code : codes)
+            if (StartsWith(line, code)) {
+                out.push_back(line);
+                break;
+            }
+    }
+    return out;
+}
+
 // A 1xx reply: the server opened the data transfer, so the remote file was opened.
 bool HasPreliminaryReply(const std::string& replies) {
     size_t start = 0;
@@ -137,46 +165,6 @@ bool HasPreliminaryReply(const std::string& replies) {
         start = end + 1;
     }
     return false;
-}
-
-LocalTime LocalFromUtc(std::chrono::sys_time<Milliseconds> utc) {
-    using namespace std::chrono;
-    auto secs = floor<seconds>(utc);
-    std::time_t t = system_clock::to_time_t(secs);
-    std::tm tm{};
-    localtime_r(&t, &tm);
-    auto days = local_days{year{tm.tm_year + 1900} / (tm.tm_mon + 1) / tm.tm_mday};
-    return LocalTime{days} + hours{tm.tm_hour} + minutes{tm.tm_min} + seconds{tm.tm_sec} +
-           (utc - secs);
-}
-
-// "YYYYMMDDHHMMSS[.sss]" in UTC.
-bool ParseMlsdTime(std::string_view text, LocalTime& out) {
-    using namespace std::chrono;
-    if (text.size() < 14) return false;
-    for (size_t i = 0; i < 14; ++i)
-        if (!std::isdigit(static_cast<unsigned char>(text[i]))) return false;
-    auto num = [&](size_t pos, size_t len) {
-        int v = 0;
-        for (size_t i = pos; i < pos + len; ++i) v = v * 10 + (text[i] - '0');
-        return v;
-    };
-    year_month_day ymd{year{num(0, 4)}, month{static_cast<unsigned>(num(4, 2))},
-                       day{static_cast<unsigned>(num(6, 2))}};
-    if (!ymd.ok()) return false;
-    int ms = 0;
-    if (text.size() > 15 && text[14] == '.') {
-        int scale = 100;
-        for (size_t i = 15;
-             i < text.size() && i < 18 && std::isdigit(static_cast<unsigned char>(text[i])); ++i) {
-            ms += (text[i] - '0') * scale;
-            scale /= 10;
-        }
-    }
-    sys_time<Milliseconds> utc = sys_days{ymd} + hours{num(8, 2)} + minutes{num(10, 2)} +
-                                 seconds{num(12, 2)} + milliseconds{ms};
-    out = LocalFromUtc(utc);
-    return true;
 }
 
 size_t DiscardBody(char*, size_t size, size_t count, void*) {
@@ -284,6 +272,8 @@ bool HasLineBreak(const std::string& text) {
 
 struct cFTP::Session {
     EasyHandle easy;
+    bool noMlsd = false;  // the server does not know MLSD (found out once per connection)
+    bool noMdtm = false;
     std::string baseUrl;
     std::string user;
     std::string password;
@@ -409,8 +399,9 @@ int cFTP::Perform(Request& request) {
         request.typeCommand = MakeQuote({transferType_ == kTransferAscii ? "TYPE A" : "TYPE I"});
         curl_easy_setopt(h, CURLOPT_PREQUOTE, request.typeCommand.get());
     }
-    if (request.write == DownloadWriter::Write) {
-        // A size asked beforehand is the stored size; an ASCII transfer may be longer.
+    if (request.write == DownloadWriter::Write && transferType_ == kTransferAscii) {
+        // A size asked beforehand is the stored size; an ASCII transfer may be longer. A binary
+        // one must be exactly that long: one that ends short is a failure.
         curl_easy_setopt(h, CURLOPT_IGNORE_CONTENT_LENGTH, 1L);
     }
     if (request.reader) {
@@ -590,7 +581,13 @@ bool cFTP::FTPDownloadFile(const std::string& remoteName, const std::string& loc
         if (!existed) fs::remove(localPath, ec);
         return openFailed();
     }
-    Fail("FTPDownloadFile", "Err: FTP: InternetReadFile (" + ErrorString() + ")");
+    // Read in blocks of 256 bytes and then the rest: a failure once every whole block has come
+    // is one on the last part.
+    curl_off_t expected = -1;
+    curl_easy_getinfo(session_->easy.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &expected);
+    const bool lastPart = expected >= 0 && writer.received >= expected - expected % kSmallBlock;
+    Fail("FTPDownloadFile", std::string("Err: FTP: InternetReadFile") + (lastPart ? "2" : "") +
+                                " (" + ErrorString() + ")");
     return false;
 }
 
@@ -638,30 +635,138 @@ bool cFTP::SetFTPDirectory(const std::string& name) {
         return false;
     }
     directory_ = path;
-    TraceLog("FTP: FtpSetCurrentDirectory Ok: '" + name + "'");
+    TraceLog("FtpSetCurrentDirectory Ok: '" + name);
     return true;
 }
 
-bool cFTP::List(const std::string& folder, std::string& listing) {
+bool cFTP::List(const std::string& folder, std::vector<FtpDirEntry>& entries, bool& partial) {
+    std::string listing;
+    auto run = [&](const char* command) {
+        listing.clear();
+        Request request;
+        request.path = WithTrailingSlash(folder);
+        request.listCommand = command;
+        request.write = CollectText;
+        request.writeData = &listing;
+        return Perform(request) == CURLE_OK;
+    };
+    bool ok = false;
+    if (!session_->noMlsd) {
+        ok = run("MLSD");
+        if (ok) entries = ParseMlsdListing(listing);
+        if (ok || !listing.empty() || !CommandNotKnown(LastFailureReply(session_->replies))) {
+            partial = !listing.empty();
+            return ok;
+        }
+        // A server without MLSD (vsftpd, many older ones): its LIST lines from now on.
+        session_->noMlsd = true;
+        TraceLog("FTP: The server has no MLSD: LIST from now on");
+    }
+    ok = run("LIST");
+    partial = !listing.empty();
+    if (!ok) return false;
+    if (listing.empty()) {
+        // LIST names a folder that is not there as an empty one (vsftpd): the folder is asked
+        // for. The server's own current folder never matters here, every path being absolute.
+        std::string reply;
+        if (!Ask("CWD " + folder, reply)) return false;
+        if (!StartsWith(reply, "2")) {
+            SetLastError(
+                CURLE_REMOTE_FILE_NOT_FOUND,
+                std::string(curl_easy_strerror(CURLE_REMOTE_FILE_NOT_FOUND)) + " - " + reply);
+            return false;
+        }
+    }
+    entries = ParseListListing(listing, AppClock().Now());
+    ExactDates(folder, entries);
+    return true;
+}
+
+void cFTP::ExactDates(const std::string& folder, std::vector<FtpDirEntry>& entries) {
+    // LIST gives the server's clock to the minute, without the year for recent files: MDTM gives
+    // each file's date to the second, in UTC. Asked together, each command ignored when it fails.
+    if (session_->noMdtm) return;
+    std::vector<std::string> commands;
+    std::vector<FtpDirEntry*> files;
+    for (auto& entry : entries) {
+        if (entry.isDirectory || HasLineBreak(entry.name)) continue;
+        commands.push_back("*MDTM " + WithTrailingSlash(folder) + entry.name);
+        files.push_back(&entry);
+    }
+    if (commands.empty()) return;
     Request request;
-    request.path = WithTrailingSlash(folder);
-    request.listCommand = "MLSD";
-    request.write = CollectText;
-    request.writeData = &listing;
-    return Perform(request) == CURLE_OK;
+    request.path = "/";
+    request.noBody = true;
+    request.quote = MakeQuote(commands);
+    if (Perform(request) != CURLE_OK) return;
+    std::vector<std::string> answers = FinalReplies(session_->replies, {"213", "4", "5"});
+    if (answers.size() < files.size()) return;
+    answers.erase(answers.begin(), answers.end() - static_cast<long>(files.size()));
+    if (CommandNotKnown(answers.front())) {
+        session_->noMdtm = true;
+        return;
+    }
+    for (size_t i = 0; i < files.size(); ++i)
+        if (StartsWith(answers[i], "213 "))
+            ParseFtpTime(Trim(answers[i].substr(4)), files[i]->date);
+}
+
+std::optional<int64_t> cFTP::FileSize(const std::string& path, bool& partial) {
+    const auto parts = SplitFolderAndName(path);
+    std::vector<FtpDirEntry> entries;
+    if (!session_->noMlsd) {
+        // Finds out on the way whether the server knows MLSD.
+        if (!List(parts[0], entries, partial)) return std::nullopt;
+        return SizeIn(entries, parts[1]);
+    }
+    // Without MLSD: the server's SIZE, in binary as some servers require it; LIST when it has no
+    // SIZE either.
+    std::string reply;
+    if (!Ask("TYPE I", reply) || !Ask("SIZE " + path, reply)) return std::nullopt;
+    if (StartsWith(reply, "213 ")) return std::strtoll(reply.c_str() + 4, nullptr, 10);
+    if (CommandNotKnown(reply)) {
+        if (!List(parts[0], entries, partial)) return std::nullopt;
+        return SizeIn(entries, parts[1]);
+    }
+    // "550": no such file, as a listing would have said.
+    SetLastError(CURLE_REMOTE_FILE_NOT_FOUND,
+                 std::string(curl_easy_strerror(CURLE_REMOTE_FILE_NOT_FOUND)) + " - " + reply);
+    return std::nullopt;
+}
+
+std::optional<int64_t> cFTP::SizeIn(const std::vector<FtpDirEntry>& entries,
+                                    const std::string& name) {
+    for (const auto& entry : entries)
+        if (entry.name == name && !entry.isDirectory) return entry.size;
+    SetLastError(CURLE_REMOTE_FILE_NOT_FOUND, curl_easy_strerror(CURLE_REMOTE_FILE_NOT_FOUND));
+    return std::nullopt;
+}
+
+bool cFTP::Ask(const std::string& command, std::string& reply) {
+    // "*": libcurl lets the command fail without giving up the control connection, as it does
+    // after any command it sees fail; the reply says how it went.
+    Request request;
+    request.path = "/";
+    request.noBody = true;
+    request.quote = MakeQuote({"*" + command});
+    if (Perform(request) != CURLE_OK) return false;
+    std::vector<std::string> answers = FinalReplies(session_->replies, {"1", "2", "3", "4", "5"});
+    reply = answers.empty() ? std::string() : answers.back();
+    return true;
 }
 
 int64_t cFTP::GetFTPFileSize(const std::string& name) {
-    bool ok = RequireConnection();
-    std::string listing;
-    auto parts = SplitFolderAndName(Resolve(name));
-    if (ok) ok = List(parts[0], listing);
-    if (ok) {
-        for (const auto& entry : ParseMlsdListing(listing))
-            if (entry.name == parts[1] && !entry.isDirectory) return entry.size;
-        SetLastError(CURLE_REMOTE_FILE_NOT_FOUND, curl_easy_strerror(CURLE_REMOTE_FILE_NOT_FOUND));
+    bool partial = false;
+    std::optional<int64_t> size;
+    if (RequireConnection()) {
+        if (HasLineBreak(name)) {
+            SetLastError(CURLE_URL_MALFORMAT, curl_easy_strerror(CURLE_URL_MALFORMAT));
+        } else {
+            size = FileSize(Resolve(name), partial);
+        }
     }
-    if (!listing.empty() && lastErrorNumber_ != CURLE_REMOTE_FILE_NOT_FOUND) {
+    if (size) return *size;
+    if (partial && lastErrorNumber_ != CURLE_REMOTE_FILE_NOT_FOUND) {
         // Part of the listing came before the failure: the first entry was found, a later not.
         Fail("GetFTPFileSize", "Err: FTP: InternetFindNextFile (" + ErrorString() + ")");
     } else {
@@ -680,91 +785,20 @@ std::vector<FtpDirEntry> cFTP::GetDirectoryListing(const std::string& pattern) {
         namePattern = parts[1];
     }
     bool ok = RequireConnection();
-    std::string listing;
-    if (ok) ok = List(folder, listing);
+    bool partial = false;
+    std::vector<FtpDirEntry> all;
+    if (ok) ok = List(folder, all, partial);
     if (!ok) {
         std::string error = ErrorString();
         Fail("GetDirectoryListing",
-             !listing.empty() ? "Err: FTP: InternetFindNextFile (" + error + ")"
-                              : "Err: FTP: FtpFindFirstFile (GetDirectoryListing) (" + error + ")");
+             partial ? "Err: FTP: InternetFindNextFile (" + error + ")"
+                     : "Err: FTP: FtpFindFirstFile (GetDirectoryListing) (" + error + ")");
         return {};
     }
     std::vector<FtpDirEntry> entries;
-    for (auto& entry : ParseMlsdListing(listing))
+    for (auto& entry : all)
         if (FtpNameMatches(namePattern, entry.name)) entries.push_back(std::move(entry));
     return entries;
-}
-
-std::vector<FtpDirEntry> ParseMlsdListing(std::string_view listing) {
-    std::vector<FtpDirEntry> entries;
-    size_t start = 0;
-    while (start < listing.size()) {
-        size_t end = listing.find('\n', start);
-        if (end == std::string_view::npos) end = listing.size();
-        std::string_view line = listing.substr(start, end - start);
-        start = end + 1;
-        if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-        // The facts end at the first blank; the name is everything after it, blanks included.
-        size_t blank = line.find(' ');
-        if (blank == std::string_view::npos || blank + 1 >= line.size()) continue;
-        std::string_view facts = line.substr(0, blank);
-        FtpDirEntry entry;
-        entry.name = std::string(line.substr(blank + 1));
-        bool skip = false;
-        while (!facts.empty()) {
-            size_t semi = facts.find(';');
-            std::string_view fact = facts.substr(0, semi);
-            facts = semi == std::string_view::npos ? std::string_view{} : facts.substr(semi + 1);
-            size_t eq = fact.find('=');
-            if (eq == std::string_view::npos) continue;
-            std::string key(fact.substr(0, eq));
-            for (auto& c : key) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-            std::string_view value = fact.substr(eq + 1);
-            if (key == "type") {
-                std::string type(value);
-                for (auto& c : type)
-                    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-                if (type == "cdir" || type == "pdir") skip = true;
-                entry.isDirectory = type == "dir" || type == "cdir" || type == "pdir";
-            } else if (key == "size") {
-                int64_t size = 0;
-                for (char c : value) {
-                    if (!std::isdigit(static_cast<unsigned char>(c))) break;
-                    size = size * 10 + (c - '0');
-                }
-                entry.size = size;
-            } else if (key == "modify") {
-                ParseMlsdTime(value, entry.date);
-            }
-        }
-        if (!skip) entries.push_back(std::move(entry));
-    }
-    return entries;
-}
-
-bool FtpNameMatches(std::string_view pattern, std::string_view name) {
-    if (pattern.empty() || pattern == "*.*" || pattern == "*") return true;
-    auto lower = [](char c) {
-        return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    };
-    // Iterative glob with one backtrack point: linear enough for file names.
-    size_t p = 0, n = 0, star = std::string_view::npos, mark = 0;
-    while (n < name.size()) {
-        if (p < pattern.size() && (pattern[p] == '?' || lower(pattern[p]) == lower(name[n]))) {
-            ++p;
-            ++n;
-        } else if (p < pattern.size() && pattern[p] == '*') {
-            star = p++;
-            mark = n;
-        } else if (star != std::string_view::npos) {
-            p = star + 1;
-            n = ++mark;
-        } else {
-            return false;
-        }
-    }
-    while (p < pattern.size() && pattern[p] == '*') ++p;
-    return p == pattern.size();
 }
 
 }  // namespace toverin

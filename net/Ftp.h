@@ -9,24 +9,18 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "app/Clock.h"
+#include "net/FtpListing.h"
 
 namespace toverin {
 
 // Raised when a connection cannot be opened; the transfer windows read it and lower it.
 bool& FtpErrorFlag();
-
-// One entry of a remote directory listing.
-struct FtpDirEntry {
-    std::string name;
-    int64_t size = 0;
-    LocalTime date{};  // last modification, in the machine's local time
-    bool isDirectory = false;
-};
 
 // How an upload cuts a file into writes: `count` blocks of `blockSize` bytes, then `remainder`
 // bytes (none when 0). Large files go in 24,576-byte blocks, the others in 256-byte blocks.
@@ -105,7 +99,14 @@ class cFTP {
     void SetLastError(int number, std::string text);
     std::string CurlErrorText(int code, bool withBuffer) const;
     std::string Resolve(const std::string& name) const;
-    bool List(const std::string& folder, std::string& listing);
+    // The entries of `folder`, by MLSD or, on a server without it, by LIST; `partial` when some of
+    // the listing came before a failure.
+    bool List(const std::string& folder, std::vector<FtpDirEntry>& entries, bool& partial);
+    void ExactDates(const std::string& folder, std::vector<FtpDirEntry>& entries);
+    std::optional<int64_t> FileSize(const std::string& path, bool& partial);
+    // Sends one command on the control connection; false only when the connection failed.
+    bool Ask(const std::string& command, std::string& reply);
+    std::optional<int64_t> SizeIn(const std::vector<FtpDirEntry>& entries, const std::string& name);
 
     std::unique_ptr<Session> session_;  // none: not connected
     int transferType_ = kTransferAscii;
@@ -118,11 +119,5 @@ class cFTP {
     std::chrono::seconds stallTimeout_{60};
     std::function<void(int64_t)> blockObserver_;
 };
-
-// MLSD lines ("fact=value;...; name") to entries; the current and parent directory entries are
-// left out, times are turned from UTC into local time.
-std::vector<FtpDirEntry> ParseMlsdListing(std::string_view listing);
-// Windows-style name matching: '*' any run, '?' one character, ASCII case ignored.
-bool FtpNameMatches(std::string_view pattern, std::string_view name);
 
 }  // namespace toverin

@@ -172,7 +172,7 @@ BackupOutcome BackupData(int base, bool all, const BackupOptions& options, Opera
                 if (Trim(name).empty()) continue;
                 if (s > 1 && IsCommonFileName(name)) break;  // common to the base: once
 
-                const std::string source = cfg.dataFolder + name;
+                const std::string source = ExistingCase(cfg.dataFolder + name);
                 TraceLog("Backup: Source file: " + source);
                 if (!FileExists(source)) {
                     TraceLog("Backup: Err: Source file not found: " + source);

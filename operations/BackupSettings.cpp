@@ -37,9 +37,9 @@ BackupOptions LoadBackupOptions(int base) {
     const std::string file = LocalIniFile();
     const std::string s = Section(base);
     o.serverDataFolder =
-        NormaliseFolder(LectureIni(file, s, "Dossier_Donnees", b ? b->dataFolder : ""));
+        NormaliseFolder(LectureIniDossier(file, s, "Dossier_Donnees", b ? b->dataFolder : ""));
     o.localBackupFolder = NormaliseFolder(
-        LectureIni(file, s, "Dossier_Donnees_Local", b ? b->localFolder + "KV_Data/" : ""));
+        LectureIniDossier(file, s, "Dossier_Donnees_Local", b ? b->localFolder + "KV_Data/" : ""));
     o.optionBackup = LectureIni(file, s, "Option_Backup", "0") == "1" ? 1 : 0;
     o.historyDaysText = LectureIni(file, s, "Backup_NbJour", "30");
     o.keyOnError = LectureIni(file, s, "Backup_SaisieCle", "0") == "1";

@@ -95,8 +95,8 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, const Backup
                     for (int j = 0; j < i; ++j) first = first && !request.stations[j];
                     if (!first) continue;
                 }
-                const std::string backupFile = backupFolder + BackupFileName(name);
-                const std::string dataFile = dataFolder + name;
+                const std::string backupFile = ExistingCase(backupFolder + BackupFileName(name));
+                const std::string dataFile = ExistingCase(dataFolder + name);
                 if (!FileExists(backupFile)) {
                     TraceLog("Err: File not found: " + backupFile);
                     continue;
@@ -215,7 +215,7 @@ CreationOutcome CreateData(int base, const CreationRequest& request, OperationVi
                 const int s = i + 1;
                 const std::string name = StationFileName(f, s);
                 if (Trim(name).empty() || name == ".bt6") continue;
-                const std::string path = cfg.dataFolder + name;
+                const std::string path = ExistingCase(cfg.dataFolder + name);
                 long long count = 0;
                 if (FileExists(path)) {
                     count = std::max(0LL, RecordCountOfFile(path));

@@ -11,10 +11,19 @@
 
 namespace toverin {
 
-const std::array<const char*, 3> kExportNatures = {"Export vers les stations", "",
+const std::array<const char*, 3> kExportNatures = {"Export vers les stations", "Export (nature 1)",
                                                    "Export NinSight"};
 const std::array<const char*, 3> kImportNatures = {"Import des stations", "Import Maya (RMB)",
                                                    "Import NinSight"};
+
+std::string NatureName(const std::array<const char*, 3>& names, int nature) {
+    if (nature >= 0 && nature < static_cast<int>(names.size())) return names[nature];
+    return "Nature " + std::to_string(nature);
+}
+
+std::string NatureUnavailableText(const std::string& natureName) {
+    return "Non disponible dans ce programme: " + natureName;
+}
 
 Scheduler::~Scheduler() {
     AfterBackupHook() = nullptr;
@@ -38,9 +47,18 @@ void Scheduler::Save(int base) {
     DetermineDateProchainImport(base);
 }
 
-void Scheduler::Arm(ScheduleState& state, const OperationPlan& plan, const char* control,
-                    int base) {
+void Scheduler::Arm(ScheduleState& state, const OperationPlan& plan, const char* control, int base,
+                    const std::array<NatureRunner, 3>* runners,
+                    const std::array<const char*, 3>* names) {
     std::optional<LocalTime> due = NextDueDate(plan, AppClock().Now());
+    const int nature = plan.nature;
+    if (due && runners &&
+        (nature < 0 || nature >= static_cast<int>(runners->size()) || !(*runners)[nature])) {
+        // A date that would never run would mislead: the tab says why nothing will happen.
+        state.armed = false;
+        view_.SetText(control, base, NatureUnavailableText(NatureName(*names, nature)));
+        return;
+    }
     state.armed = due.has_value();
     if (due) state.next = *due;
     view_.SetText(control, base, NextDateText(due));
@@ -51,11 +69,13 @@ void Scheduler::DetermineDateProchainBackup(int base) {
 }
 
 void Scheduler::DetermineDateProchainExport(int base) {
-    Arm(export_[base], plans_[base].exportPlan, "TexteDateProchainExport", base);
+    Arm(export_[base], plans_[base].exportPlan, "TexteDateProchainExport", base, &exportRunners,
+        &kExportNatures);
 }
 
 void Scheduler::DetermineDateProchainImport(int base) {
-    Arm(import_[base], plans_[base].importPlan, "TexteDateProchainImport", base);
+    Arm(import_[base], plans_[base].importPlan, "TexteDateProchainImport", base, &importRunners,
+        &kImportNatures);
     if (import_[base].armed) TraceLog("New import date: " + FormatDateTime(import_[base].next));
 }
 
@@ -82,8 +102,10 @@ void Scheduler::TimerMain_Timer() {
                 Operations().stopRequested[b] = false;
                 TraceLogEncadre("Schedule: Start Backup", '=');
                 AutomaticMode() = true;
-                BackupData(b, plans_[b].backupAll, view_);
+                BackupOutcome outcome = BackupData(b, plans_[b].backupAll, view_);
                 AutomaticMode() = false;
+                lastBackup_[b] = {true, AppClock().Now(),
+                                  !outcome.finished || outcome.failedFiles > 0};
                 // A finished backup arms its next date itself; a stopped or failed one waits for
                 // its next planned date all the same.
                 if (!backup_[b].armed) DetermineDateProchainBackup(b);
@@ -97,6 +119,7 @@ void Scheduler::TimerMain_Timer() {
         for (int b = 0; b < bases; ++b) {
             if (import_[b].armed && AppClock().Now() >= import_[b].next) RunImport(b);
         }
+        if (afterTick) afterTick();
         if (standbyCheck) standbyCheck();
         return 0;
     });
@@ -105,20 +128,21 @@ void Scheduler::TimerMain_Timer() {
 void Scheduler::RunExport(int base) {
     export_[base].armed = false;
     TraceLogEncadre("Schedule: Start Export", '=');
-    int nature = plans_[base].exportPlan.nature;
-    std::string name =
-        nature >= 0 && nature < 3 && *kExportNatures[nature] ? kExportNatures[nature] : "Inconnue";
-    // The exchange with the stations and the outside traffic systems is not part of this program:
-    // say so plainly instead of pretending to have run.
-    TraceLog("Schedule: Export: nature " + std::to_string(nature) + " (" + name +
-             ") is not available in this program; nothing was exported");
+    const int nature = plans_[base].exportPlan.nature;
+    // Armed only with a runner for its nature; a plan changed since is said plainly.
+    if (nature >= 0 && nature < static_cast<int>(exportRunners.size()) && exportRunners[nature]) {
+        exportRunners[nature](base);
+    } else {
+        TraceLog("Schedule: Export: " + NatureName(kExportNatures, nature) +
+                 ": not available in this program; nothing was exported");
+    }
     DetermineDateProchainExport(base);
 }
 
 void Scheduler::RunImport(int base) {
     import_[base].armed = false;
     TraceLogEncadre("Schedule: Start Import", '=');
-    int nature = plans_[base].importPlan.nature;
+    const int nature = plans_[base].importPlan.nature;
     if (nature == 1 || nature == 2) {
         const std::string& s = plans_[base].stationsImport;
         bool source = false, target = false;
@@ -131,17 +155,18 @@ void Scheduler::RunImport(int base) {
             }
         }
         if (!source || !target) {
-            TraceLog(
-                "Schedule: Import: Il faut paramétrer au moins une station source et une station "
-                "cible");
+            AffMsg(kImportStationsMissing, MsgButtons::Ok, MsgIcon::Exclamation);
             DetermineDateProchainImport(base);
             return;
         }
         TraceLogEncadre(nature == 1 ? "Import Maya: Started" : "Import NinSight: Started", '=');
     }
-    std::string name = nature >= 0 && nature < 3 ? kImportNatures[nature] : "Inconnue";
-    TraceLog("Schedule: Import: nature " + std::to_string(nature) + " (" + name +
-             ") is not available in this program; nothing was imported");
+    if (nature >= 0 && nature < static_cast<int>(importRunners.size()) && importRunners[nature]) {
+        importRunners[nature](base);
+    } else {
+        TraceLog("Schedule: Import: " + NatureName(kImportNatures, nature) +
+                 ": not available in this program; nothing was imported");
+    }
     DetermineDateProchainImport(base);
 }
 

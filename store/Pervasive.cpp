@@ -90,6 +90,30 @@ int CatalogueKeyLength(int fileNumber, int keyNumber) {
     return lengths[fileNumber][keyNumber];
 }
 
+// The first key of a catalogue file whose values are unique, -1 when every key allows
+// duplicates.
+int UniqueKeyOf(int fileNumber) {
+    static const std::array<int, kCatalogueSize> unique = [] {
+        std::array<int, kCatalogueSize> table{};
+        for (int f = 0; f < kCatalogueSize; ++f) {
+            table[f] = -1;
+            std::vector<std::vector<KeySegment>> keys = KeysOf(f);
+            for (size_t k = 0; k < keys.size(); ++k) {
+                if (!keys[k].empty() && (keys[k][0].flags & btr::kKeyDuplicates) == 0) {
+                    table[f] = static_cast<int>(k);
+                    break;
+                }
+            }
+        }
+        return table;
+    }();
+    return fileNumber >= 0 && fileNumber < kCatalogueSize ? unique[fileNumber] : -1;
+}
+
+bool IsBlank(const std::string& key) {
+    return key.find_first_not_of(std::string(" \0", 2)) == std::string::npos;
+}
+
 // The buffers BTRieve_Reel hands the engine, kept between calls so that a call allocates nothing;
 // a call made while another is in the engine (a scripted engine calling back) uses its own.
 struct CallBuffers {
@@ -322,6 +346,7 @@ void SlotBank::GuardedCall(int base, uint16_t operation, std::string& data, std:
         std::string path = SlotPath(base, fileNumber, station);
         GestionDesErreurs(2003, "File not open: " + path, procedure, "BTrieve (" + caller + ")");
         lastStatus_ = btr::kFileNotOpen;
+        if (browsing_) return;  // the browsing tool hears of it through the status
         ErrorChoice choice =
             ErreurBTrieve(base, fileNumber, station, data, caller, false, operation);
         if (choice != ErrorChoice::Abort)
@@ -331,13 +356,24 @@ void SlotBank::GuardedCall(int base, uint16_t operation, std::string& data, std:
     }
     if (data.empty()) data.assign(kEmptyDataBuffer, ' ');
 
-    auto report = [&] {
-        return ErreurBTrieve(base, fileNumber, station, data, caller, false, operation);
+    // After a report, Retry and Ignore both go back to the call, which repeats for the statuses
+    // that say so and stops for the others; only Abort ends (the program, or, with a hook that
+    // returns, the call with its status). A browsing bank is told nothing but the status: the
+    // call gives up where it would ask.
+    const bool silent = quiet_ || browsing_;
+    auto reportAndRepeat = [&] {
+        if (browsing_) return false;
+        return Report(base, fileNumber, station, caller, false, operation, true) !=
+               ErrorChoice::Abort;
     };
     auto reRead = [&](std::string& d, std::string& k) {
         return BTRieve_Reel(base, fileNumber, station, btr::kGetEqual, d, k, keyNumber);
     };
     int retries = 0;  // one count for the whole call, whatever the statuses met on the way
+    // The position of the record a write is about, taken at its first conflict: the failed
+    // write leaves that record current.
+    std::optional<std::string> position;
+    bool positionAsked = false;
     for (;;) {
         int16_t status = BTRieve_Reel(base, fileNumber, station, operation, data, key, keyNumber);
         lastStatus_ = status;
@@ -358,13 +394,14 @@ void SlotBank::GuardedCall(int base, uint16_t operation, std::string& data, std:
                 }
                 lastStatus_ = status;
             }
-            if (report() != ErrorChoice::Retry) break;
+            if (!reportAndRepeat()) break;
             continue;
         }
         if (IsTransactionStatus(status) || IsLockStatus(status)) {
             // Another workstation holds the record, the file or a transaction: wait it out,
-            // asking the user from the eleventh time on (every time).
-            if (++retries > kRetryLimit && report() != ErrorChoice::Retry) break;
+            // asking the user from the eleventh time on (every time). Only success or Abort
+            // ends the wait.
+            if (++retries > kRetryLimit && !reportAndRepeat()) break;
             AppClock().Sleep(kLockWait);
             continue;
         }
@@ -374,37 +411,74 @@ void SlotBank::GuardedCall(int base, uint16_t operation, std::string& data, std:
                     lastStatus_ = btr::kSuccess;
                     break;
                 }
-                if (!quiet_ && report() != ErrorChoice::Retry) break;
+                if (!silent && !reportAndRepeat()) break;
             }
             if (++retries > kRetryLimit) {
                 lastStatus_ = -1;  // the caller decides; nobody is asked
                 break;
             }
-            AppClock().Sleep(kConflictWait);
-            if (operation == btr::kUpdate || operation == btr::kDelete) {
-                // The record changed under us: read it again so the engine takes our write as
-                // made on the latest version. The caller's record and key stay as they were.
-                std::string d = data;
-                std::string k = key;
-                if (k.find_first_not_of(std::string(" \0", 2)) == std::string::npos) {
-                    // A caller that did not keep the key of its read: the record names itself.
-                    k = KeyOf(fileNumber, keyNumber, data);
-                }
-                reRead(d, k);
+            const bool write = operation == btr::kUpdate || operation == btr::kDelete;
+            if (write && !positionAsked) {
+                positionAsked = true;
+                std::string d, k = key;
+                if (BTRieve_Reel(base, fileNumber, station, btr::kGetPosition, d, k, keyNumber) ==
+                        btr::kSuccess &&
+                    d.size() >= 4)
+                    position = d.substr(0, 4);
             }
+            if (write && !position && UniqueKeyOf(fileNumber) < 0) {
+                // Only a position tells a record from siblings that share its key values.
+                TraceLog("Err: BTrieve: file " + std::to_string(fileNumber) +
+                         ": a record changed by another user cannot be told from its siblings |"
+                         "Write given up (" +
+                         caller + ")");
+                lastStatus_ = -1;
+                break;
+            }
+            AppClock().Sleep(kConflictWait);
+            // The record changed under us: read it again so the engine takes our write as made
+            // on its latest version.
+            if (write)
+                ReReadAfterConflict(base, fileNumber, station, keyNumber, data, key, position);
             continue;
         }
+        // Any other status ends the call; duplicate keys on writes and key-not-found or
+        // end-of-file on reads are the caller's to test, and said nothing of.
         bool write = operation == btr::kInsert || operation == btr::kUpdate;
         bool expected = write ? status == btr::kDuplicateKey
                               : (status == btr::kKeyNotFound || status == btr::kDuplicateKey ||
                                  status == btr::kEndOfFile);
-        if (quiet_ || expected) break;
-        if (report() != ErrorChoice::Retry) break;
+        if (!silent && !expected)
+            Report(base, fileNumber, station, caller, false, operation, false);
+        break;
     }
 
     if (lastStatus_ == btr::kSuccess && UpperCaseEnabled() && keyNumber >= 0 && keyNumber < kKeys &&
         UpperCaseKey(base, fileNumber, keyNumber))
         data = UpperCp1252(data);
+}
+
+void SlotBank::ReReadAfterConflict(int base, int fileNumber, int station, int keyNumber,
+                                   const std::string& data, const std::string& key,
+                                   const std::optional<std::string>& position) {
+    const int unique = UniqueKeyOf(fileNumber);
+    std::string d = data;
+    std::string k;
+    if (unique >= 0) {
+        // Its unique key names the record, as the caller's record carries it.
+        k = KeyOf(fileNumber, unique, data);
+    } else {
+        // A caller that did not keep the key of its read: the record names itself.
+        k = IsBlank(key) ? KeyOf(fileNumber, keyNumber, data) : key;
+    }
+    BTRieve_Reel(base, fileNumber, station, btr::kGetEqual, d, k, unique >= 0 ? unique : keyNumber);
+    if (position) {
+        // The position settles it where the key value does not (siblings, or a unique key the
+        // caller is changing), and makes the record current on the call's key again, where
+        // the caller's next read goes on.
+        d = *position;
+        BTRieve_Reel(base, fileNumber, station, btr::kGetDirect, d, k, keyNumber);
+    }
 }
 
 int16_t SlotBank::BTRieve_Reel(int base, int fileNumber, int station, uint16_t operation,

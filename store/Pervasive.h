@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -97,6 +98,15 @@ class SlotBank {
     // Report nothing for the statuses BTRieve would otherwise report after its retries.
     bool quiet() const { return quiet_; }
     void setQuiet(bool quiet) { quiet_ = quiet; }
+    // Browsing, for tools that look through files (the data viewer, toverinctl's dump): every
+    // status comes back to the caller in LastStatus(). BTRieve and the opens then show no box,
+    // log no report and never end the program, not even for a call on a file that is not open
+    // (status 3). Locks and transactions are still waited out, and given up with their status
+    // where the user would have been asked; a key number change that the re-read does not mend
+    // comes back as 7; conflicts are retried as usual. An ErreurBTrieve call of the caller's own
+    // still reports.
+    bool browsing() const { return browsing_; }
+    void setBrowsing(bool browsing) { browsing_ = browsing; }
     // The base's call history, newest first (at most six lines).
     std::vector<std::string> CallHistory(int base) const;
 
@@ -104,8 +114,11 @@ class SlotBank {
     // 100 blanks), `key` the key buffer, both in/out. The engine is handed the slot's record
     // length of data and a 255-byte key buffer (the key padded with NULs); `data` comes back as
     // long as the engine says, `key` at least as long as the key. The status is left in
-    // LastStatus(). A write that meets a conflict re-reads its record by `key` before retrying
-    // (by the record's own key when `key` is blank), keeping the caller's `data`.
+    // LastStatus(). An update or delete that meets a conflict reads its record again before
+    // each retry, keeping the caller's `data` and `key`: by Get Equal on the file's unique key
+    // (on the call's key where every key allows duplicates), then by Get Direct on the
+    // position the record had when the conflict was met, so that the retry rewrites the record
+    // that was read and never a sibling sharing its key value.
     void BTRieve(int base, uint16_t operation, std::string& data, std::string& key, int keyNumber,
                  int fileNumber, int station, const std::string& caller);
     // One engine call on the slot, no retry and no report; returns the status. Files 0..49 only:
@@ -117,6 +130,10 @@ class SlotBank {
     // the base's data folder (files 40..49 are created empty when missing). Returns true when
     // every station's file is open.
     bool FichierPervasiveOuvrir(int base, int firstStation, int lastStation, int fileNumber);
+    // The same for the NinSight interface's copy of `fileNumber`, which lies in the folder the
+    // site names for it ("Dossier_NinSight" of the base's section of "KV3_Config.ini"); held in
+    // the slot of station 1. False, with a log line, when the site names no such folder.
+    bool FichierPervasiveOuvrirNinSight(int base, int fileNumber);
     void FichierPervasiveFermer(int base, int firstStation, int lastStation, int fileNumber);
     // Opens `path` into the slot (base, fileNumber, station) with `openMode` (btr::OpenMode); the
     // path must exist. Returns the engine status (12 when the path does not exist). A slot that
@@ -131,14 +148,30 @@ class SlotBank {
     std::string OpenFilePath(int base, int fileNumber, int station) const;
     // The number of records of an open slot (Stat), or -1 when the slot is not open.
     long long RecordCount(int base, int fileNumber, int station);
+    // The structure of an open slot's file as the engine gives it (Stat): record length, keys
+    // and their segments, record count. Returns the status (3 when the slot is not open).
+    int16_t Stat(int base, int fileNumber, int station, btr::PbTBtrFileBuf& fileBuf);
 
-    // Reports the failed call in LastStatus() for the slot and returns the user's answer.
+    // Reports the failed call in LastStatus() for the slot and returns the user's answer: Abort
+    // (and Cancel) end the program; Retry and Ignore send BTRieve back to the statuses it
+    // repeats (7, locks, transactions, 54), and stop it on every other.
     ErrorChoice ErreurBTrieve(int base, int fileNumber, int station, const std::string& data,
                               const std::string& caller, bool quietBox, int operation);
 
     struct Tables;  // the slots and histories (store/PervasiveState.h)
 
   private:
+    // The report behind ErreurBTrieve. `repeats`: the call goes on after Retry and Ignore, so
+    // where nobody can answer the report ends the program rather than repeat it for ever.
+    ErrorChoice Report(int base, int fileNumber, int station, const std::string& caller,
+                       bool quietBox, int operation, bool repeats);
+    // Opens a catalogue file at `path` into the slot; files 40..49 are created empty when
+    // missing. True when it is open.
+    bool OpenCatalogueFile(int base, int fileNumber, int station, const std::string& path);
+    // Before the retry of a write that met a conflict: reads its record again (see BTRieve).
+    void ReReadAfterConflict(int base, int fileNumber, int station, int keyNumber,
+                             const std::string& data, const std::string& key,
+                             const std::optional<std::string>& position);
     void GuardedCall(int base, uint16_t operation, std::string& data, std::string& key,
                      int keyNumber, int fileNumber, int station, const std::string& caller);
     // Valid indices only (pervasive::ValidSlot).
@@ -155,6 +188,7 @@ class SlotBank {
     std::unique_ptr<Tables> tables_;
     int16_t lastStatus_ = 0;
     bool quiet_ = false;
+    bool browsing_ = false;
 };
 
 // Sets a bank's quiet flag for its lifetime and gives back what it was: the operation reports a
@@ -167,6 +201,22 @@ class ScopedQuiet {
     ~ScopedQuiet() { bank_.setQuiet(previous_); }
     ScopedQuiet(const ScopedQuiet&) = delete;
     ScopedQuiet& operator=(const ScopedQuiet&) = delete;
+
+  private:
+    SlotBank& bank_;
+    bool previous_;
+};
+
+// Sets a bank's browsing mode for its lifetime and gives back what it was.
+class ScopedBrowsing {
+  public:
+    explicit ScopedBrowsing(SlotBank& bank, bool browsing = true)
+        : bank_(bank), previous_(bank.browsing()) {
+        bank.setBrowsing(browsing);
+    }
+    ~ScopedBrowsing() { bank_.setBrowsing(previous_); }
+    ScopedBrowsing(const ScopedBrowsing&) = delete;
+    ScopedBrowsing& operator=(const ScopedBrowsing&) = delete;
 
   private:
     SlotBank& bank_;

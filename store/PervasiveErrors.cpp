@@ -23,12 +23,6 @@ using namespace pervasive;
 
 namespace {
 
-// Item "Divers00" of the message catalogue: what to do when a file itself is in trouble.
-constexpr const char* kDivers00 =
-    "Conseil : le fichier semble endommagé ou inaccessible. Vérifiez que le serveur de données "
-    "est en marche et que son disque n'est pas plein ; si le problème persiste, restaurez la "
-    "dernière sauvegarde de la base (onglet Restauration) ou contactez l'assistance technique.";
-
 constexpr uint64_t kNetworkIncidentInterval = 300000;
 
 std::optional<uint64_t>& LastNetworkIncident() {
@@ -144,6 +138,11 @@ std::string ErreurBTrieveLibelle(int status, const std::string& fileName) {
 ErrorChoice SlotBank::ErreurBTrieve(int base, int fileNumber, int station, const std::string& data,
                                     const std::string& caller, bool quietBox, int operation) {
     (void)data;  // the history shows what the call carried
+    return Report(base, fileNumber, station, caller, quietBox, operation, false);
+}
+
+ErrorChoice SlotBank::Report(int base, int fileNumber, int station, const std::string& caller,
+                             bool quietBox, int operation, bool repeats) {
     TraceProcedure(kModuleErrors, "ErreurBTrieve");
     return Guarded<ErrorChoice>(
         ProcName("ErreurBTrieve", kModuleErrors), ErrorChoice::Ignore, [&]() -> ErrorChoice {
@@ -152,17 +151,16 @@ ErrorChoice SlotBank::ErreurBTrieve(int base, int fileNumber, int station, const
 
             std::string path = SlotPath(base, fileNumber, station < 1 ? 1 : station);
             std::string text = FormatDateTime(AppClock().Now()) + "\n";
-            if (CatalogueEntryFor(fileNumber).Exists())
+            if (fileNumber >= 0 && fileNumber <= kLastRealFile)
                 text += StationName(base, station) + "  (" + caller + ")\n";
             std::string libelle = ErreurBTrieveLibelle(status, path);
             text += libelle;
-            if (!path.empty() && libelle.find(path) == std::string::npos) text += path + "\n";
             if (status != 161) {
                 int position = 1;
                 for (const std::string& line : CallHistory(base))
-                    text += ">" + std::to_string(position++) + ": " + line + "\n";
+                    text += ">" + std::to_string(position++) + line + "\n";
             }
-            if (NeedsHelpLine(status, operation)) text += std::string(kDivers00) + "\n";
+            if (NeedsHelpLine(status, operation)) text += MessageCatalogue("Divers00") + "\n";
 
             bool goesOn = false;
             if (IsNetworkStatus(status)) {
@@ -190,7 +188,8 @@ ErrorChoice SlotBank::ErreurBTrieve(int base, int fileNumber, int station, const
                 AffMsg(text, MsgButtons::Ok, MsgIcon::Information);
                 return ErrorChoice::Ok;
             }
-            switch (AffMsg(text, MsgButtons::AbortRetryIgnore, MsgIcon::Critical)) {
+            switch (AffMsg(text, MsgButtons::AbortRetryIgnore, MsgIcon::Critical, "",
+                           repeats ? MsgAnswer::Abort : MsgAnswer::Ignore)) {
                 case MsgAnswer::Retry:
                     return ErrorChoice::Retry;
                 case MsgAnswer::Abort:

@@ -33,7 +33,7 @@ std::string DataFilePath(int base, int fileNumber, int station) {
     if (base < 0 || base >= static_cast<int>(Site().bases.size())) return "";
     std::string name = StationFileName(fileNumber, station);
     if (name.empty()) return "";
-    return JoinPath(Site().bases[base].dataFolder, name);
+    return ExistingCase(JoinPath(Site().bases[base].dataFolder, name));
 }
 
 int16_t SlotBank::OuvertureFichierBTrieve(int base, int fileNumber, const std::string& path,
@@ -69,7 +69,7 @@ int16_t SlotBank::OuvertureFichierBTrieve(int base, int fileNumber, const std::s
         lastStatus_ = status;
         slot.open = status == btr::kSuccess;
         if (slot.open) ++OpenSlotsInProcess();
-        if (!slot.open && !quiet_) {
+        if (!slot.open && !quiet_ && !browsing_) {
             if (status == btr::kFileNotFound)
                 AppendToNewestHistoryLine(base, " |" + std::to_string(fileNumber));
             TraceLog("Err: " + FileNameOf(path) + ": Unable to open: " + path +
@@ -103,35 +103,54 @@ void SlotBank::FermetureFichierBTrieve(int base, int fileNumber, int station) {
     });
 }
 
+bool SlotBank::OpenCatalogueFile(int base, int fileNumber, int station, const std::string& path) {
+    if (!ValidSlot(base, fileNumber, station)) return false;
+    // The slot names the file asked for, even a missing one (a later call on the slot names
+    // it), and never holds another.
+    FermetureFichierBTrieve(base, fileNumber, station);
+    SlotAt(base, fileNumber, station).path = path;
+    if (!path.empty() && !FileExists(path) && CreatedWhenMissing(fileNumber)) {
+        TraceLog("File: " + path + " not found |Create empty structure");
+        CreationFichierBTrieve(path, fileNumber);
+    }
+    if (!path.empty() && FileExists(path)) {
+        OuvertureFichierBTrieve(base, fileNumber, path, CatalogueEntryFor(fileNumber).recordLength,
+                                station, btr::kOpenNormal);
+    } else {
+        TraceLog("Err: File: " + path + " not found");
+    }
+    return IsFileOpen(base, fileNumber, station);
+}
+
 bool SlotBank::FichierPervasiveOuvrir(int base, int firstStation, int lastStation, int fileNumber) {
     TraceProcedure(kModule, "FichierPervasiveOuvrir");
     const std::string procedure = ProcName("FichierPervasiveOuvrir", kModule);
     return Guarded<bool>(procedure, false, [&] {
-        const CatalogueEntry& entry = CatalogueEntryFor(fileNumber);
-        if (!entry.Exists()) return false;
-        btr::PbTBtrFileBuf creation = CreationRecord(fileNumber);
+        if (!CatalogueEntryFor(fileNumber).Exists()) return false;
         bool all = true;
         for (int station = std::max(firstStation, 1); station <= lastStation; ++station) {
-            if (!ValidSlot(base, fileNumber, station)) {
+            if (!OpenCatalogueFile(base, fileNumber, station,
+                                   DataFilePath(base, fileNumber, station)))
                 all = false;
-                continue;
-            }
-            std::string path = DataFilePath(base, fileNumber, station);
-            // Kept even when the file is missing: a later call on the slot names it.
-            SlotAt(base, fileNumber, station).path = path;
-            if (!path.empty() && !FileExists(path) && CreatedWhenMissing(fileNumber)) {
-                TraceLog("File: " + path + " not found |Create empty structure");
-                CreationFichierBTrieve(path, fileNumber);
-            }
-            if (!path.empty() && FileExists(path)) {
-                OuvertureFichierBTrieve(base, fileNumber, path, creation.RecLen, station,
-                                        btr::kOpenNormal);
-            } else {
-                TraceLog("Err: File: " + path + " not found");
-            }
-            if (!IsFileOpen(base, fileNumber, station)) all = false;
         }
         return all;
+    });
+}
+
+bool SlotBank::FichierPervasiveOuvrirNinSight(int base, int fileNumber) {
+    TraceProcedure(kModule, "FichierPervasiveOuvrirNinSight");
+    const std::string procedure = ProcName("FichierPervasiveOuvrirNinSight", kModule);
+    return Guarded<bool>(procedure, false, [&] {
+        if (!CatalogueEntryFor(fileNumber).Exists()) return false;
+        if (base < 0 || base >= static_cast<int>(Site().bases.size())) return false;
+        const std::string& folder = Site().bases[base].ninSightFolder;
+        if (folder.empty()) {
+            TraceLog("Err: NinSight: no folder for base " + std::to_string(base + 1) +
+                     " (Dossier_NinSight, " + BaseSection(base) + ")");
+            return false;
+        }
+        return OpenCatalogueFile(base, fileNumber, 1,
+                                 JoinPath(folder, StationFileName(fileNumber, 1)));
     });
 }
 

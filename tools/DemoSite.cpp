@@ -1538,7 +1538,7 @@ bool WriteConfiguration(const std::string& root, LocalTime today, DemoSiteResult
     const std::string settings = root + "Settings/";
     fs::create_directories(settings + "_Local");
     IniDocument site;
-    site.Set("Site", "Lib", Cp1252FromUtf8("Radio Kavella (démo)"));
+    site.Set("Site", "Lib", "Radio Kavella (démo)");
     site.Set("Site", "Actif", "1");
     site.Set("Site", "NbBase", std::to_string(kDemoBases));
     site.Set("Site", "NoBase", "1");
@@ -1555,7 +1555,7 @@ bool WriteConfiguration(const std::string& root, LocalTime today, DemoSiteResult
             {"Dossier_Data", "C:\\KV_Data\\" + folder},
             {"Dossier_Config_Global", config},
         };
-        site.Set(section, "Lib", Cp1252FromUtf8(names.label));
+        site.Set(section, "Lib", names.label);
         site.Set(section, "Actif", "1");
         site.Set(section, "NbStation", std::to_string(kDemoStations));
         site.Set(section, "NoStation", "1");
@@ -1572,11 +1572,11 @@ bool WriteConfiguration(const std::string& root, LocalTime today, DemoSiteResult
 
         // Each base's own file: its sections are named Base_01 whatever the base's number.
         IniDocument systeme;
-        systeme.Set("Base_01", "Lib", Cp1252FromUtf8(names.label));
+        systeme.Set("Base_01", "Lib", names.label);
         systeme.Set("Stations", "Nb_Max", std::to_string(kDemoStations));
         for (int s = 1; s <= kDemoStations; ++s) {
             const std::string n = ZeroPad(s, 2);
-            systeme.Set("Base_01_Station_" + n, "Lib", Cp1252FromUtf8(names.stations[s - 1]));
+            systeme.Set("Base_01_Station_" + n, "Lib", names.stations[s - 1]);
             systeme.Set("Base_01_Station_" + n, "Actif", "1");
             const char* kinds[] = {"Musique", "Jingles", "Liners", "Rubriques",
                                    "Infos",   "Pub",     "Presse", "Temp"};

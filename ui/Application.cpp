@@ -5,15 +5,19 @@
 #include <unistd.h>
 
 #include <QApplication>
+#include <QFontDatabase>
 #include <QSocketNotifier>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <iostream>
 #include <string>
 #include <vector>
 
 #include "app/Dialogs.h"
 #include "app/EventPump.h"
+#include "app/FileOps.h"
+#include "app/Ini.h"
 #include "app/Initialisation.h"
 #include "app/Log.h"
 #include "app/Paths.h"
@@ -30,6 +34,7 @@ namespace {
 int gSignalPipe[2] = {-1, -1};
 
 void OnTerminate(int) {
+    RequestTermination();  // a wait under way ends at once
     char c = 't';
     ssize_t n = ::write(gSignalPipe[1], &c, 1);
     (void)n;
@@ -51,6 +56,36 @@ bool HasDisplay() {
     return false;
 }
 
+bool Asks(const std::vector<std::string>& args, std::initializer_list<const char*> names) {
+    for (const auto& a : args)
+        for (const char* n : names)
+            if (a == n) return true;
+    return false;
+}
+
+}  // namespace
+
+std::string UsageText() {
+    return std::string("Kavella: Toverin ") + TOVERIN_VERSION +
+           " - administration des données de la suite Kavella\n"
+           "\n"
+           "Usage: toverin [--root DOSSIER] [/Wait=ms] [/Backup_Base=N] [/IP=a.b.c.d] [/Port=n]\n"
+           "               [/Veille=True]\n"
+           "\n"
+           "  --root DOSSIER   dossier racine du site (sinon TOVERIN_ROOT, le dossier du\n"
+           "                   programme s'il contient Settings/, ou ~/Kavella/)\n"
+           "  /Wait=ms         attendre ms millisecondes avant de démarrer\n"
+           "  /Backup_Base=N   faire le backup de la base N (0 = la première) puis quitter\n"
+           "  /IP=a.b.c.d      adresse IP cible\n"
+           "  /Port=n          port IP cible\n"
+           "  /Veille=True     démarrer en veille\n"
+           "  --help           afficher cette aide\n"
+           "  --version        afficher la version\n"
+           "\n"
+           "Les options de la suite s'écrivent en majuscules ou en minuscules, dans n'importe "
+           "quel ordre.\n";
+}
+
 std::string MissingComponents() {
     std::string missing;
     std::error_code ec;
@@ -58,13 +93,48 @@ std::string MissingComponents() {
     if (::access((SuiteRoot() + "Settings").c_str(), W_OK) != 0)
         missing += "- dossier du site non accessible en écriture: " + SuiteRoot() + "\r\n";
     if (VersionsMoteur().empty()) missing += "- moteur de fichiers (BTRCALL) sans réponse\r\n";
+    if (QFontDatabase::families().isEmpty())
+        missing += "- aucune police de caractères (paquet fonts-dejavu-core)\r\n";
     return missing;
 }
 
-}  // namespace
+std::string InstallerAddress() {
+    const std::string file = ExistingCase(SuiteRoot() + "Settings/_Local/KV3_Toverin_Local.ini");
+    return Trim(LectureIni(file, "Composants", "Adresse_Installation", ""));
+}
+
+void ReportMissingComponents(const std::string& missing, const std::string& installerAddress) {
+    TraceLog("Err: Components missing: " + ReplaceAll(Trim(missing), "\r\n", " "));
+    const std::string address =
+        installerAddress.empty()
+            ? std::string(
+                  "(adresse à indiquer dans Settings\\_Local\\KV3_Toverin_Local.ini, "
+                  "[Composants], Adresse_Installation)")
+            : installerAddress;
+    AffMsg(
+        "Cette mise-à-jour nécessite l'installation de la version 3.47.030 des composants "
+        "Kavella\r\n\r\n" +
+            missing +
+            "\r\nVeuillez faire d'abord cette installation et relancer ensuite le "
+            "programme\r\n\r\nFichier pour faire cette installation:\r\n" +
+            address,
+        MsgButtons::Ok, MsgIcon::Critical);
+    if (installerAddress.empty()) return;  // nothing to download
+    if (AffMsg("Voulez-vous télécharger le fichier et faire l'installation ?", MsgButtons::YesNo,
+               MsgIcon::Question, "Installation des composants Kavella") == MsgAnswer::Yes)
+        ShellEx(installerAddress);
+}
 
 int RunToverin(int argc, char** argv) {
     std::vector<std::string> args(argv + 1, argv + argc);
+    if (Asks(args, {"--help", "-h", "/?"})) {
+        std::cout << UsageText();
+        return 0;
+    }
+    if (Asks(args, {"--version", "-V"})) {
+        std::cout << "Kavella: Toverin " << TOVERIN_VERSION << "\n";
+        return 0;
+    }
     std::string rootArg;
     std::string commandLine = JoinArguments(args, rootArg);
 
@@ -105,7 +175,8 @@ int RunToverin(int argc, char** argv) {
             ssize_t n = ::read(gSignalPipe[0], &c, 1);
             (void)n;
             notifier->setEnabled(false);
-            frm.CloseWithMode(kAppWindows);
+            // During the start-up the load itself stops at the next step (see Form_Load).
+            if (Startup().mainWindowLoaded) frm.CloseWithMode(kAppWindows);
         });
         struct sigaction sa {};
         sa.sa_handler = OnTerminate;
@@ -121,10 +192,9 @@ int RunToverin(int argc, char** argv) {
     std::string missing = MissingComponents();
     if (!missing.empty()) {
         Startup().componentsMissing = true;
-        AffMsg(
-            "Toverin ne peut pas démarrer: des composants manquent.\r\n\r\n" + missing +
-                "\r\nVeuillez d'abord faire cette installation et relancer ensuite le programme.",
-            MsgButtons::Ok, MsgIcon::Critical);
+        if (Startup().unattended)
+            std::cerr << "Toverin: composants manquants:\n" << ReplaceAll(missing, "\r\n", "\n");
+        ReportMissingComponents(missing, InstallerAddress());
     }
     if (!frm.Form_Load()) {
         TraceLogForce();

@@ -11,12 +11,14 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
+#include "app/Errors.h"
 #include "app/Log.h"
 #include "app/Registry.h"
 #include "app/Site.h"
 #include "app/Text.h"
 #include "operations/BackupSettings.h"
 #include "store/Pervasive.h"
+#include "ui/FrmToolsVisualisation.h"
 #include "ui/QtOperationView.h"
 
 namespace toverin::ui {
@@ -42,6 +44,22 @@ FrmSetup::FrmSetup(QWidget* parent) : QDialog(parent) {
         SetRegValue(kHkeyCurrentUser, kOptionKey, "ForcerVeille", on ? "1" : "0");
     });
     gl->addWidget(CheckForcerVeille);
+    auto* reboot = new QCheckBox(
+        QString::fromUtf8("Redémarrer l'ordinateur sur une erreur d'automation"), general);
+    reboot->setObjectName("CheckRebootAutomation");
+    reboot->setChecked(!RebootForbidden());
+    connect(reboot, &QCheckBox::toggled, this, [](bool on) {
+        SetRegValue(kHkeyCurrentUser, kOptionKey, "RebootErreurAutomation", on ? "1" : "0");
+        RebootForbidden() = !on;
+    });
+    gl->addWidget(reboot);
+    auto* lockVisualisation =
+        new QCheckBox(QString::fromUtf8("(Dé)verrouiller utilitaires: Visualisation"), general);
+    lockVisualisation->setObjectName("CheckVerrouillageVisualisation");
+    lockVisualisation->setChecked(VisualisationLocked());
+    connect(lockVisualisation, &QCheckBox::toggled, this,
+            [](bool on) { SetVisualisationLocked(on); });
+    gl->addWidget(lockVisualisation);
     gl->addWidget(new QLabel(
         "Versions du moteur Pervasive: " + QString::fromStdString(VersionsMoteur()), general));
     gl->addStretch();

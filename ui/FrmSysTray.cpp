@@ -7,16 +7,23 @@
 #include <QPixmap>
 #include <QSystemTrayIcon>
 
+#include "app/DateTime.h"
+
 namespace toverin::ui {
 namespace {
 
-// A small drawn icon, so that the tray needs no image file beside the program.
-QIcon TrayIcon() {
+std::string When(LocalTime t) {
+    return FormatLongDate(t) + " " + FormatShortTime(t);
+}
+
+// A small drawn icon, so that the tray needs no image file beside the program; orange after a
+// failed run.
+QIcon TrayIcon(bool warning = false) {
     QPixmap pixmap(32, 32);
     pixmap.fill(Qt::transparent);
     QPainter p(&pixmap);
     p.setRenderHint(QPainter::Antialiasing);
-    p.setBrush(QColor(31, 58, 90));
+    p.setBrush(warning ? QColor(214, 94, 16) : QColor(31, 58, 90));
     p.setPen(Qt::NoPen);
     p.drawEllipse(1, 1, 30, 30);
     p.setPen(Qt::white);
@@ -24,11 +31,25 @@ QIcon TrayIcon() {
     f.setBold(true);
     f.setPixelSize(20);
     p.setFont(f);
-    p.drawText(pixmap.rect(), Qt::AlignCenter, "T");
+    p.drawText(pixmap.rect(), Qt::AlignCenter, warning ? "!" : "T");
     return QIcon(pixmap);
 }
 
 }  // namespace
+
+std::string TrayToolTip(const std::vector<TrayBaseStatus>& bases) {
+    std::string text = "Kavella: Toverin";
+    for (const TrayBaseStatus& b : bases) {
+        text += "\n" + b.label + ": ";
+        if (b.lastRunFailed && b.lastRunAt) {
+            text += "Attention: le backup planifié du " + When(*b.lastRunAt) + " a échoué";
+        } else {
+            text += "dernier backup " + (b.lastBackup ? When(*b.lastBackup) : std::string("aucun"));
+        }
+        text += ", prochain " + (b.nextBackup ? When(*b.nextBackup) : std::string("non planifié"));
+    }
+    return text;
+}
 
 FrmSysTray::FrmSysTray(std::function<void()> show, std::function<void()> about, QObject* parent)
     : QObject(parent), menu_(new QMenu()) {
@@ -66,6 +87,15 @@ void FrmSysTray::Hide() {
 
 bool FrmSysTray::visible() const {
     return icon_ && icon_->isVisible();
+}
+
+void FrmSysTray::SetStatus(const std::string& toolTip, bool warning) {
+    toolTip_ = QString::fromStdString(toolTip);
+    if (icon_) {
+        icon_->setToolTip(toolTip_);
+        if (warning != warning_) icon_->setIcon(TrayIcon(warning));
+    }
+    warning_ = warning;
 }
 
 }  // namespace toverin::ui

@@ -10,11 +10,14 @@
 #include <QScreen>
 #include <QStatusBar>
 #include <QVBoxLayout>
+#include <algorithm>
+#include <stdexcept>
 
 #include "app/Clock.h"
 #include "app/DateTime.h"
 #include "app/Dialogs.h"
 #include "app/Errors.h"
+#include "app/EventPump.h"
 #include "app/FileOps.h"
 #include "app/Ini.h"
 #include "app/Initialisation.h"
@@ -25,9 +28,12 @@
 #include "app/Text.h"
 #include "operations/Backup.h"
 #include "store/Pervasive.h"
+#include "ui/ClickOnlyMenu.h"
+#include "ui/EquivalencePages.h"
 #include "ui/FrmSetup.h"
 #include "ui/FrmSplash.h"
 #include "ui/FrmSysTray.h"
+#include "ui/FrmToolsVisualisation.h"
 #include "ui/ImportXMLPages.h"
 #include "ui/OperationPages.h"
 #include "ui/PlanningPages.h"
@@ -105,6 +111,16 @@ void Frm_Main::Announce(const std::string& step, bool logged) {
     if (logged) TraceLog("----- " + step + " -----");
 }
 
+void Frm_Main::RunStep(const std::string& announcement, bool logged,
+                       const std::function<void()>& step) {
+    // Guarded on its own: a step that fails is reported and the next one still runs.
+    Guarded("Form_Load:Frm_Main:" + announcement, 0, [&] {
+        Announce(announcement, logged);
+        step();
+        return 0;
+    });
+}
+
 bool Frm_Main::Form_Load() {
     StartupState& st = Startup();
     bool abort = false;
@@ -123,40 +139,52 @@ bool Frm_Main::Form_Load() {
         splash_ = new FrmSplash();
         splash_->show();
         st.splashVisible = true;
-        if (InitApplication([this](const std::string& s) { Announce(s, false); },
-                            st.ChaineDeCommande) == SiteInitResult::Cancelled) {
-            // The user chose to end the program: no shutdown sequence.
-            TraceLog("InitGeneralSite: Cancelled by the user");
+        InitResult init = InitApplication([this](const std::string& s) { Announce(s, false); },
+                                          st.ChaineDeCommande);
+        if (init != InitResult::Ok) {
+            // The user chose to end the program, or the system asked it to stop during a wait:
+            // no shutdown sequence, and nothing of what the command line asked for.
+            TraceLog(init == InitResult::Cancelled
+                         ? "InitGeneralSite: Cancelled by the user"
+                         : "Init: Stop requested by the system: the program ends");
             TraceLogForce();
             delete splash_;
             unloaded_ = true;
             return false;
         }
         instance_->Listen([this](const QByteArray& request) {
-            if (request == "show") ShowFromStandby();
             if (request == "quit") CloseWithMode(kFormCode);
         });
-        Announce("Toverin: Init: General", false);
-        InitGeneral();
-        Announce("Toverin: Init: Create Object", true);
-        BuildWindow();
-        Announce("Toverin: Init: Data", true);
-        operationPages_ = new OperationPages(this);
-        operationPages_->Build();
-        planning_ = new PlanningPages(this, operationPages_->view());
-        planning_->Build();
-        planning_->scheduler().standbyCheck = [this] { TimerVeille_Timer(); };
-        importXml_ = new ImportXMLPages(this);
-        importXml_->Build();
-        if (!timerMainTick) timerMainTick = [this] { planning_->scheduler().TimerMain_Timer(); };
-        if (!savePlanning) savePlanning = [this] { planning_->SaveAll(); };
-        tray_ = new FrmSysTray([this] { ShowFromStandby(); }, [this] { ShowAbout(); }, this);
-        if (initOperations) initOperations();
-        Announce("Toverin: Init: TreeView", true);
-        Announce("Toverin: Init: Grid", true);
-        Announce("Toverin: Init: Display", true);
-        PositionFeuille();
-        Announce("Toverin: Init: Equivalence", true);
+        RunStep("Toverin: Init: General", false, [this] { InitGeneral(); });
+        RunStep("Toverin: Init: Create Object", true, [this] { BuildWindow(); });
+        RunStep("Toverin: Init: Data", true, [this] {
+            operationPages_ = new OperationPages(this);
+            operationPages_->Build();
+            planning_ = new PlanningPages(this, operationPages_->view());
+            planning_->Build();
+            planning_->scheduler().standbyCheck = [this] { TimerVeille_Timer(); };
+            planning_->scheduler().afterTick = [this] { UpdateTrayStatus(); };
+            importXml_ = new ImportXMLPages(this);
+            importXml_->Build();
+            if (!timerMainTick)
+                timerMainTick = [this] { planning_->scheduler().TimerMain_Timer(); };
+            if (!savePlanning) savePlanning = [this] { planning_->SaveModified(); };
+            equivalence_ = new EquivalencePages(this);
+            equivalence_->Build();
+            if (!saveEquivalence) saveEquivalence = [this] { equivalence_->SaveAll(); };
+            tray_ = new FrmSysTray([this] { ShowFromStandby(); }, [this] { ShowAbout(); }, this);
+            if (initOperations) initOperations();
+        });
+        // The steps after it need what the data step made; each says so when it is missing.
+        auto equivalence = [this]() -> EquivalencePages& {
+            if (!equivalence_) throw std::logic_error("the equivalence pages were not made");
+            return *equivalence_;
+        };
+        RunStep("Toverin: Init: TreeView", true, [&] { equivalence().InitGeneralTreeView(); });
+        RunStep("Toverin: Init: Grid", true, [&] { equivalence().InitGeneralGrid(); });
+        RunStep("Toverin: Init: Display", true, [this] { PositionFeuille(); });
+        RunStep("Toverin: Init: Equivalence", true,
+                [&] { equivalence().InitGeneralDonneesEquivalence(); });
         splash_->close();
         delete splash_;
         st.splashVisible = false;
@@ -172,7 +200,9 @@ bool Frm_Main::Form_Load() {
             enterStandby_ = true;
             TimerVeille->start();
         }
-        if (CommandLineAsksBackup(st.ChaineDeCommande)) {
+        if (TerminationRequested()) {
+            abort = true;  // stopped meanwhile: the one-shot backup does not start
+        } else if (CommandLineAsksBackup(st.ChaineDeCommande)) {
             if (commandLineBackup) {
                 commandLineBackup(st.BackupBase);
             } else if (st.BackupBase < Site().baseCount) {
@@ -189,7 +219,7 @@ bool Frm_Main::Form_Load() {
 
     if (abort) {
         if (st.mainWindowLoaded) {
-            CloseWithMode(kFormCode);
+            CloseWithMode(TerminationRequested() ? kAppWindows : kFormCode);
         } else {
             unloaded_ = true;  // nothing was loaded: end without touching any file
         }
@@ -200,6 +230,7 @@ bool Frm_Main::Form_Load() {
     SetAppCaption(base.radioIdentity + " - " + versionText() + " - Kavella: Toverin");
     setWindowTitle(Q(AppCaption()));
     TraceLogEncadre("Id Radio: " + base.radioIdentity, '=');
+    UpdateTrayStatus();
     TimerMain->start();
     TraceLogForce();
     return true;
@@ -209,6 +240,9 @@ void Frm_Main::InitGeneral() {
     TraceLog("FrmMain: Init General: Start");
     GetRegValue(kHkeyCurrentUser, kToolsKey, "Visualisation", "");
     locked = Trim(GetRegValue(kHkeyCurrentUser, kOptionKey, "Verrouillage", "0")) == "1";
+    // A workstation is restarted on an automation error only when the site asked for it.
+    RebootForbidden() =
+        Trim(GetRegValue(kHkeyCurrentUser, kOptionKey, "RebootErreurAutomation", "0")) != "1";
     TraceLog("FrmMain: Init General: End");
 }
 
@@ -231,10 +265,17 @@ void Frm_Main::BuildWindow() {
     QAction* quit = menu->addAction("Quitter");
     quit->setObjectName("MnuQuitter");
     connect(quit, &QAction::triggered, this, &Frm_Main::MnuQuitter_Click);
+    auto* tools = menuBar()->addMenu("Outils");
+    tools->setObjectName("MnuOutils");
+    QAction* visualisation = tools->addAction("Visualisation...");
+    visualisation->setObjectName("MnuVisualisation");
+    connect(visualisation, &QAction::triggered, this, [this] { OpenVisualisation(this); });
     auto* help = menuBar()->addMenu("?");
+    help->setObjectName("Mnu02");
     QAction* about = help->addAction(QString::fromUtf8("A propos de Toverin..."));
     about->setObjectName("MnuAbout");
     connect(about, &QAction::triggered, this, &Frm_Main::ShowAbout);
+    for (QMenu* m : {menu, help}) ClickOnlyMenu::Install(m);
 
     tabs_ = new QTabWidget(this);
     tabs_->setObjectName("SftTabsMain");
@@ -295,15 +336,18 @@ void Frm_Main::PositionFeuilleSauvegarde() {
                     std::to_string(g.width()) + ";" + std::to_string(g.height()));
 }
 
-void Frm_Main::MnuQuitter_Click() {
+bool Frm_Main::ConfirmQuit() {
     if (locked) {
         AffMsg("Le programme est verrouillé. Impossible de le quitter.", MsgButtons::Ok,
                MsgIcon::Critical);
-        return;
+        return false;
     }
-    if (AffMsg("Voulez-vous quitter le programme ?", MsgButtons::YesNo, MsgIcon::Question) !=
-        MsgAnswer::Yes)
-        return;
+    return AffMsg("Voulez-vous quitter le programme ?", MsgButtons::YesNo, MsgIcon::Question) ==
+           MsgAnswer::Yes;
+}
+
+void Frm_Main::MnuQuitter_Click() {
+    if (!ConfirmQuit()) return;
     TraceLog("Application closed by human action (Menu action)");
     CloseWithMode(kFormCode);
 }
@@ -311,6 +355,7 @@ void Frm_Main::MnuQuitter_Click() {
 void Frm_Main::CloseWithMode(int unloadMode) {
     if (unloaded_) return;
     pendingUnloadMode_ = unloadMode;
+    closeByCode_ = true;
     close();
 }
 
@@ -319,8 +364,15 @@ void Frm_Main::closeEvent(QCloseEvent* event) {
         event->accept();
         return;
     }
-    int mode = pendingUnloadMode_;
-    pendingUnloadMode_ = kFormControlMenu;  // the next close, unless told, is the window's own
+    const int mode = closeByCode_ ? pendingUnloadMode_ : kFormControlMenu;
+    const bool byUser = !closeByCode_;
+    closeByCode_ = false;
+    // The window's own close button ends the program, and with it the planned backups: the same
+    // lock and question as "Quitter".
+    if (byUser && !ConfirmQuit()) {
+        event->ignore();
+        return;
+    }
     TraceLog(CloseReason(mode));
     Form_Unload();
     event->accept();
@@ -334,7 +386,7 @@ void Frm_Main::Form_Unload() {
                    MsgButtons::YesNo, MsgIcon::Question, "", MsgAnswer::Yes) == MsgAnswer::Yes &&
             saveEquivalence)
             saveEquivalence();
-        if (st.planningModified &&
+        if (PlanningModified() &&
             AffMsg("Voulez-vous enregistrer les changements apportés au planning des Backups ?",
                    MsgButtons::YesNo, MsgIcon::Question, "", MsgAnswer::Yes) == MsgAnswer::Yes &&
             savePlanning)
@@ -378,13 +430,15 @@ void Frm_Main::CommandMiseEnVeille_Click() {
 
 void Frm_Main::EnterStandby() {
     Startup().standby = true;
-    hide();
+    UpdateTrayStatus();
     if (tray_ && tray_->Show()) {
+        hide();
         TraceLog("Standby: Start");
     } else {
-        TraceLog(
-            "Standby: Start (no tray on this desktop: the window is hidden, the program keeps "
-            "running)");
+        // Without a tray (GNOME by default) a hidden window could not be brought back: it goes
+        // to the task bar instead.
+        showMinimized();
+        TraceLog("Standby: Start (no tray on this desktop: the window is minimised)");
     }
 }
 
@@ -394,6 +448,28 @@ void Frm_Main::ShowFromStandby() {
     showNormal();
     raise();
     activateWindow();
+    TraceLog("Standby: End");
+}
+
+void Frm_Main::UpdateTrayStatus() {
+    if (!tray_ || !planning_) return;
+    std::vector<TrayBaseStatus> bases;
+    for (int b = 0; b < Site().baseCount && b < static_cast<int>(Site().bases.size()); ++b) {
+        const BaseConfig& cfg = Site().bases[b];
+        TrayBaseStatus status;
+        status.label = cfg.label;
+        LocalTime last;
+        if (ParseDateTime(LectureIni(cfg.BkSysIni(), "Sauvegarde", "Date", ""), last))
+            status.lastBackup = last;
+        const ScheduledRun& run = planning_->scheduler().LastBackup(b);
+        status.lastRunFailed = run.ran && run.failed;
+        if (run.ran) status.lastRunAt = run.at;
+        if (planning_->scheduler().Backup(b).armed)
+            status.nextBackup = planning_->scheduler().Backup(b).next;
+        bases.push_back(status);
+    }
+    tray_->SetStatus(TrayToolTip(bases), std::any_of(bases.begin(), bases.end(),
+                                                     [](auto& s) { return s.lastRunFailed; }));
 }
 
 void Frm_Main::ShowSetup() {

@@ -16,6 +16,7 @@ class QVBoxLayout;
 namespace toverin::ui {
 
 class FrmSplash;
+class EquivalencePages;
 class ImportXMLPages;
 class OperationPages;
 class PlanningPages;
@@ -60,11 +61,15 @@ class Frm_Main : public QMainWindow {
     void CloseWithMode(int unloadMode);
     // The menu command "Quitter".
     void MnuQuitter_Click();
+    // The lock and the question of "Quitter", also asked by the window's close button.
+    bool ConfirmQuit();
     // Standby: hides the window (the tray shows it again).
     void EnterStandby();
     // The standby button and menu entry.
     void CommandMiseEnVeille_Click();
     void ShowFromStandby();
+    // The tray's tooltip: the last and next backups, a warning after a failed planned run.
+    void UpdateTrayStatus();
 
     // The page of `tab` for base `base` (0-based); later operations put their controls there.
     QWidget* BasePage(MainTab tab, int base) const;
@@ -87,6 +92,7 @@ class Frm_Main : public QMainWindow {
     bool unloaded() const { return unloaded_; }
     OperationPages* pages() const { return operationPages_; }
     PlanningPages* planning() const { return planning_; }
+    EquivalencePages* equivalence() const { return equivalence_; }
     FrmSysTray* tray() const { return tray_; }
     // The program is locked by the user-rights lock (quitting is refused).
     bool locked = false;
@@ -103,6 +109,7 @@ class Frm_Main : public QMainWindow {
     void BuildWindow();
     void InitGeneral();
     void Announce(const std::string& step, bool logged);
+    void RunStep(const std::string& announcement, bool logged, const std::function<void()>& step);
     void Form_Unload();
     void PositionFeuille();
     void PositionFeuilleSauvegarde();
@@ -118,11 +125,13 @@ class Frm_Main : public QMainWindow {
     QPointer<FrmSplash> splash_;
     OperationPages* operationPages_ = nullptr;
     PlanningPages* planning_ = nullptr;
+    EquivalencePages* equivalence_ = nullptr;
     ImportXMLPages* importXml_ = nullptr;
     FrmSysTray* tray_ = nullptr;
     QPointer<FrmSetup> setup_;
     QTimer* timerLog_;
     int pendingUnloadMode_ = kFormControlMenu;
+    bool closeByCode_ = false;  // false: the window's close button
     bool unloaded_ = false;
     bool enterStandby_ = false;
 };

@@ -82,10 +82,10 @@ void PlanningPages::Build() {
         fill("Import", plan.importPlan, "CheckImportActiver");
         if (auto* c = main_->findChild<QCheckBox*>(ControlName("CheckBkpAll", b)))
             c->setChecked(plan.backupAll);
-        if (auto* c = main_->findChild<QComboBox*>(ControlName("ComboExportNature", b)))
-            c->setCurrentIndex(plan.exportPlan.nature == 2 ? 1 : 0);
-        if (auto* c = main_->findChild<QComboBox*>(ControlName("ComboImportNature", b)))
-            c->setCurrentIndex(std::clamp(plan.importPlan.nature, 0, 2));
+        ShowNature(main_->findChild<QComboBox*>(ControlName("ComboExportNature", b)),
+                   plan.exportPlan.nature);
+        ShowNature(main_->findChild<QComboBox*>(ControlName("ComboImportNature", b)),
+                   plan.importPlan.nature);
         for (int s = 0; s < kMaxStations; ++s)
             if (auto* c =
                     main_->findChild<QCheckBox*>(ControlName("CheckExportStation", b * 10 + s)))
@@ -119,13 +119,14 @@ QGroupBox* PlanningPages::BuildPlan(Kind kind, int b, QWidget* page) {
     auto* box = new QGroupBox(QString::fromUtf8("Planification"), page);
     auto* layout = new QVBoxLayout(box);
     auto* top = new QHBoxLayout();
+    auto modified = [this, b] { MarkModified(b); };
     auto* activer = Named(new QCheckBox("Activer la planification", box), n.activer, b);
-    connect(activer, &QCheckBox::toggled, this, &PlanningPages::MarkModified);
+    connect(activer, &QCheckBox::toggled, this, modified);
     top->addWidget(activer);
     if (kind == Kind::Backup) {
         auto* all = Named(new QCheckBox(QString::fromUtf8("Sauvegarder tout l'historique"), box),
                           "CheckBkpAll", b);
-        connect(all, &QCheckBox::toggled, this, &PlanningPages::MarkModified);
+        connect(all, &QCheckBox::toggled, this, modified);
         top->addWidget(all);
     }
     top->addStretch();
@@ -142,9 +143,9 @@ QGroupBox* PlanningPages::BuildPlan(Kind kind, int b, QWidget* page) {
         for (int h = 0; h < 24; ++h) hour->addItem(Q(ZeroPad(h, 2)));
         auto* minute = Named(new QComboBox(box), "Combo" + prefix + "Minute", i);
         for (int m = 0; m < 60; ++m) minute->addItem(Q(ZeroPad(m, 2)));
-        connect(active, &QCheckBox::toggled, this, &PlanningPages::MarkModified);
+        connect(active, &QCheckBox::toggled, this, modified);
         for (QComboBox* c : {day, hour, minute})
-            connect(c, &QComboBox::currentIndexChanged, this, &PlanningPages::MarkModified);
+            connect(c, &QComboBox::currentIndexChanged, this, modified);
         int row = r % 5, col = (r / 5) * 5;
         grid->addWidget(active, row, col);
         grid->addWidget(day, row, col + 1);
@@ -160,15 +161,16 @@ QGroupBox* PlanningPages::BuildPlan(Kind kind, int b, QWidget* page) {
         auto* row = new QHBoxLayout();
         row->addWidget(new QLabel("Nature:", box));
         auto* nature = Named(new QComboBox(box), "ComboExportNature", b);
-        nature->addItem(QString::fromUtf8(kExportNatures[0]));
-        nature->addItem(QString::fromUtf8(kExportNatures[2]));
-        connect(nature, &QComboBox::currentIndexChanged, this, &PlanningPages::MarkModified);
+        // The list index is the nature stored in the settings: every nature keeps its place.
+        for (int k = 0; k < static_cast<int>(kExportNatures.size()); ++k)
+            nature->addItem(QString::fromUtf8(kExportNatures[k]), k);
+        connect(nature, &QComboBox::currentIndexChanged, this, modified);
         row->addWidget(nature);
         row->addWidget(new QLabel("Stations:", box));
         for (int s = 0; s < Site().bases[b].stationCount; ++s) {
             auto* st = Named(new QCheckBox(Q(Site().bases[b].stations[s].label), box),
                              "CheckExportStation", b * 10 + s);
-            connect(st, &QCheckBox::toggled, this, &PlanningPages::MarkModified);
+            connect(st, &QCheckBox::toggled, this, modified);
             row->addWidget(st);
         }
         row->addStretch();
@@ -177,8 +179,9 @@ QGroupBox* PlanningPages::BuildPlan(Kind kind, int b, QWidget* page) {
         auto* row = new QGridLayout();
         row->addWidget(new QLabel("Nature:", box), 0, 0);
         auto* nature = Named(new QComboBox(box), "ComboImportNature", b);
-        for (const char* name : kImportNatures) nature->addItem(QString::fromUtf8(name));
-        connect(nature, &QComboBox::currentIndexChanged, this, &PlanningPages::MarkModified);
+        for (int k = 0; k < static_cast<int>(kImportNatures.size()); ++k)
+            nature->addItem(QString::fromUtf8(kImportNatures[k]), k);
+        connect(nature, &QComboBox::currentIndexChanged, this, modified);
         row->addWidget(nature, 0, 1, 1, 4);
         for (int k = 0; k < 8; ++k) {
             std::string name =
@@ -187,7 +190,7 @@ QGroupBox* PlanningPages::BuildPlan(Kind kind, int b, QWidget* page) {
             auto* combo = Named(new QComboBox(box), name, b);
             combo->addItem("-");
             for (int s = 1; s <= kMaxStations; ++s) combo->addItem(Q(DefaultStationLabel(s)));
-            connect(combo, &QComboBox::currentIndexChanged, this, &PlanningPages::MarkModified);
+            connect(combo, &QComboBox::currentIndexChanged, this, modified);
             if (k % 4 == 0)
                 row->addWidget(new QLabel(k < 4 ? "Sources:" : "Cibles:", box), 1 + k / 4, 0);
             row->addWidget(combo, 1 + k / 4, 1 + k % 4);
@@ -208,8 +211,21 @@ QGroupBox* PlanningPages::BuildPlan(Kind kind, int b, QWidget* page) {
     return box;
 }
 
-void PlanningPages::MarkModified() {
-    if (!loading_) Startup().planningModified = true;
+void PlanningPages::MarkModified(int base) {
+    if (!loading_ && base >= 0 && base < static_cast<int>(Startup().planningModified.size()))
+        Startup().planningModified[base] = true;
+}
+
+void PlanningPages::ShowNature(QComboBox* combo, int nature) {
+    if (!combo) return;
+    int index = combo->findData(nature);
+    if (index < 0) {
+        // A nature this program does not know (a newer program wrote it): shown by its number
+        // and saved back as it was.
+        combo->addItem(Q("Nature " + std::to_string(nature)), nature);
+        index = combo->count() - 1;
+    }
+    combo->setCurrentIndex(index);
 }
 
 void PlanningPages::ReadControls(int b) {
@@ -235,9 +251,9 @@ void PlanningPages::ReadControls(int b) {
     if (auto* c = main_->findChild<QCheckBox*>(ControlName("CheckBkpAll", b)))
         plan.backupAll = c->isChecked();
     if (auto* c = main_->findChild<QComboBox*>(ControlName("ComboExportNature", b)))
-        plan.exportPlan.nature = c->currentIndex() == 1 ? 2 : 0;
+        plan.exportPlan.nature = c->currentData().toInt();
     if (auto* c = main_->findChild<QComboBox*>(ControlName("ComboImportNature", b)))
-        plan.importPlan.nature = c->currentIndex();
+        plan.importPlan.nature = c->currentData().toInt();
     std::string stations(kMaxStations, '0');
     for (int s = 0; s < kMaxStations; ++s)
         if (auto* c = main_->findChild<QCheckBox*>(ControlName("CheckExportStation", b * 10 + s)))
@@ -258,11 +274,14 @@ void PlanningPages::Save(int b) {
     ReadControls(b);
     scheduler_.Save(b);
     TraceLog("Planning saved: base " + std::to_string(b));
-    Startup().planningModified = false;
+    if (b >= 0 && b < static_cast<int>(Startup().planningModified.size()))
+        Startup().planningModified[b] = false;
 }
 
-void PlanningPages::SaveAll() {
-    for (int b = 0; b < Site().baseCount; ++b) Save(b);
+void PlanningPages::SaveModified() {
+    for (int b = 0; b < Site().baseCount && b < static_cast<int>(Startup().planningModified.size());
+         ++b)
+        if (Startup().planningModified[b]) Save(b);
 }
 
 }  // namespace toverin::ui

@@ -6,6 +6,7 @@
 
 #include "operations/Scheduler.h"
 
+class QComboBox;
 class QGroupBox;
 class QWidget;
 
@@ -20,15 +21,17 @@ class PlanningPages : public QObject {
     PlanningPages(Frm_Main* main, QtOperationView& view);
     void Build();
     Scheduler& scheduler() { return scheduler_; }
-    // Saves every base's plan from the controls ("Enregistrer", or Yes at shutdown).
-    void SaveAll();
+    // Saves from the controls the plans of the bases that were changed (Yes at shutdown).
+    void SaveModified();
+    // Saves one base's plan ("Enregistrer").
     void Save(int base);
 
   private:
     enum class Kind { Backup, Export, Import };
     QGroupBox* BuildPlan(Kind kind, int base, QWidget* page);
     void ReadControls(int base);
-    void MarkModified();
+    void MarkModified(int base);
+    static void ShowNature(QComboBox* combo, int nature);
 
     Frm_Main* main_;
     Scheduler scheduler_;

@@ -8,11 +8,14 @@
 #include <QDir>
 #include <QLocalSocket>
 #include <QStandardPaths>
+#include <iostream>
 
 #include "app/Clock.h"
 #include "app/Dialogs.h"
 #include "app/EventPump.h"
 #include "app/Log.h"
+#include "app/Startup.h"
+#include "app/Text.h"
 
 namespace toverin::ui {
 
@@ -88,19 +91,20 @@ void SingleInstance::Listen(std::function<void(const QByteArray&)> onRequest) {
 bool TesterPrevInstance(SingleInstance& instance, bool kill, int waitMs) {
     bool result = true;
     bool found = instance.OtherRunning();
-    if (found) {
-        // Show the running one to whoever started us, then give it time to end.
-        instance.Send("show");
-        if (waitMs > 0) {
-            WaitOnDuration(waitMs);
-            found = instance.OtherRunning();
-        }
+    // The running one is left as it is (in standby it stays there): only time is given to it.
+    if (found && waitMs > 0) {
+        WaitOnDuration(waitMs);
+        if (TerminationRequested()) return false;
+        found = instance.OtherRunning();
     }
     if (found && !kill) {
-        AffMsg(
+        const std::string text =
             "Application encore chargée en mémoire.\r\n\r\nVeuillez la quitter avant de relancer "
-            "une autre instance de cette application.",
-            MsgButtons::Ok, MsgIcon::Critical);
+            "une autre instance de cette application.";
+        // Without a display nobody sees the box: a service's log shows standard error.
+        if (Startup().unattended)
+            std::cerr << "Toverin: " << ReplaceAll(text, "\r\n\r\n", " ") << "\n";
+        AffMsg(text, MsgButtons::Ok, MsgIcon::Critical);
         return false;
     }
     if (found && kill) {

@@ -1,6 +1,6 @@
 // One running instance per suite root. The running instance holds a lock file in the machine's
-// settings folder and listens on a local socket, so that a second start can find it, ask it to
-// show its window or to quit.
+// settings folder and listens on a local socket, so that a start that must replace it can ask it
+// to quit.
 #pragma once
 
 #include <QLocalServer>
@@ -20,7 +20,7 @@ class SingleInstance : public QObject {
     // Takes the lock; false when another process holds it.
     bool TryAcquire();
     bool OtherRunning();
-    // Sends a request ("show", "quit") to the running instance; false when none answered.
+    // Sends a request ("quit") to the running instance; false when none answered.
     bool Send(const QByteArray& request);
     // Starts listening for requests once this instance holds the lock.
     void Listen(std::function<void(const QByteArray&)> onRequest);
@@ -34,8 +34,9 @@ class SingleInstance : public QObject {
 };
 
 // True when this instance may run. With `kill` false and another instance still there after
-// `waitMs`, the user is told and false is returned; with `kill` true the other one is asked to
-// quit, up to ten rounds.
+// `waitMs`, the user is told (and, without a display, standard error) and false is returned,
+// the other instance left untouched; with `kill` true the other one is asked to quit, up to ten
+// rounds.
 bool TesterPrevInstance(SingleInstance& instance, bool kill, int waitMs);
 
 // The suite's mutual-exclusion marker "Kavella 3.4", held for the life of the process so that the

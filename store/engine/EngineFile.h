@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "store/engine/Btrieve.h"
@@ -17,6 +18,22 @@ namespace toverin::engine {
 // latest writes, but a run makes them hundreds of times faster on a slow disk.
 void SetSyncedWrites(bool on);
 bool SyncedWrites();
+
+// What the engine has to tell the program, one line of text each time it happens: a file on a
+// network share opened with a rollback journal instead of the shared-memory log. The layer above
+// decides what to do with it (the program writes it to the day's log). Called with the engine's
+// lock held: the handler must not call the engine. Empty: the lines are dropped.
+using EngineNotice = std::function<void(const std::string& line)>;
+void SetEngineNotice(EngineNotice notice);
+
+// Which file system holds a path ("ext4", "nfs4" …; empty when unknown). By default the system's
+// mount table is read (see FileSystems.h); tests put their own answer here. Empty: the default.
+using FileSystemProbe = std::function<std::string(const std::string& path)>;
+void SetFileSystemProbe(FileSystemProbe probe);
+
+// SQLite's own consistency check of a record file ("ok", or what it found), opened the way a
+// read-only open does: nothing is written to the file and nothing is left beside it.
+std::string IntegrityReport(const std::string& path);
 
 class EngineFile {
   public:

@@ -1,12 +1,15 @@
 #include "store/engine/RecordFile.h"
 
 #include <atomic>
+#include <cctype>
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <mutex>
 #include <system_error>
 
 #include "store/engine/EngineFile.h"
+#include "store/engine/FileSystems.h"
 
 namespace toverin::engine {
 
@@ -15,6 +18,35 @@ namespace fs = std::filesystem;
 namespace {
 
 std::atomic<bool> gSyncedWrites{true};
+
+struct Hooks {
+    std::mutex mutex;
+    EngineNotice notice;
+    FileSystemProbe probe;
+};
+Hooks& TheHooks() {
+    static Hooks hooks;
+    return hooks;
+}
+
+void Notice(const std::string& line) {
+    Hooks& hooks = TheHooks();
+    std::lock_guard<std::mutex> lock(hooks.mutex);
+    if (hooks.notice) hooks.notice(line);
+}
+
+std::string FileSystemTypeOf(const std::string& path) {
+    Hooks& hooks = TheHooks();
+    {
+        std::lock_guard<std::mutex> lock(hooks.mutex);
+        if (hooks.probe) return hooks.probe(path);
+    }
+    return SystemFileSystemType(path);
+}
+
+// The size of one region of the log's index in shared memory, which every caller of xShmMap
+// must give; the index's header, which every commit rewrites, opens the first region.
+constexpr int kShmRegion = 32768;
 
 constexpr int64_t kFormat = 1;
 // Lets a reader or writer ride out another process's checkpoint or short write without failing;
@@ -28,6 +60,18 @@ constexpr int kBatchWrites = 200000;
 constexpr int kStagedRows = 32;
 constexpr const char* kNormalCache = "PRAGMA cache_size=-8192";         // 8 MiB
 constexpr const char* kAcceleratedCache = "PRAGMA cache_size=-131072";  // 128 MiB, still bounded
+
+// Whether `text` is `upper` in any case ("wal" and "WAL").
+bool EqualsLower(const std::string& text, const char* upper) {
+    size_t n = std::strlen(upper);
+    if (text.size() != n) return false;
+    for (size_t i = 0; i < n; ++i) {
+        if (std::tolower(static_cast<unsigned char>(text[i])) !=
+            std::tolower(static_cast<unsigned char>(upper[i])))
+            return false;
+    }
+    return true;
+}
 
 std::string KeyColumn(int k) {
     return "k" + std::to_string(k);
@@ -73,7 +117,10 @@ int16_t RecordFile::Open(const std::string& path, int8_t mode, bool firstOpener,
                          std::unique_ptr<RecordFile>& out) {
     std::error_code ec;
     if (!fs::is_regular_file(path, ec)) return btr::kFileNotFound;
+    const bool logFound = fs::exists(path + "-wal", ec);
+    const std::string fileSystem = FileSystemTypeOf(path);
     std::unique_ptr<RecordFile> file(new RecordFile);
+    file->network_ = IsNetworkFileSystem(fileSystem);
     file->path_ = path;
     file->exclusive_ = mode == btr::kOpenExclusive;
     try {
@@ -93,8 +140,12 @@ int16_t RecordFile::Open(const std::string& path, int8_t mode, bool firstOpener,
         file->keys_.resize(file->layout_.keys.size());
         file->unbuildable_.assign(file->layout_.keys.size(), 0);
         file->readFalling_.assign(file->layout_.keys.size(), 0);
+        file->fallingKnown_.assign(file->layout_.keys.size(), 0);
+        file->standIn_.assign(file->layout_.keys.size(), 0);
         file->LoadPendingIndexes();
-        file->ConfigureForMode(mode, firstOpener);
+        file->ConfigureForMode(mode, firstOpener, logFound);
+        if (file->network_) file->NoteFileSystem(mode, fileSystem);
+        file->TakeCommitMark();
     } catch (const SqliteError& e) {
         return OpenFailure(e);
     }
@@ -102,21 +153,28 @@ int16_t RecordFile::Open(const std::string& path, int8_t mode, bool firstOpener,
     return btr::kSuccess;
 }
 
-void RecordFile::ConfigureForMode(int8_t mode, bool firstOpener) {
+void RecordFile::ConfigureForMode(int8_t mode, bool firstOpener, bool logFound) {
     // Before the journal and index changes below, which commit too.
     if (!SyncedWrites()) db_.Exec("PRAGMA synchronous=OFF");
-    if (!sqlite3_db_readonly(db_.get(), "main")) {
-        if (mode == btr::kOpenAccelerated && firstOpener) {
-            // A bulk load into a fresh file: with a rollback journal, pages appended beyond the
-            // file's original end are never journaled, so the data is written once; WAL would
-            // write it twice (log, then checkpoint). Switching fails quietly while another
-            // process has the file open, and the load then runs in WAL.
-            bulkJournal_ = db_.QueryText("PRAGMA journal_mode=TRUNCATE") == "truncate";
-            if (bulkJournal_) DeferIndexes();
-        } else {
-            // WAL: readers never block the writer, and a commit is one append to the log.
-            db_.QueryText("PRAGMA journal_mode=WAL");
-        }
+    if (mode == btr::kOpenReadOnly) {
+        // Reads only: the journal stays as the file has it. Reading a file in WAL makes SQLite
+        // create the log and its index beside it, and the last connection to close removes
+        // them; but a log found there (another process has the file open, or one that crashed
+        // left it) is left as it was found: closing neither folds it into the file nor removes
+        // it.
+        if (logFound) sqlite3_db_config(db_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        wal_ = db_.QueryText("PRAGMA journal_mode") == "wal";
+    } else if (sqlite3_db_readonly(db_.get(), "main")) {
+        wal_ = db_.QueryText("PRAGMA journal_mode") == "wal";
+    } else if (mode == btr::kOpenAccelerated && firstOpener) {
+        // A bulk load into a fresh file: with a rollback journal, pages appended beyond the
+        // file's original end are never journaled, so the data is written once; WAL would
+        // write it twice (log, then checkpoint). Switching fails quietly while another process
+        // has the file open, and the load then runs in the journal it has.
+        bulkJournal_ = SetJournal("TRUNCATE");
+        if (bulkJournal_) DeferIndexes();
+    } else {
+        SetJournal(NormalJournal());
     }
     if (exclusive_) {
         db_.Exec("BEGIN EXCLUSIVE");
@@ -128,12 +186,187 @@ void RecordFile::ConfigureForMode(int8_t mode, bool firstOpener) {
     ApplySync();
 }
 
+// WAL: readers never block the writer, and a commit is one append to the log. Its index lives
+// in memory shared between the processes of one machine, which a network share cannot give:
+// there, a rollback journal (DELETE), whose locks the share's own locking carries. Switching
+// needs every other connection gone; while one stays, the file keeps the journal it has.
+bool RecordFile::SetJournal(const char* mode) {
+    walIndexHeader_ = nullptr;  // leaving WAL unmaps it
+    std::string now;
+    try {
+        now = db_.QueryText((std::string("PRAGMA journal_mode=") + mode).c_str());
+    } catch (const SqliteError& e) {
+        if (e.primary() != SQLITE_BUSY && e.primary() != SQLITE_LOCKED) throw;
+        now = db_.QueryText("PRAGMA journal_mode");  // another process holds the file
+    }
+    wal_ = now == "wal";
+    journalSet_ = true;
+    return EqualsLower(now, mode);
+}
+
+void RecordFile::NoteFileSystem(int8_t mode, const std::string& type) {
+    std::string line = "File: " + path_ + " |On a network file system (" + type + "): ";
+    if (!wal_)
+        line += mode == btr::kOpenReadOnly ? "read-only, rollback journal"
+                                           : "rollback journal instead of WAL";
+    else if (mode == btr::kOpenReadOnly)
+        line += "read-only in WAL, which is not safe there while another machine writes";
+    else
+        line += "still in WAL, another process has it open";
+    Notice(line);
+}
+
+void RecordFile::Join(int8_t mode) {
+    if (mode == btr::kOpenReadOnly || journalSet_ || sqlite3_db_readonly(db_.get(), "main")) return;
+    // A handle that may write: the file gets its normal journal, and the log is handled at
+    // close as for any writer.
+    EndLiveCursors();
+    sqlite3_db_config(db_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+    SetJournal(NormalJournal());
+    TakeCommitMark();
+}
+
+// What another connection's commit changes. In WAL, the header of the log's index in shared
+// memory (documented in SQLite's "WAL-mode file format"): every commit rewrites it, without a
+// system call to read it. With a rollback journal, the data version SQLite keeps for this
+// connection, which costs a read transaction. False when it cannot be read.
+bool RecordFile::ReadCommitMark(CommitMark& mark) {
+    mark.fill(0);
+    if (wal_) {
+        if (walIndexHeader_ == nullptr) {
+            sqlite3_file* file = nullptr;
+            if (sqlite3_file_control(db_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file) !=
+                    SQLITE_OK ||
+                file == nullptr || file->pMethods == nullptr || file->pMethods->iVersion < 2 ||
+                file->pMethods->xShmMap == nullptr)
+                return false;
+            volatile void* region = nullptr;
+            int rc = file->pMethods->xShmMap(file, 0, kShmRegion, 0, &region);
+            if (region == nullptr || (rc != SQLITE_OK && rc != SQLITE_READONLY)) return false;
+            walIndexHeader_ = static_cast<const volatile uint64_t*>(region);
+        }
+        // 48 bytes, aligned (a mapping starts on a page).
+        for (size_t i = 0; i < mark.size(); ++i) mark[i] = walIndexHeader_[i];
+        std::atomic_thread_fence(std::memory_order_acquire);
+        return true;
+    }
+    if (!dataVersion_) dataVersion_ = Statement(db_, "PRAGMA data_version");
+    ResetOnExit reset(dataVersion_);
+    if (!dataVersion_.Step()) return false;
+    mark[0] = static_cast<uint64_t>(dataVersion_.Int(0));
+    return true;
+}
+
+// Takes the current commit mark as the one seen. What handles read before it may be older.
+void RecordFile::TakeCommitMark() {
+    ++generation_;
+    if (exclusive_) return;  // nobody else can commit
+    // A read first, which opens the log and its index after a switch to WAL.
+    db_.QueryInt("PRAGMA data_version");
+    commitMarkKnown_ = ReadCommitMark(commitMark_);
+}
+
+// Notices a commit by another connection since the last call.
+void RecordFile::Observe() {
+    // Nobody else can commit while this connection holds the file exclusively, or keeps the
+    // write lock of an open batch.
+    if (exclusive_ || batchOpen_) return;
+    CommitMark mark;
+    bool known = ReadCommitMark(mark);
+    if (known && commitMarkKnown_ && mark == commitMark_) return;
+    commitMark_ = mark;
+    commitMarkKnown_ = known;
+    ++generation_;
+    AfterOutsideChange();
+}
+
+// Another process may have built a waiting index (a normal write builds them all) and written
+// rows in any order, or, in a file emptied and loaded again, dropped the indexes.
+void RecordFile::AfterOutsideChange() {
+    newestKnown_ = false;
+    fallingKnown_.assign(layout_.keys.size(), 0);
+    LoadPendingIndexes();
+}
+
+ReadPath RecordFile::BeforeRead(int key, bool mayBuild) {
+    Observe();
+    FlushStaged();
+    if (pending_[key] && mayBuild && !unbuildable_[key]) BuildIndexForRead(key);
+    ReadPath path = PathOf(key);
+    if (path == ReadPath::kRowOrder && !fallingKnown_[key]) {
+        readFalling_[key] = ValuesFall(key);
+        fallingKnown_[key] = 1;
+    } else if (path == ReadPath::kStandIn && standIn_[key] != generation_) {
+        BuildStandIn(key);
+    }
+    return path;
+}
+
+// A key with duplicates read without its index (read-only handle, or an index that cannot be
+// built): its (value, id) pairs sorted once into a temporary table of this connection, which
+// stands in for the index until the records change. Temporary tables live apart from the file
+// (SQLite's temporary folder), so the file is left as it is. Without it, every search would sort
+// the whole file again.
+void RecordFile::BuildStandIn(int key) {
+    EndLiveCursors();
+    const std::string k = KeyColumn(key);
+    const std::string table = "temp.order_" + k;
+    standIn_[key] = 0;
+    db_.Exec(("DROP TABLE IF EXISTS " + table).c_str());
+    db_.Exec(("CREATE TABLE " + table +
+              "(k BLOB NOT NULL, id INTEGER NOT NULL, PRIMARY KEY(k, id)) WITHOUT ROWID")
+                 .c_str());
+    try {
+        db_.Exec(("INSERT INTO " + table + " SELECT " + k + ", id FROM main.records ORDER BY " + k +
+                  ", id")
+                     .c_str());
+    } catch (const SqliteError&) {
+        sqlite3_exec(db_.get(), ("DROP TABLE IF EXISTS " + table).c_str(), nullptr, nullptr,
+                     nullptr);
+        throw;
+    }
+    standIn_[key] = generation_;
+}
+
 void SetSyncedWrites(bool on) {
     gSyncedWrites = on;
 }
 
 bool SyncedWrites() {
     return gSyncedWrites;
+}
+
+void SetEngineNotice(EngineNotice notice) {
+    std::lock_guard<std::mutex> lock(TheHooks().mutex);
+    TheHooks().notice = std::move(notice);
+}
+
+void SetFileSystemProbe(FileSystemProbe probe) {
+    std::lock_guard<std::mutex> lock(TheHooks().mutex);
+    TheHooks().probe = std::move(probe);
+}
+
+std::string IntegrityReport(const std::string& path) {
+    std::error_code ec;
+    if (!fs::is_regular_file(path, ec)) return "no such file";
+    const bool logFound = fs::exists(path + "-wal", ec);
+    try {
+        // As a read-only open: read-write for SQLite, so that the last connection to close
+        // removes the log it made; a log found there is left as it was.
+        Database db(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
+        sqlite3_busy_timeout(db.get(), kBusyTimeoutMs);
+        if (logFound) sqlite3_db_config(db.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        Statement check(db, "PRAGMA integrity_check");
+        std::string report;
+        while (check.Step()) {
+            const unsigned char* text = sqlite3_column_text(check.get(), 0);
+            if (!report.empty()) report += "; ";
+            report += text ? reinterpret_cast<const char*>(text) : "";
+        }
+        return report;
+    } catch (const SqliteError& e) {
+        return e.what();
+    }
 }
 
 void RecordFile::ApplySync() {
@@ -214,27 +447,38 @@ RecordFile::~RecordFile() {
 
 Statement RecordFile::PrepareCursor(int key, CursorKind kind) {
     std::string k = KeyColumn(key);
-    std::string sql = std::string("SELECT id, ") +
-                      (ReadsIndexAlone(kind) ? "NULL, NULL, " : "chg, rec, ") + k +
-                      " FROM records WHERE ";
+    // Reads by a key read through its stand-in table take the value and id from there, and the
+    // rest of the row from the records by id (CROSS JOIN keeps that order of the loops).
+    const bool standIn = PathOf(key) == ReadPath::kStandIn && kind != CursorKind::kRowsUpFrom &&
+                         kind != CursorKind::kRowsDownFrom && kind != CursorKind::kRowAt;
+    std::string from = "records", id = "id", value = k, rest = "chg, rec";
+    if (standIn) {
+        from = "temp.order_" + k + " AS o";
+        if (!ReadsIndexAlone(kind)) from += " CROSS JOIN main.records AS r ON r.id = o.id";
+        id = "o.id";
+        value = "o.k";
+        rest = "r.chg, r.rec";
+    }
+    std::string sql = "SELECT " + id + ", " + (ReadsIndexAlone(kind) ? "NULL, NULL" : rest) + ", " +
+                      value + " FROM " + from + " WHERE ";
     switch (kind) {
         case CursorKind::kAfterInGroup:
-            sql += k + " = ?1 AND id > ?2 ORDER BY id";
+            sql += value + " = ?1 AND " + id + " > ?2 ORDER BY " + id;
             break;
         case CursorKind::kGreater:
-            sql += k + " > ?1 ORDER BY " + k + ", id";
+            sql += value + " > ?1 ORDER BY " + value + ", " + id;
             break;
         case CursorKind::kGreaterEqual:
-            sql += k + " >= ?1 ORDER BY " + k + ", id";
+            sql += value + " >= ?1 ORDER BY " + value + ", " + id;
             break;
         case CursorKind::kBeforeInGroup:
-            sql += k + " = ?1 AND id < ?2 ORDER BY id DESC";
+            sql += value + " = ?1 AND " + id + " < ?2 ORDER BY " + id + " DESC";
             break;
         case CursorKind::kLess:
-            sql += k + " < ?1 ORDER BY " + k + " DESC, id DESC";
+            sql += value + " < ?1 ORDER BY " + value + " DESC, " + id + " DESC";
             break;
         case CursorKind::kLessEqual:
-            sql += k + " <= ?1 ORDER BY " + k + " DESC, id DESC";
+            sql += value + " <= ?1 ORDER BY " + value + " DESC, " + id + " DESC";
             break;
         case CursorKind::kRowsUpFrom:
             sql += "id >= ?1 ORDER BY id";
@@ -243,6 +487,9 @@ Statement RecordFile::PrepareCursor(int key, CursorKind kind) {
             // Bound to the first id wanted, the search lands on that row's page, never on the
             // page after it, which may be damaged.
             sql += "id <= ?1 ORDER BY id DESC";
+            break;
+        case CursorKind::kRowAt:
+            sql += "id = ?1";
             break;
     }
     return Statement(db_, sql);
@@ -255,7 +502,7 @@ void RecordFile::EndLiveCursors() {
         if (sqlite3_stmt_busy(s)) sqlite3_reset(s);
     }
     liveCursors_ = false;
-    ++generation_;
+    ++resets_;
 }
 
 void RecordFile::BeginWrite(bool accelerated) {
@@ -281,7 +528,7 @@ void RecordFile::BeginWrite(bool accelerated) {
 }
 
 void RecordFile::EndWrite(bool accelerated) {
-    if (batchOpen_ && sqlite3_get_autocommit(db_.get())) batchOpen_ = false;  // rolled back
+    if (batchOpen_ && sqlite3_get_autocommit(db_.get())) LoseBatch();  // rolled back
     if (!batchOpen_) return;
     if (!accelerated)
         CommitBatch(true);
@@ -295,7 +542,7 @@ void RecordFile::CommitBatch(bool durable) {
         try {
             db_.Exec("COMMIT");
         } catch (const SqliteError&) {
-            if (sqlite3_get_autocommit(db_.get())) batchOpen_ = false;
+            if (sqlite3_get_autocommit(db_.get())) LoseBatch();
             throw;
         }
         batchOpen_ = false;
@@ -358,12 +605,18 @@ void RecordFile::LoadPendingIndexes() {
                              "SELECT name FROM sqlite_master WHERE type = 'index' AND "
                              "tbl_name = 'records'");
     ResetOnExit reset(indexes_);
-    pending_.assign(layout_.keys.size(), 1);
+    std::vector<char> pending(layout_.keys.size(), 1);
     while (indexes_.Step()) {
         std::string_view name = indexes_.Blob(0);
         for (size_t k = 0; k < layout_.keys.size(); ++k) {
-            if (name == "records_" + KeyColumn(k)) pending_[k] = 0;
+            if (name == "records_" + KeyColumn(k)) pending[k] = 0;
         }
+    }
+    if (pending == pending_) return;
+    pending_ = std::move(pending);
+    ++pathVersion_;
+    for (size_t k = 0; k < pending_.size(); ++k) {
+        if (!pending_[k] && k < unbuildable_.size()) unbuildable_[k] = 0;
     }
 }
 
@@ -380,14 +633,16 @@ void RecordFile::BuildIndex(size_t key) {
     // the next use builds it again.
     db_.Exec(IndexSql(layout_, key).c_str());
     pending_[key] = 0;
+    ++pathVersion_;
 }
 
-void RecordFile::BuildIndexForRead(int key) {
+bool RecordFile::BuildIndexForRead(int key) {
     try {
         BuildIndex(static_cast<size_t>(key));
+        return true;
     } catch (const SqliteError& e) {
         if (batchOpen_ && sqlite3_get_autocommit(db_.get())) {
-            batchOpen_ = false;  // the failure took the open batch with it: say so
+            LoseBatch();  // the failure took the open batch with it: say so
             throw;
         }
         switch (e.primary()) {
@@ -397,8 +652,7 @@ void RecordFile::BuildIndexForRead(int key) {
             case SQLITE_FULL:
             case SQLITE_CORRUPT:        // the rows that can still be read are read without it
                 unbuildable_[key] = 1;  // not again on this open: each try waits for locks
-                if (!layout_.keys[key].duplicates) readFalling_[key] = ValuesFall(key);
-                break;
+                return false;
             default:
                 throw;
         }
@@ -685,7 +939,7 @@ void RecordFile::FlushStaged() {
         // These rows were acknowledged already: the batch that holds them cannot go on without
         // them, so it goes entirely, and the caller hears of the failure.
         if (!sqlite3_get_autocommit(db_.get())) sqlite3_exec(db_.get(), "ROLLBACK", 0, 0, 0);
-        batchOpen_ = false;
+        LoseBatch();
         newestKnown_ = false;
         throw;
     }
@@ -696,12 +950,13 @@ void RecordFile::LeaveAcceleratedMode() {
         CommitBatch(false);
         EndLiveCursors();
         bulkJournal_ = false;
-        // Back to WAL. The switch rewrites the file's header in one last rollback-journal
-        // transaction, unsynced like the batches; one sync of the file then puts them all on
-        // the disk, which spares the load a durable write of its own (four more syncs). Should
-        // the journal outlive a crash, it holds only the header's old state.
+        // Back to the normal journal. The switch to WAL rewrites the file's header in one last
+        // rollback-journal transaction, unsynced like the batches; one sync of the file then
+        // puts them all on the disk, which spares the load a durable write of its own (four
+        // more syncs). Should the journal outlive a crash, it holds only the header's old state.
+        // (On a network share the normal journal is a rollback one too, and the sync the same.)
         try {
-            if (db_.QueryText("PRAGMA journal_mode=WAL") == "wal" && unsynced_ && SyncedWrites()) {
+            if (SetJournal(NormalJournal()) && unsynced_ && SyncedWrites()) {
                 db_.SyncMainFile();
                 unsynced_ = false;
             }
@@ -713,10 +968,18 @@ void RecordFile::LeaveAcceleratedMode() {
     CommitBatch(true);  // what is still unsynced: a load in WAL, or a switch that failed
     ApplySync();
     db_.Exec(kNormalCache);
+    TakeCommitMark();
+}
+
+// The open batch was rolled back: its writes are gone, and so is what handles read of them (rows
+// read ahead, stand-in tables built inside it).
+void RecordFile::LoseBatch() {
+    batchOpen_ = false;
+    ++generation_;
 }
 
 void RecordFile::AfterFailedWrite() {
-    if (batchOpen_ && sqlite3_get_autocommit(db_.get())) batchOpen_ = false;
+    if (batchOpen_ && sqlite3_get_autocommit(db_.get())) LoseBatch();
     if (!batchOpen_) stagedRows_ = 0;  // they went with their batch
     newestKnown_ = false;
 }

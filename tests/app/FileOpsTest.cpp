@@ -102,7 +102,14 @@ TEST_F(FileOps, FileInUseAndOtherFailuresGiveTheirLines) {
         EXPECT_FALSE(File_Move(dir.file("held.btr"), dir.file("moved")));
     }
     EXPECT_EQ(ReadFile(dir.file("held.btr")), "old");
-    EXPECT_FALSE(File_Copy(dir.file("src.bt6"), dir.file("no/such/folder/x")));
+    // The shell's copy makes a missing target folder; one that cannot be made is the target's
+    // fault, never a missing source.
+    EXPECT_TRUE(File_Copy(dir.file("src.bt6"), dir.file("no/such/folder/x")));
+    EXPECT_EQ(ReadFile(dir.file("no/such/folder/x")), "new");
+    WriteFile(dir.file("afile"), "");
+    EXPECT_FALSE(File_Copy(dir.file("src.bt6"), dir.file("afile/sub/x")));
+    EXPECT_TRUE(File_Move(dir.file("no/such/folder/x"), dir.file("moved/into/new/x")));
+    EXPECT_EQ(ReadFile(dir.file("moved/into/new/x")), "new");
     WriteFile(dir.file("other"), "o");
     EXPECT_FALSE(File_Rename(dir.file("src.bt6"), dir.file("other")));
     EXPECT_FALSE(File_Delete(dir.file("gone.bt6")));
@@ -114,10 +121,12 @@ TEST_F(FileOps, FileInUseAndOtherFailuresGiveTheirLines) {
               std::string::npos);
     EXPECT_NE(log.find(":File_Move: Err: 32 |File in use: " + dir.file("held.btr")),
               std::string::npos);
-    EXPECT_NE(log.find(":File_Copy: Err: 1026 |Source file missing. Source: "), std::string::npos)
-        << "a missing target folder";
+    EXPECT_EQ(log.find("Source file missing"), std::string::npos);
+    EXPECT_NE(log.find(":File_Copy: Err: 3 |Source: " + dir.file("src.bt6") +
+                       "  Target: " + dir.file("afile/sub/x")),
+              std::string::npos);
     EXPECT_NE(log.find(":File_Rename: Err: 183 |Target file already exists: Source: " +
-                       dir.file("src.bt6") + " Target: " + dir.file("other")),
+                       dir.file("src.bt6") + "  Target: " + dir.file("other")),
               std::string::npos);
     EXPECT_NE(log.find(":Warning: File_Delete: File not found: " + dir.file("gone.bt6")),
               std::string::npos);
@@ -155,8 +164,69 @@ TEST_F(FileOps, SizesFoldersAndShellErrors) {
     EXPECT_EQ(ShellExError(31).number, -2147220456L + 31);
     EXPECT_EQ(ShellExError(0).number, 7);
     EXPECT_EQ(ShellExError(28).number, 286);
-    EXPECT_LT(ShellEx(dir.file("no-such-document.txt")), 33);
-    EXPECT_NE(env.LogText().find("Chemin d'accès non trouvé"), std::string::npos);
+}
+
+// The desktop's opener is a program of its own: a stand-in on the PATH answers with each of its
+// exit codes, and each lands on its row of the table.
+TEST_F(FileOps, ShellExStartsProgramsWithTheirArgumentsAndMapsTheOpenersFailures) {
+    const std::string bin = dir.file("bin");
+    WriteFile(bin + "/xdg-open",
+              "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$OPENED\"\nexit $OPENER_EXIT\n");
+    std::filesystem::permissions(bin + "/xdg-open", std::filesystem::perms::owner_all);
+    const std::string path = getenv("PATH") ? getenv("PATH") : "";
+    setenv("PATH", (bin + ":" + path).c_str(), 1);
+    setenv("OPENED", dir.file("opened").c_str(), 1);
+    WriteFile(dir.file("doc.txt"), "x");
+    struct Case {
+        const char* exit;
+        int result;
+        const char* text;
+    };
+    const Case cases[] = {
+        {"0", 42, nullptr},
+        {"1", kShellOtherFailure, "Erreur lors de l'ouverture ou de l'impression du fichier"},
+        {"2", 2, "Chemin d'accès non trouvé"},
+        {"3", 31, "Il n'y a aucune application associée à ce type de fichier"},
+        {"4", kShellOtherFailure, "Erreur lors de l'ouverture ou de l'impression du fichier"},
+        {"5", 5, "Erreur d'accès au Dossier/Fichier"},
+    };
+    testing::ScopedFakeClock clock(MakeLocalTime(2026, 11, 22, 9, 0, 0));
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.exit);
+        clock->Advance(std::chrono::seconds(20));  // past the repeated-error interval
+        setenv("OPENER_EXIT", c.exit, 1);
+        EXPECT_EQ(ShellEx(dir.file("doc.txt")), c.result);
+        EXPECT_EQ(ReadFile(dir.file("opened")), dir.file("doc.txt") + "\n");
+        std::string log = env.LogText();
+        if (c.text) {
+            EXPECT_NE(log.rfind(c.text), std::string::npos);
+        }
+    }
+    setenv("OPENER_EXIT", "0", 1);
+    EXPECT_EQ(ShellEx("https://kavella.example/composants"), 42) << "addresses go to the opener";
+
+    // A program with parameters: each parameter its own argument, quotes grouping.
+    WriteFile(bin + "/show-args", "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$OPENED\"\n");
+    std::filesystem::permissions(bin + "/show-args", std::filesystem::perms::owner_all);
+    EXPECT_EQ(ShellEx(bin + "/show-args", "/Veille=True \"C:\\Mes Sons\\\" \"a \"\"b\"\"\""), 42);
+    for (int i = 0; i < 100 && ReadFile(dir.file("opened")).find("Sons") == std::string::npos; ++i)
+        usleep(20000);
+    EXPECT_EQ(ReadFile(dir.file("opened")), "/Veille=True\nC:\\Mes Sons\\\na \"b\"\n");
+
+    // Missing files and folders; no opener at all.
+    EXPECT_EQ(ShellEx(dir.file("no-such-document.txt")), 2);
+    EXPECT_EQ(ShellEx(dir.file("no-folder/doc.txt")), 3);
+    setenv("PATH", "/nonexistent", 1);
+    EXPECT_EQ(ShellEx(dir.file("doc.txt")), 31);
+    setenv("PATH", path.c_str(), 1);
+    unsetenv("OPENED");
+    unsetenv("OPENER_EXIT");
+    std::string log = env.LogText();
+    EXPECT_NE(log.find("Err: 53 |Chemin d'accès non trouvé"), std::string::npos);
+    EXPECT_NE(log.find("Err: 76 |Chemin d'accès non trouvé"), std::string::npos);
+    EXPECT_EQ(log.find("Dépassement de mémoire"), std::string::npos);
+    EXPECT_EQ(SplitParameters(" a  \"b c\" \"\" d"),
+              (std::vector<std::string>{"a", "b c", "", "d"}));
 }
 
 TEST_F(FileOps, ExternalProgramIsWaitedFor) {
@@ -183,11 +253,18 @@ TEST(ErrorHook, RepeatsAreSuppressedAndAutomationErrorRebootsOnlyWhenAllowed) {
     ASSERT_NE(second, std::string::npos);
     EXPECT_EQ(log.find("Sub: InitApplication:Lib_Initialisation", second + 1), std::string::npos);
 
+    EXPECT_TRUE(RebootForbidden()) << "forbidden unless the site asked for it";
     GestionDesErreurs(kAutomationError, "Automation error", "TimerMain_Timer:Frm_Main");
     EXPECT_EQ(reboots, 0);
     RebootForbidden() = false;
-    GestionDesErreurs(kAutomationError, "Automation error", "Other:Frm_Main");
+    // The error as its 32 bits, whichever way the caller's type holds them.
+    GestionDesErreurs(-2147417848L, "Automation error", "Other:Frm_Main");
     EXPECT_EQ(reboots, 1);
+    GestionDesErreurs(2147549448L, "Automation error", "Third:Frm_Main");
+    EXPECT_EQ(reboots, 2);
+    GestionDesErreurs(0x180010108L, "Not a 32-bit error number", "Fourth:Frm_Main");
+    GestionDesErreurs(0x80010109L, "Another error", "Fifth:Frm_Main");
+    EXPECT_EQ(reboots, 2);
     RebootForbidden() = true;
     EXPECT_NE(env.LogText().find("Reboot the Computer because of Automation Error, False"),
               std::string::npos);

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <ctime>
+#include <filesystem>
+
 #include "app/DateTime.h"
 #include "app/Log.h"
 #include "tests/support/TestSupport.h"
@@ -49,27 +52,77 @@ TEST(LogFile, HeaderOnFirstWriteOfEachDayAndFramedLines) {
     EXPECT_EQ(day1.find("after midnight"), std::string::npos);
 }
 
-TEST(LogFile, RebootLinesOncePerRunAndOldFilesPurged) {
+// A file's modification date set to a local date and time.
+void SetWritten(const std::string& file, int year, int month, int day) {
+    std::tm tm{};
+    tm.tm_year = year - 1900;
+    tm.tm_mon = month - 1;
+    tm.tm_mday = day;
+    tm.tm_hour = 12;
+    tm.tm_isdst = -1;
+    auto instant = std::chrono::system_clock::from_time_t(std::mktime(&tm));
+    std::filesystem::last_write_time(file,
+                                     std::filesystem::file_time_type::clock::from_sys(instant));
+}
+
+// The lines are checked at every write of the day's file: a program that runs for weeks crosses
+// them in the middle of a day, long after the file was opened.
+TEST(LogFile, RebootLinesAtTheWriteThatCrossesThemOncePerRun) {
     TempDir dir;
     ScopedFakeClock clock(MakeLocalTime(2026, 11, 22, 8, 0, 0));
-    clock->SetUptimeSeconds(49 * 86400);
+    clock->SetUptimeSeconds(44 * 86400);
     ScopedLogAndRegistry env(dir);
-    testing::WriteFile(env.logFolder + "Toverin_20261001.Log", "old\r\n");   // 52 days old
-    testing::WriteFile(env.logFolder + "Toverin_20261010.Log", "kept\r\n");  // 43 days old
-    testing::WriteFile(env.logFolder + "Other.Log", "not ours\r\n");
+    TraceLog("one");
+    TraceLogForce();
+    EXPECT_EQ(env.LogText().find("Reboot needed"), std::string::npos);
+    EXPECT_FALSE(RebootNeeded45());
+
+    clock->SetUptimeSeconds(45 * 86400 + 1);
+    clock->Advance(std::chrono::hours(2));  // the same day, the same file
+    TraceLog("two");
+    TraceLogForce();
+    EXPECT_TRUE(RebootNeeded45());
+    EXPECT_FALSE(RebootNeeded48());
+    clock->SetUptimeSeconds(49 * 86400);
+    TraceLog("three");
+    TraceLogForce();
+    TraceLog("four");
+    TraceLogForce();
+    std::string text = env.LogText();
+    const std::string line45 = "Reboot needed because computer started since more 45 days";
+    const std::string line48 = "Reboot needed because computer started since more 48 days";
+    ASSERT_NE(text.find(line45), std::string::npos);
+    EXPECT_GT(text.find(line45), text.find(":one\r\n"));
+    EXPECT_EQ(text.find(line45, text.find(line45) + 1), std::string::npos) << "once per run";
+    ASSERT_NE(text.find(line48), std::string::npos);
+    EXPECT_EQ(text.find(line48, text.find(line48) + 1), std::string::npos);
+    EXPECT_TRUE(RebootNeeded48());
+}
+
+// Every ".Log" file of the folder, whoever wrote it, by its date.
+TEST(LogFile, ThePurgeTakesEveryOldLogFileOfTheFolder) {
+    TempDir dir;
+    ScopedFakeClock clock(MakeLocalTime(2026, 11, 22, 8, 0, 0));
+    ScopedLogAndRegistry env(dir);
+    const std::string f = env.logFolder;
+    testing::WriteFile(f + "Toverin_20261001.Log", "old\r\n");
+    testing::WriteFile(f + "Diffusion_2026-09-30.Log", "another program's\r\n");
+    testing::WriteFile(f + "OLD.LOG", "upper case\r\n");
+    testing::WriteFile(f + "Toverin_20261010.Log", "kept\r\n");
+    testing::WriteFile(f + "notes.txt", "not a log\r\n");
+    for (const char* name : {"Toverin_20261001.Log", "Diffusion_2026-09-30.Log", "OLD.LOG"})
+        SetWritten(f + name, 2026, 10, 6);                 // 47 days before
+    SetWritten(f + "Toverin_20261010.Log", 2026, 10, 10);  // 43 days before
+    SetWritten(f + "notes.txt", 2025, 1, 1);
 
     TraceLog("one");
     TraceLogForce();
-    std::string text = env.LogText();
-    EXPECT_NE(text.find("Reboot needed because computer started since more 45 days"),
-              std::string::npos);
-    EXPECT_NE(text.find("Reboot needed because computer started since more 48 days"),
-              std::string::npos);
-    EXPECT_TRUE(RebootNeeded45());
-    EXPECT_TRUE(RebootNeeded48());
-    EXPECT_FALSE(std::filesystem::exists(env.logFolder + "Toverin_20261001.Log"));
-    EXPECT_TRUE(std::filesystem::exists(env.logFolder + "Toverin_20261010.Log"));
-    EXPECT_TRUE(std::filesystem::exists(env.logFolder + "Other.Log"));
+    EXPECT_FALSE(std::filesystem::exists(f + "Toverin_20261001.Log"));
+    EXPECT_FALSE(std::filesystem::exists(f + "Diffusion_2026-09-30.Log"));
+    EXPECT_FALSE(std::filesystem::exists(f + "OLD.LOG"));
+    EXPECT_TRUE(std::filesystem::exists(f + "Toverin_20261010.Log"));
+    EXPECT_TRUE(std::filesystem::exists(f + "notes.txt"));
+    EXPECT_TRUE(std::filesystem::exists(LogFilePath(AppClock().Now())));
 }
 
 TEST(LogFile, UnwritableFolderLosesTheBatchWithoutThrowing) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "app/DateTime.h"
+#include "app/EventPump.h"
 #include "app/Startup.h"
 #include "tests/support/TestSupport.h"
 
@@ -67,6 +68,42 @@ TEST_F(CommandLine, WaitTakesTheLeadingDigitsAndWaitsAtLeastThatLong) {
     before = GetTickCount64();
     DetermineChaineDeCommande("/Wait=");
     EXPECT_LT(GetTickCount64() - before, 100u) << "no digits: no wait";
+}
+
+// "/Wait=" is a 32-bit signed field and "/Backup_Base=" a 16-bit one: beyond their range a value
+// is malformed and reads as 0 (2147483648 used to wait for 24 days with the processor busy).
+TEST_F(CommandLine, ValuesBeyondTheirFieldReadAsZero) {
+    clock->SetAutoAdvance(Milliseconds(10));
+    uint64_t before = GetTickCount64();
+    DetermineChaineDeCommande("/Wait=2147483648 /Backup_Base=40000 /Port=99999999999");
+    EXPECT_LT(GetTickCount64() - before, 100u);
+    EXPECT_EQ(Startup().BackupBase, 0);
+    EXPECT_EQ(Startup().TargetIPPort, 0);
+    std::string log = env.LogText();
+    EXPECT_NE(log.find(":WaitDuration: 0\r\n"), std::string::npos);
+    EXPECT_NE(log.find(":Backup Base: 0\r\n"), std::string::npos);
+
+    ResetStartup();
+    DetermineChaineDeCommande("/Backup_Base=32767 /Port=2147483647");
+    EXPECT_EQ(Startup().BackupBase, 7) << "in range: clamped";
+    EXPECT_EQ(Startup().TargetIPPort, 2147483647);
+}
+
+// SIGTERM or Ctrl-C: the handler raises the stop request and the wait under way ends at once.
+TEST_F(CommandLine, AStopRequestEndsAWaitAtOnce) {
+    clock->SetAutoAdvance(Milliseconds(10));
+    int rounds = 0;
+    SetEventPump([&] {
+        if (++rounds == 50) RequestTermination();
+    });
+    uint64_t before = GetTickCount64();
+    DetermineChaineDeCommande("/Wait=2147483647 /Backup_Base=3");
+    SetEventPump(nullptr);
+    EXPECT_TRUE(TerminationRequested());
+    EXPECT_LT(GetTickCount64() - before, 2000u);
+    WaitOnDuration(100000);  // and every later wait too
+    EXPECT_LT(GetTickCount64() - before, 2000u);
+    ClearTermination();
 }
 
 TEST_F(CommandLine, StandbyOnlyForTheExactWordInAnyCase) {

@@ -104,6 +104,16 @@ TEST_F(Backup, FullBackupKeepsEveryHistoryRecord) {
     EXPECT_EQ(ReadAll(ServerDay() + "FRADB22.btr"), ReadAll(DataPath(22, 2)));
 }
 
+// Files copied from a Windows machine keep the case they were given there.
+TEST_F(Backup, DataFilesNamedInAnotherCaseAreBackedUp) {
+    fs::rename(DataPath(22, 1), dir.file("C/KV_Data/frada22.BT6"));
+    fs::rename(DataPath(7, 2), dir.file("C/KV_Data/FRADB07.BT6"));
+    BackupOutcome outcome = BackupData(0, false, options, view);
+    EXPECT_EQ(outcome.failedFiles, 0) << Log();
+    EXPECT_EQ(Count(ServerDay() + "FRADA22.btr"), 45u);
+    EXPECT_EQ(Count(LocalDay() + "FRADB07.btr"), 4u);
+}
+
 TEST_F(Backup, HistoryDaysAreAtLeastFiveAndTakenAsAbsoluteValue) {
     EXPECT_EQ(HistoryDays("2"), 5);
     EXPECT_EQ(HistoryDays("-3"), 5);

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <map>
 
 #include "operations/Backup.h"
 #include "operations/Restore.h"
@@ -64,6 +65,39 @@ TEST_F(Restore, RecordWayGivesBackEveryRecordByteForByte) {
     EXPECT_TRUE(fs::exists(DataPath(22, 2))) << "an unselected station is untouched";
     EXPECT_EQ(view.busyCaption,
               "Kavella: Toverin - V 3.4.0 - Restauration en cours de la base Radio Test");
+}
+
+// A site copied from Windows: the restore writes into the files as they are named there.
+TEST_F(Restore, FilesNamedInAnotherCaseAreRestoredInPlace) {
+    const std::string upper = dir.file("C/KV_Data/FRADA22.BT6");
+    fs::rename(DataPath(22, 1), upper);
+    fs::rename(dir.file("C/KV_Data/_Backup/Lundi/FRADA35.btr"),
+               dir.file("C/KV_Data/_Backup/Lundi/frada35.BTR"));
+    fs::remove(DataPath(35, 1));
+    RestoreOutcome outcome = RestoreData(0, request, options, view);
+    EXPECT_EQ(outcome.failedFiles, 0) << Log();
+    EXPECT_EQ(ReadAll(upper), originals[22]);
+    EXPECT_FALSE(fs::exists(DataPath(22, 1))) << "no second file beside the first";
+    EXPECT_EQ(ReadAll(DataPath(35, 1)), originals[35]);
+}
+
+// The restore reads the backup's copies read-only: they stay byte for byte as the backup left
+// them, and nothing is added beside them, though reading them needs indexes their load put off.
+TEST_F(Restore, TheBackupsCopiesAreLeftAsTheyWere) {
+    const fs::path day = dir.folder() + "C/KV_Data/_Backup/Lundi/";
+    auto contents = [&] {
+        std::map<std::string, std::string> files;
+        for (const auto& entry : fs::directory_iterator(day))
+            files[entry.path().filename().string()] = testing::ReadFile(entry.path());
+        return files;
+    };
+    const std::map<std::string, std::string> before = contents();
+    ASSERT_EQ(before.count("FRADA22.btr"), 1u);
+    EmptyBase();
+    RestoreOutcome outcome = RestoreData(0, request, options, view);
+    EXPECT_EQ(outcome.restoredFiles, 3);
+    EXPECT_EQ(ReadAll(DataPath(35, 1)), originals[35]);
+    EXPECT_TRUE(contents() == before) << "a copy changed, or a file appeared beside them";
 }
 
 TEST_F(Restore, TickedEmptyStructureBoxCopiesTheWholeFile) {

@@ -127,6 +127,8 @@ TEST_F(SchedulerNight, TheNightRunsTheBackupAtItsMinuteAndArmsTheNextOne) {
         clock->Advance(std::chrono::seconds(30));
     }
     EXPECT_TRUE(ranAt0202);
+    EXPECT_TRUE(scheduler.LastBackup(0).ran);
+    EXPECT_TRUE(scheduler.LastBackup(0).failed) << "most of the catalogue's files are not here";
     EXPECT_EQ(Marker("Actif"), "ON") << "the next backup is announced at the following tick";
     EXPECT_EQ(Marker("Date"), "24/11/2026 02:02:00");
     std::string log = Log();
@@ -150,8 +152,45 @@ TEST_F(SchedulerNight, ATickDuringARunStartsNothing) {
     EXPECT_EQ(Marker("Actif"), "<none>");
 }
 
-TEST_F(SchedulerNight, ExportAndImportNaturesSayWhatTheyDid) {
+// Nothing here can run an export or an import yet: the tabs say so rather than show dates that
+// will pass without anything happening.
+TEST_F(SchedulerNight, APlanWhoseNatureCannotRunSaysSoInsteadOfADate) {
     Scheduler scheduler(view);
+    scheduler.Load();
+    BasePlan& plan = scheduler.Plan(0);
+    plan.exportPlan = PlanOf({{true, 0, 2, 0}});
+    plan.exportPlan.nature = 2;
+    plan.importPlan = PlanOf({{true, 0, 2, 1}});
+    plan.importPlan.nature = 0;
+    scheduler.Save(0);
+    EXPECT_EQ(view.Text("TexteDateProchainExport", 0),
+              "Non disponible dans ce programme: Export NinSight");
+    EXPECT_EQ(view.Text("TexteDateProchainImport", 0),
+              "Non disponible dans ce programme: Import des stations");
+    EXPECT_FALSE(scheduler.Export(0).armed);
+    EXPECT_FALSE(scheduler.Import(0).armed);
+    plan.exportPlan.nature = 7;  // written by a newer program
+    scheduler.Save(0);
+    EXPECT_EQ(view.Text("TexteDateProchainExport", 0),
+              "Non disponible dans ce programme: Nature 7");
+    plan.exportPlan.active = false;
+    scheduler.Save(0);
+    EXPECT_EQ(view.Text("TexteDateProchainExport", 0), "Non planifié");
+
+    clock->Set(MakeLocalTime(2026, 11, 23, 2, 1, 30));
+    scheduler.TimerMain_Timer();
+    EXPECT_EQ(Log().find("Schedule: Start Import"), std::string::npos);
+}
+
+TEST_F(SchedulerNight, NaturesRunInOrderAndAnImportWithoutStationsSaysWhatIsMissing) {
+    Scheduler scheduler(view);
+    std::vector<std::string> ran;
+    scheduler.exportRunners[2] = [&](int base) {
+        ran.push_back("export2/" + std::to_string(base));
+    };
+    scheduler.importRunners[1] = [&](int base) {
+        ran.push_back("import1/" + std::to_string(base));
+    };
     scheduler.Load();
     BasePlan& plan = scheduler.Plan(0);
     plan.exportPlan = PlanOf({{true, 0, 2, 0}});
@@ -159,19 +198,25 @@ TEST_F(SchedulerNight, ExportAndImportNaturesSayWhatTheyDid) {
     plan.importPlan = PlanOf({{true, 0, 2, 1}});
     plan.importPlan.nature = 1;
     scheduler.Save(0);
+    EXPECT_EQ(view.Text("TexteDateProchainExport", 0), "lundi 23 novembre 2026 02:00");
     clock->Set(MakeLocalTime(2026, 11, 23, 2, 1, 30));
     scheduler.TimerMain_Timer();
+    EXPECT_EQ(ran, std::vector<std::string>{"export2/0"});
+    // Through the common message box, which the unattended program writes to its log.
+    ASSERT_FALSE(dialogs.messages.empty());
+    EXPECT_EQ(dialogs.messages.back().text, kImportStationsMissing);
+    EXPECT_EQ(dialogs.messages.back().icon, MsgIcon::Exclamation);
     std::string log = Log();
-    EXPECT_NE(log.find("Schedule: Start Export"), std::string::npos);
-    EXPECT_NE(log.find("nature 2 (Export NinSight) is not available in this program"),
-              std::string::npos);
-    EXPECT_NE(log.find("Schedule: Start Import"), std::string::npos);
-    EXPECT_NE(log.find("Il faut paramétrer au moins une station source et une station cible"),
-              std::string::npos);
     EXPECT_LT(log.find("Schedule: Start Export"), log.find("Schedule: Start Import"));
-    EXPECT_EQ(scheduler.Export(0).next, MakeLocalTime(2026, 11, 30, 2, 0, 0))
-        << "armed for next week";
+    EXPECT_EQ(log.find("Import Maya: Started"), std::string::npos);
+    EXPECT_EQ(scheduler.Export(0).next, MakeLocalTime(2026, 11, 30, 2, 0, 0));
     EXPECT_NE(log.find("New import date: 30/11/2026 02:01:00"), std::string::npos);
+
+    plan.stationsImport = "0100000002000000";  // source station 1, target station 2
+    clock->Set(MakeLocalTime(2026, 11, 30, 2, 1, 30));
+    scheduler.TimerMain_Timer();
+    EXPECT_EQ(ran, (std::vector<std::string>{"export2/0", "export2/0", "import1/0"}));
+    EXPECT_NE(Log().find("Import Maya: Started"), std::string::npos);
 }
 
 }  // namespace
@@ -213,6 +258,8 @@ TEST(SchedulerTwoBases, DueAtTheSameMinuteTheyRunOneAfterTheOtherInBaseOrder) {
     EXPECT_LT(base1, second) << "the first base's backup ends before the second starts";
     EXPECT_GT(base2, second);
     EXPECT_TRUE(scheduler.Backup(0).armed && scheduler.Backup(1).armed);
+    EXPECT_TRUE(scheduler.LastBackup(1).ran);
+    EXPECT_FALSE(scheduler.LastBackup(1).failed) << "a whole site";
     EXPECT_EQ(scheduler.Backup(1).next, MakeLocalTime(2026, 11, 24, 2, 2, 0));
 }
 

@@ -121,6 +121,14 @@ TEST(EngineBulkLoad, ABulkLoadedFileReadsLikeANormallyWrittenOne) {
               WalkFrom(a, btr::kGetLessOrEqual, btr::kGetPrevious, 1, soleil));
     EXPECT_EQ(WalkFrom(b, btr::kGetGreaterOrEqual, btr::kGetNext, 2, "012026010"),
               WalkFrom(a, btr::kGetGreaterOrEqual, btr::kGetNext, 2, "012026010"));
+    EXPECT_EQ(Indexes(bulk), "") << "a read-only open builds nothing";
+
+    // Opened to be written, the first read by each key builds its index.
+    SongFile c;
+    ASSERT_EQ(c.Open(bulk), btr::kSuccess);
+    for (int8_t key : {0, 1, 2}) {
+        EXPECT_EQ(WalkAll(c, key, false), WalkAll(a, key, false));
+    }
     EXPECT_EQ(Indexes(bulk), "records_k0 records_k1 records_k2") << "built by the first reads";
     EXPECT_EQ(IntegrityCheck(bulk), "ok");
 }

@@ -2,10 +2,18 @@
 // helpers that build its records and call the engine.
 #pragma once
 
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <functional>
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 #include "store/engine/Btrieve.h"
 #include "store/engine/EngineFile.h"
@@ -95,5 +103,65 @@ struct SongFile {
     }
     int number() const { return NumberOf(record); }
 };
+
+// Another process on the same files: a child forked when the object is made, which runs
+// `script(step)` each time the parent asks and answers with its result. The child starts with
+// the engine as this process had it then, so make it before opening any file here: the child
+// opens its own.
+class OtherProcess {
+  public:
+    explicit OtherProcess(std::function<int(int step)> script) {
+        signal(SIGPIPE, SIG_IGN);  // a child that ended is told by the reads, not by a signal
+        int down[2], up[2];
+        if (pipe(down) != 0 || pipe(up) != 0) return;
+        pid_ = fork();
+        if (pid_ == 0) {
+            close(down[1]);
+            close(up[0]);
+            int step = 0;
+            while (read(down[0], &step, sizeof step) == sizeof step && step >= 0) {
+                int result = script(step);
+                if (write(up[1], &result, sizeof result) != sizeof result) break;
+            }
+            _exit(0);
+        }
+        close(down[0]);
+        close(up[1]);
+        toChild_ = down[1];
+        fromChild_ = up[0];
+    }
+    ~OtherProcess() {
+        int end = -1;
+        if (toChild_ >= 0) {
+            [[maybe_unused]] ssize_t sent = write(toChild_, &end, sizeof end);
+            close(toChild_);
+        }
+        if (fromChild_ >= 0) close(fromChild_);
+        if (pid_ > 0) waitpid(pid_, nullptr, 0);
+    }
+    OtherProcess(const OtherProcess&) = delete;
+    OtherProcess& operator=(const OtherProcess&) = delete;
+
+    // Runs step `step` in the child and returns its result; -1000 if the child is gone.
+    int Run(int step) {
+        int result = -1000;
+        if (write(toChild_, &step, sizeof step) != sizeof step) return -1000;
+        if (read(fromChild_, &result, sizeof result) != sizeof result) return -1000;
+        return result;
+    }
+
+  private:
+    pid_t pid_ = -1;
+    int toChild_ = -1, fromChild_ = -1;
+};
+
+// The names in a folder, sorted.
+inline std::vector<std::string> Listing(const std::filesystem::path& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
 
 }  // namespace toverin::testing

@@ -6,6 +6,7 @@
 
 #include "app/Paths.h"
 #include "app/Text.h"
+#include "store/RecordCopy.h"
 #include "store/RecordLayout.h"
 #include "tests/store/PervasiveTestSupport.h"
 #include "tests/store/ScriptedEngine.h"
@@ -156,6 +157,104 @@ TEST_F(RealFiles, EachBankKeepsItsOwnSlotsOnTheSameFile) {
     EXPECT_TRUE(ends.empty());
 }
 
+TEST_F(RealFiles, AViewerBrowsesAFileWhileABackupCopiesItRecordByRecord) {
+    // The data viewer holds the file in its browsing bank and steps through it between the
+    // backup's records; the backup reads the same file in its sources bank and writes the copy
+    // in its copies bank. Nobody closes or moves anybody else's slot.
+    ASSERT_TRUE(bank.FichierPervasiveOuvrir(0, 1, 1, kCommon));
+    constexpr int kRecords = 60;
+    for (int n = 1; n <= kRecords; ++n)
+        ASSERT_EQ(Write(kInsert, Record42(ZeroPad(n, 4))), kSuccess);
+
+    SlotBank viewer("Visualisation");
+    viewer.setBrowsing(true);
+    ASSERT_TRUE(viewer.FichierPervasiveOuvrir(0, 1, 1, kCommon));
+    std::string viewed, viewerKey;
+    viewer.BTRieve(0, kGetFirst, viewed, viewerKey, 0, kCommon, 1, "Visualisation");
+    ASSERT_EQ(viewer.LastStatus(), kSuccess);
+    std::vector<std::string> seen{viewed.substr(0, 4)};
+
+    const std::string copyPath = dir.folder() + "Copie/" + StationFileName(kCommon, 1);
+    std::filesystem::create_directories(dir.folder() + "Copie");
+    ASSERT_EQ(CreationFichierBTrieve(copyPath, kCommon), kSuccess);
+    RecordCopyResult result;
+    {
+        SlotBank sources("Backup"), copies("Backup copies");
+        ASSERT_TRUE(sources.FichierPervasiveOuvrir(0, 1, 1, kCommon));
+        ASSERT_EQ(copies.OuvertureFichierBTrieve(0, kCommon, copyPath, 0, 1, kOpenAccelerated),
+                  kSuccess);
+        RecordCopyJob job;
+        job.source = &sources;
+        job.fileNumber = kCommon;
+        job.target = &copies;
+        job.lower = std::string(20, '\0');
+        job.upper = std::string(20, '\xff');
+        job.afterRecord = [&] {
+            viewer.BTRieve(0, kGetNext, viewed, viewerKey, 0, kCommon, 1, "Visualisation");
+            if (viewer.LastStatus() == kSuccess) seen.push_back(viewed.substr(0, 4));
+            return true;
+        };
+        result = CopyRecords(job);
+        EXPECT_TRUE(viewer.IsFileOpen(0, kCommon, 1));
+    }
+    EXPECT_EQ(result.copied, kRecords);
+    EXPECT_FALSE(result.readError || result.writeError);
+    EXPECT_EQ(RecordCountOfFile(copyPath), kRecords);
+
+    // The viewer read every record once, in order, and its slot still works after the backup's
+    // banks have closed theirs.
+    ASSERT_EQ(seen.size(), static_cast<size_t>(kRecords));
+    for (int n = 1; n <= kRecords; ++n) EXPECT_EQ(seen[n - 1], ZeroPad(n, 4));
+    viewerKey = FixedWidth("0030", 20);
+    viewer.BTRieve(0, kGetEqual, viewed, viewerKey, 0, kCommon, 1, "Visualisation");
+    EXPECT_EQ(viewer.LastStatus(), kSuccess);
+    viewer.BTRieve(0, kGetPrevious, viewed, viewerKey, 0, kCommon, 1, "Visualisation");
+    EXPECT_EQ(viewed.substr(0, 4), "0029");
+    EXPECT_TRUE(bank.IsFileOpen(0, kCommon, 1));
+    EXPECT_TRUE(dialogs.messages.empty());
+    EXPECT_TRUE(ends.empty());
+}
+
+TEST_F(RealFiles, TheNinSightFileIsOpenedFromTheFolderTheSiteNamesForIt) {
+    // The base's own file 19 and the NinSight interface's, one record each, told apart by
+    // their first bytes (key 1 of file 19 starts at byte 19).
+    auto fill = [&](const std::string& path, char mark) {
+        ASSERT_EQ(CreationFichierBTrieve(path, 19), kSuccess);
+        SlotBank writer("Writer");
+        ASSERT_EQ(writer.OuvertureFichierBTrieve(0, 19, path, 0, 1, kOpenNormal), kSuccess);
+        std::string record = BlankRecord(19);
+        record[0] = mark;
+        std::string k;
+        writer.BTRieve(0, kInsert, record, k, 0, 19, 1, "Test");
+        ASSERT_EQ(writer.LastStatus(), kSuccess);
+    };
+    fill(DataFilePath(0, 19, 1), 'D');
+    const std::string ninSight = dir.folder() + "NinSight/";
+    std::filesystem::create_directories(ninSight);
+    fill(ninSight + "FRAD019.bt6", 'N');
+
+    // No folder named: nothing opened, the log says which key is missing.
+    EXPECT_FALSE(bank.FichierPervasiveOuvrirNinSight(0, 19));
+    EXPECT_FALSE(bank.IsFileOpen(0, 19, 1));
+    EXPECT_TRUE(Logged("Err: NinSight: no folder for base 1 (Dossier_NinSight, Base_01)"));
+
+    Site().bases[0].ninSightFolder = ninSight;
+    ASSERT_TRUE(bank.FichierPervasiveOuvrirNinSight(0, 19));
+    EXPECT_EQ(bank.OpenFilePath(0, 19, 1), ninSight + "FRAD019.bt6");
+    ASSERT_TRUE(other.FichierPervasiveOuvrir(0, 1, 1, 19));
+    std::string d, k;
+    bank.BTRieve(0, kGetFirst, d, k, 0, 19, 1, "Test");
+    EXPECT_EQ(d[0], 'N');
+    other.BTRieve(0, kGetFirst, d, k, 0, 19, 1, "Test");
+    EXPECT_EQ(d[0], 'D');
+
+    // A NinSight folder without the file: not created, not opened.
+    Site().bases[0].ninSightFolder = dir.folder() + "Empty/";
+    EXPECT_FALSE(bank.FichierPervasiveOuvrirNinSight(0, 19));
+    EXPECT_FALSE(FileExists(dir.folder() + "Empty/FRAD019.bt6"));
+    EXPECT_TRUE(dialogs.messages.empty());
+}
+
 TEST_F(RealFiles, StructureOfACreatedFile) {
     std::string path = dir.file("FRADA20.bt6");
     ASSERT_EQ(CreationFichierBTrieve(path, 20), kSuccess);
@@ -164,11 +263,11 @@ TEST_F(RealFiles, StructureOfACreatedFile) {
     std::string expected =
         "F RecLen:300 PageSize:" + std::to_string(CatalogueEntryFor(20).pageSize) +
         " Keys:4 Records:0\n"
-        "K0 Pos:1 Len:5 Modifiable\n"
-        "K1 Pos:6 Len:10 Duplicate Modifiable\n"
-        "K2 Pos:16 Len:20 Duplicate Modifiable Casse\n"
-        "K3 Pos:46 Len:1 Duplicate Modifiable Segmented\n"
-        "K3 Pos:16 Len:20 Duplicate Modifiable\n";
+        "K0 Pos:1 Len:5 Modifiable \n"
+        "K1 Pos:6 Len:10 Duplicate Modifiable \n"
+        "K2 Pos:16 Len:20 Duplicate Modifiable Casse \n"
+        "K3 Pos:46 Len:1 Duplicate Modifiable Segmented \n"
+        "K3 Pos:16 Len:20 Duplicate Modifiable \n";
     EXPECT_EQ(LectureStructureFichier(20, path), expected);
     EXPECT_EQ(Write(kInsert, Record42("0001")), kSuccess);
     bank.FichierPervasiveFermer(0, 1, 1, kCommon);

@@ -3,7 +3,8 @@
 Serves ROOT to one user, binds an ephemeral port on 127.0.0.1, prints "READY <port>" on standard
 output once it accepts connections, and appends every command it receives (the password masked)
 to COMMAND_LOG, so that the tests can see what actually went over the control connection.
-Files whose names start with "full-" behave like a full disk after their first 50 bytes.
+Files whose names start with "full-" behave like a full disk after their first 50 bytes; a file
+named "cutN-..." is sent only up to its Nth byte, after which reading it fails.
 Stops by itself after a while in case the test that started it dies without killing it.
 """
 
@@ -12,6 +13,7 @@ import threading
 import os
 
 import errno
+import re
 
 from pyftpdlib.authorizers import DummyAuthorizer
 from pyftpdlib.filesystems import AbstractedFS
@@ -34,11 +36,31 @@ class DiskFullFile:
         return getattr(self._file, name)
 
 
+class CutFile:
+    def __init__(self, file, cut):
+        self._file = file
+        self._left = cut
+
+    def read(self, size=-1):
+        if self._left <= 0:
+            raise OSError(errno.EIO, "Input/output error")
+        data = self._file.read(min(size, self._left) if size >= 0 else self._left)
+        self._left -= len(data)
+        return data
+
+    def __getattr__(self, name):
+        return getattr(self._file, name)
+
+
 class TestFS(AbstractedFS):
     def open(self, filename, mode):
         file = super().open(filename, mode)
-        if "w" in mode and os.path.basename(filename).startswith("full-"):
+        name = os.path.basename(filename)
+        if "w" in mode and name.startswith("full-"):
             return DiskFullFile(file)
+        match = re.match(r"cut(\d+)-", name)
+        if "r" in mode and match:
+            return CutFile(file, int(match.group(1)))
         return file
 
 
@@ -60,6 +82,7 @@ def main():
     RecordingHandler.permit_foreign_addresses = False
     RecordingHandler.banner = "test server ready"
     RecordingHandler.auth_failed_timeout = 0.05  # no need to slow down the tests' guessing
+    RecordingHandler.use_sendfile = False  # the "cut" files are read through their wrapper
 
     import logging
     logging.basicConfig(level=logging.CRITICAL)

@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <QComboBox>
 #include <QFileInfo>
 #include <QListWidget>
 #include <QMenuBar>
+#include <QPushButton>
 #include <QTabWidget>
 #include <filesystem>
+#include <stdexcept>
 
 #include "app/Incidents.h"
 #include "app/Ini.h"
@@ -15,6 +18,7 @@
 #include "tests/support/TestSupport.h"
 #include "tests/ui/UiTestSupport.h"
 #include "ui/Frm_Main.h"
+#include "ui/QtOperationView.h"
 #include "ui/SingleInstance.h"
 
 namespace toverin {
@@ -138,7 +142,7 @@ TEST_F(MainWindow, QuitAsksAndIsRefusedWhenLocked) {
     EXPECT_EQ(dialogs.messages.back().text, "Voulez-vous quitter le programme ?");
     EXPECT_FALSE(frm.unloaded());
 
-    Startup().planningModified = true;
+    Startup().planningModified[1] = true;
     bool saved = false;
     frm.savePlanning = [&] { saved = true; };
     dialogs.QueueAnswer(MsgAnswer::Yes);  // quit
@@ -153,6 +157,69 @@ TEST_F(MainWindow, QuitAsksAndIsRefusedWhenLocked) {
     EXPECT_NE(log.find("Form closed by code action\r\n"), std::string::npos);
 }
 
+// The window's close button ends the program and the planned backups with it: it asks as
+// "Quitter" does and honours the lock.
+TEST_F(MainWindow, TheCloseButtonAsksAsQuitDoesAndHonoursTheLock) {
+    Frm_Main frm(instance.get());
+    ASSERT_TRUE(frm.Form_Load());
+    frm.show();
+    frm.locked = true;
+    EXPECT_FALSE(frm.close());
+    EXPECT_FALSE(frm.unloaded());
+    EXPECT_EQ(dialogs.messages.back().text,
+              "Le programme est verrouillé. Impossible de le quitter.");
+    frm.locked = false;
+    dialogs.QueueAnswer(MsgAnswer::No);
+    EXPECT_FALSE(frm.close());
+    EXPECT_EQ(dialogs.messages.back().text, "Voulez-vous quitter le programme ?");
+    EXPECT_FALSE(frm.unloaded());
+    EXPECT_TRUE(frm.TimerMain->isActive()) << "the plans keep running";
+    dialogs.QueueAnswer(MsgAnswer::Yes);
+    EXPECT_TRUE(frm.close());
+    EXPECT_TRUE(frm.unloaded());
+    std::string log = env.LogText();
+    EXPECT_NE(log.find("Form closed by system Menu\r\n"), std::string::npos);
+    EXPECT_EQ(log.find("Form closed by system Menu"), log.rfind("Form closed by system Menu"))
+        << "the refused closes are not logged as closes";
+    for (const auto& base : Site().bases) EXPECT_EQ(BkPrg(base.configFolder), "0FF");
+}
+
+// One step of the window's own start-up that fails is reported, and the window still loads.
+TEST_F(MainWindow, AFailingStartupStepIsReportedAndTheNextOnesRun) {
+    Frm_Main frm(instance.get());
+    frm.initOperations = [] { throw std::runtime_error("operations not ready"); };
+    ASSERT_TRUE(frm.Form_Load());
+    EXPECT_EQ(frm.SftTabsMain()->count(), 8);
+    std::string log = env.LogText();
+    size_t error = log.find("Err: -1 |operations not ready");
+    ASSERT_NE(error, std::string::npos) << log;
+    EXPECT_NE(log.find("Sub: Form_Load:Frm_Main:Toverin: Init: Data"), std::string::npos);
+    EXPECT_GT(log.find("----- Toverin: Init: Display -----"), error);
+    EXPECT_GT(log.find("Id Radio: Radio Nord FM"), error);
+    frm.CloseWithMode(ui::kFormCode);
+}
+
+// Saving one base's plan leaves the other's changes marked, so the question still comes at
+// shutdown and saves them.
+TEST_F(MainWindow, EachBaseKeepsItsOwnUnsavedPlanningChanges) {
+    Frm_Main frm(instance.get());
+    ASSERT_TRUE(frm.Form_Load());
+    frm.findChild<QComboBox*>(ui::ControlName("ComboBkpHeure", 0))->setCurrentIndex(4);
+    frm.findChild<QComboBox*>(ui::ControlName("ComboBkpHeure", 10))->setCurrentIndex(5);
+    EXPECT_TRUE(Startup().planningModified[0] && Startup().planningModified[1]);
+    frm.findChild<QPushButton*>(ui::ControlName("CommandBkpEnregistrer", 0))->click();
+    EXPECT_FALSE(Startup().planningModified[0]);
+    EXPECT_TRUE(Startup().planningModified[1]);
+    dialogs.QueueAnswer(MsgAnswer::Yes);
+    frm.CloseWithMode(ui::kFormCode);
+    EXPECT_EQ(dialogs.messages.back().text,
+              "Voulez-vous enregistrer les changements apportés au planning des Backups ?");
+    EXPECT_EQ(LectureIni(Site().bases[1].ServeurIni(), "Base_1", "Planning_Bkp", "").substr(0, 7),
+              "1000502");
+    EXPECT_EQ(LectureIni(Site().bases[0].ServeurIni(), "Base_0", "Planning_Bkp", "").substr(0, 7),
+              "1000402");
+}
+
 TEST_F(MainWindow, StandbyFromTheCommandLineHidesTheWindowAndKeepsTheTimer) {
     Startup().ChaineDeCommande = "/veille=TRUE";
     Frm_Main frm(instance.get());
@@ -161,11 +228,32 @@ TEST_F(MainWindow, StandbyFromTheCommandLineHidesTheWindowAndKeepsTheTimer) {
     testing::Pump(300);
     EXPECT_FALSE(frm.TimerVeille->isActive());
     EXPECT_TRUE(Startup().standby);
-    EXPECT_FALSE(frm.isVisible());
+    // No tray offscreen, as on GNOME: the window goes to the task bar, where the user finds it.
+    EXPECT_TRUE(frm.isMinimized());
+    EXPECT_NE(
+        env.LogText().find("Standby: Start (no tray on this desktop: the window is minimised)"),
+        std::string::npos);
     EXPECT_TRUE(frm.TimerMain->isActive());
     frm.CloseWithMode(ui::kAppWindows);
     EXPECT_NE(env.LogText().find("Form closed because Windows is shutting down"),
               std::string::npos);
+}
+
+// A second start is refused and leaves the first as it is: in standby it stays in standby.
+TEST_F(MainWindow, ASecondStartLeavesTheFirstInStandby) {
+    Startup().ChaineDeCommande = "/Veille=True";
+    Frm_Main frm(instance.get());
+    ASSERT_TRUE(frm.Form_Load());
+    testing::Pump(300);
+    ASSERT_TRUE(Startup().standby);
+    ASSERT_TRUE(frm.isMinimized());
+    SingleInstance second(QString::fromStdString(dir.file("Settings/_Local/Toverin.lock")));
+    EXPECT_FALSE(ui::TesterPrevInstance(second, false, 300));
+    testing::Pump(300);
+    EXPECT_TRUE(Startup().standby);
+    EXPECT_TRUE(frm.isMinimized());
+    EXPECT_EQ(env.LogText().find("Standby: End"), std::string::npos);
+    frm.CloseWithMode(ui::kFormCode);
 }
 
 TEST_F(MainWindow, SecondInstanceIsRefusedWithOneMessageAndTouchesNoFile) {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <QAbstractItemView>
+#include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
@@ -12,8 +14,10 @@
 #include "app/Startup.h"
 #include "operations/BackupSettings.h"
 #include "operations/OperationState.h"
+#include "operations/Scheduler.h"
 #include "tests/operations/SiteFixture.h"
 #include "tests/ui/UiTestSupport.h"
+#include "ui/FrmSysTray.h"
 #include "ui/Frm_Main.h"
 #include "ui/PlanningPages.h"
 #include "ui/QtOperationView.h"
@@ -141,9 +145,9 @@ TEST_F(OperationTabs, PlansAreShownSavedAndAskedAboutAtShutdown) {
 
     Control<QCheckBox>(frm, "CheckBackupActiver")->setChecked(true);
     Control<QComboBox>(frm, "ComboBkpHeure", 0)->setCurrentIndex(23);
-    EXPECT_TRUE(Startup().planningModified);
+    EXPECT_TRUE(Startup().planningModified[0]);
     Control<QPushButton>(frm, "CommandBkpEnregistrer")->click();
-    EXPECT_FALSE(Startup().planningModified);
+    EXPECT_FALSE(Startup().planningModified[0]);
     EXPECT_EQ(Control<QLineEdit>(frm, "TexteDateProchainBackup")->text().toStdString(),
               "lundi 23 novembre 2026 23:02");
     EXPECT_EQ(LectureIni(dir.file("C/KV_Config/KV3_Toverin_Serveur.ini"), "Base_0",
@@ -156,7 +160,7 @@ TEST_F(OperationTabs, PlansAreShownSavedAndAskedAboutAtShutdown) {
     testing::SaveScreenshot(&frm, "import_tab");
 
     Control<QComboBox>(frm, "ComboImportNature")->setCurrentIndex(1);
-    ASSERT_TRUE(Startup().planningModified);
+    ASSERT_TRUE(Startup().planningModified[0]);
     dialogs.QueueAnswer(MsgAnswer::Yes);
     Close(frm, ui::kFormControlMenu);
     EXPECT_EQ(dialogs.messages.back().text,
@@ -166,19 +170,84 @@ TEST_F(OperationTabs, PlansAreShownSavedAndAskedAboutAtShutdown) {
               "1");
 }
 
-TEST_F(OperationTabs, StandbyHidesTheWindowAndASecondStartShowsItAgain) {
+// A stored nature is shown as it is and saved back as it was, whatever its list index; one this
+// program does not know keeps its number.
+TEST_F(OperationTabs, NaturesAreShownAndSavedBackUnchanged) {
+    const std::string ini = dir.file("C/KV_Config/KV3_Toverin_Serveur.ini");
+    testing::WriteFile(ini,
+                       "[Base_0]\r\nPlanning_Export=1000300\r\nPlanning_Export_Actif=1\r\n"
+                       "Planning_Export_Nature=1\r\nPlanning_Import=1000310\r\n"
+                       "Planning_Import_Actif=1\r\nPlanning_Import_Nature=2\r\n");
+    Frm_Main frm(instance.get());
+    ASSERT_TRUE(frm.Form_Load());
+    frm.resize(1100, 760);
+    frm.show();
+    QComboBox* exportNature = Control<QComboBox>(frm, "ComboExportNature");
+    QComboBox* importNature = Control<QComboBox>(frm, "ComboImportNature");
+    EXPECT_EQ(exportNature->count(), 3);
+    EXPECT_EQ(exportNature->currentIndex(), 1);
+    EXPECT_EQ(exportNature->currentText().toStdString(), kExportNatures[1]);
+    EXPECT_EQ(importNature->currentIndex(), 2);
+    EXPECT_EQ(importNature->currentText().toStdString(), "Import NinSight");
+    // Nothing here runs them: the tabs say so instead of showing a date.
+    EXPECT_EQ(Control<QLineEdit>(frm, "TexteDateProchainExport")->text().toStdString(),
+              NatureUnavailableText(kExportNatures[1]));
+    EXPECT_EQ(Control<QLineEdit>(frm, "TexteDateProchainImport")->text().toStdString(),
+              "Non disponible dans ce programme: Import NinSight");
+    frm.SftTabsMain()->setCurrentIndex(static_cast<int>(MainTab::Export));
+    testing::SaveScreenshot(&frm, "export_natures");
+    exportNature->showPopup();
+    testing::Pump(100);
+    testing::SaveScreenshot(exportNature->view()->window(), "export_natures_list");
+    exportNature->hidePopup();
+    frm.SftTabsMain()->setCurrentIndex(static_cast<int>(MainTab::Import));
+    testing::SaveScreenshot(&frm, "import_natures");
+    importNature->showPopup();
+    testing::Pump(100);
+    testing::SaveScreenshot(importNature->view()->window(), "import_natures_list");
+    importNature->hidePopup();
+
+    // Saved with another change: the natures come back as they were.
+    Control<QComboBox>(frm, "ComboExportMinute", 0)->setCurrentIndex(5);
+    Control<QPushButton>(frm, "CommandExportEnregistrer")->click();
+    EXPECT_EQ(LectureIni(ini, "Base_0", "Planning_Export_Nature", ""), "1");
+    EXPECT_EQ(LectureIni(ini, "Base_0", "Planning_Import_Nature", ""), "2");
+    EXPECT_EQ(LectureIni(ini, "Base_0", "Planning_Export", "").substr(0, 7), "1000305");
+    Close(frm, ui::kFormCode);
+
+    // A nature written by a newer program.
+    testing::WriteFile(ini, "[Base_0]\r\nPlanning_Import_Nature=5\r\n");
+    ResetStartup();
+    Frm_Main again(instance.get());
+    ASSERT_TRUE(again.Form_Load());
+    importNature = Control<QComboBox>(again, "ComboImportNature");
+    EXPECT_EQ(importNature->currentText().toStdString(), "Nature 5");
+    Control<QPushButton>(again, "CommandImportEnregistrer")->click();
+    EXPECT_EQ(LectureIni(ini, "Base_0", "Planning_Import_Nature", ""), "5");
+    Close(again, ui::kFormCode);
+}
+
+// With no tray (offscreen, as on GNOME) standby puts the window in the task bar; "Afficher" of the
+// tray's menu, or the window itself, brings it back.
+TEST_F(OperationTabs, StandbyWithoutATrayMinimisesAndTheWindowComesBack) {
     Frm_Main frm(instance.get());
     ASSERT_TRUE(frm.Form_Load());
     frm.show();
     frm.CommandMiseEnVeille_Click();
-    EXPECT_FALSE(frm.isVisible());
-    EXPECT_TRUE(Startup().standby);
-    ui::SingleInstance second(QString::fromStdString(dir.file("Settings/_Local/Toverin.lock")));
-    ASSERT_TRUE(second.OtherRunning());
-    EXPECT_TRUE(second.Send("show"));
-    testing::Pump(200);
     EXPECT_TRUE(frm.isVisible());
+    EXPECT_TRUE(frm.isMinimized());
+    EXPECT_TRUE(Startup().standby);
+    frm.tray()->MnuAfficher->trigger();
+    testing::Pump(100);
+    EXPECT_TRUE(frm.isVisible());
+    EXPECT_FALSE(frm.isMinimized());
     EXPECT_FALSE(Startup().standby);
+    EXPECT_NE(Log().find("Standby: End"), std::string::npos);
+    // The tooltip names every base with its last and next backups.
+    EXPECT_NE(frm.tray()->toolTip().toStdString().find("Radio Test: dernier backup aucun, prochain "
+                                                       "non planifié"),
+              std::string::npos)
+        << frm.tray()->toolTip().toStdString();
     Close(frm, ui::kFormCode);
 }
 

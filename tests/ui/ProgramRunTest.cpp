@@ -27,7 +27,9 @@ std::string DayLog(const std::string& folder) {
     return all;
 }
 
-pid_t StartProgram(const TempDir& dir, const std::vector<std::string>& options) {
+// Starts the program without a display; its standard output and error go to `output` when given.
+pid_t StartProgram(const TempDir& dir, const std::vector<std::string>& options,
+                   const std::string& output = "/dev/null") {
     pid_t pid = fork();
     if (pid == 0) {
         unsetenv("DISPLAY");
@@ -41,8 +43,8 @@ pid_t StartProgram(const TempDir& dir, const std::vector<std::string>& options) 
         std::vector<char*> argv;
         for (auto& w : words) argv.push_back(w.data());
         argv.push_back(nullptr);
-        if (!freopen("/dev/null", "w", stderr)) _exit(126);
-        if (!freopen("/dev/null", "w", stdout)) _exit(126);
+        if (!freopen(output.c_str(), "w", stdout)) _exit(126);
+        if (dup2(fileno(stdout), fileno(stderr)) < 0) _exit(126);
         execv(exe.c_str(), argv.data());
         _exit(127);
     }
@@ -112,6 +114,91 @@ TEST(ProgramRun, OffscreenStartWritesTheLogAndSigtermUnloadsInOrder) {
     EXPECT_EQ(LectureIni(dir.file("Settings/Base_01/BK_PRG.ini"), "Data_Backup", "Start", ""),
               "0FF");
     EXPECT_EQ(LectureIni(dir.file("C/Cfg2/BK_PRG.ini"), "Data_Backup", "Start", ""), "0FF");
+}
+
+void WriteSite(const TempDir& dir) {
+    WriteFile(dir.file("Settings/KV3_Config.ini"),
+              "[Site]\r\nNbBase=1\r\n[Base_01]\r\nLib=Nord\r\nDossier_Data=C:\\D1\\\r\n");
+    WriteFile(dir.file("C/D1/FRAD000.bt6"), "");
+}
+
+int WaitExit(pid_t pid, int seconds) {
+    int status = 0;
+    if (!WaitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }, seconds)) return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// SIGTERM during "/Wait=" ends the program at once, and the backup the command line asked for
+// never starts.
+TEST(ProgramRun, SigtermDuringTheStartupWaitEndsAtOnceWithoutTheBackup) {
+    TempDir dir;
+    WriteSite(dir);
+    pid_t pid = 0;
+    ChildGuard guard{pid};
+    pid = StartProgram(dir, {"/Wait=2147483647", "/Backup_Base=0"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    ASSERT_EQ(waitpid(pid, nullptr, WNOHANG), 0) << "waiting";
+    auto start = std::chrono::steady_clock::now();
+    kill(pid, SIGTERM);
+    EXPECT_EQ(WaitExit(pid, 10), 0);
+    pid = 0;
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+    EXPECT_FALSE(std::filesystem::exists(dir.file("C/D1/_Backup"))) << "no backup";
+    EXPECT_FALSE(std::filesystem::exists(dir.file("Settings/Base_01/BK_PRG.ini")));
+
+    // Beyond its 32-bit field the value reads as 0: no wait at all, the backup runs and ends.
+    pid = StartProgram(dir, {"/Wait=2147483648", "/Backup_Base=0"});
+    EXPECT_EQ(WaitExit(pid, 30), 0);
+    pid = 0;
+    std::string log = DayLog(dir.file("C/AudioLog"));
+    EXPECT_NE(log.find(":WaitDuration: 0\r\n"), std::string::npos);
+    EXPECT_NE(log.find("Backup: Started"), std::string::npos);
+}
+
+// A second start, refused, says so on standard error (a service's log) and leaves the first one in
+// standby.
+TEST(ProgramRun, ASecondStartIsRefusedOnStandardErrorAndTheFirstStaysInStandby) {
+    TempDir dir;
+    WriteSite(dir);
+    pid_t first = 0, second = 0;
+    ChildGuard guardFirst{first}, guardSecond{second};
+    const std::string logFolder = dir.file("C/AudioLog");
+    first = StartProgram(dir, {"/Veille=True"});
+    ASSERT_TRUE(
+        WaitFor([&] { return DayLog(logFolder).find("Standby: Start") != std::string::npos; }, 30));
+    second = StartProgram(dir, {}, dir.file("second.txt"));
+    EXPECT_EQ(WaitExit(second, 40), 0) << "after its 15-second wait";
+    second = 0;
+    EXPECT_EQ(ReadFile(dir.file("second.txt")),
+              "Toverin: Application encore chargée en mémoire. Veuillez la quitter avant de "
+              "relancer une autre instance de cette application.\n");
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    std::string log = DayLog(logFolder);
+    EXPECT_EQ(log.find("Standby: End"), std::string::npos) << "the first stays in standby";
+    EXPECT_EQ(waitpid(first, nullptr, WNOHANG), 0) << "and keeps running";
+    kill(first, SIGTERM);
+    EXPECT_EQ(WaitExit(first, 30), 0);
+    first = 0;
+}
+
+TEST(ProgramRun, HelpAndVersionPrintAndEndWithoutStarting) {
+    TempDir dir;
+    pid_t pid = 0;
+    ChildGuard guard{pid};
+    pid = StartProgram(dir, {"--help"}, dir.file("help.txt"));
+    EXPECT_EQ(WaitExit(pid, 10), 0);
+    std::string help = ReadFile(dir.file("help.txt"));
+    EXPECT_NE(help.find("Usage: toverin [--root DOSSIER] [/Wait=ms] [/Backup_Base=N]"),
+              std::string::npos)
+        << help;
+    for (const char* option : {"--root DOSSIER", "/Wait=ms", "/Backup_Base=N", "/IP=a.b.c.d",
+                               "/Port=n", "/Veille=True", "--version"})
+        EXPECT_NE(help.find(option), std::string::npos) << option;
+    pid = StartProgram(dir, {"/Veille=True", "--version"}, dir.file("version.txt"));
+    EXPECT_EQ(WaitExit(pid, 10), 0);
+    pid = 0;
+    EXPECT_EQ(ReadFile(dir.file("version.txt")), "Kavella: Toverin 3.4.0\n");
+    EXPECT_FALSE(std::filesystem::exists(dir.file("Settings"))) << "the program did not start";
 }
 
 }  // namespace
