@@ -35,6 +35,7 @@
 #include "ui/FrmSplash.h"
 #include "ui/FrmSysTray.h"
 #include "ui/FrmToolsVisualisation.h"
+#include "ui/ImportXMLPages.h"
 #include "ui/OperationPages.h"
 #include "ui/PlanningPages.h"
 #include "ui/SingleInstance.h"
@@ -164,6 +165,8 @@ bool Frm_Main::Form_Load() {
             planning_->Build();
             planning_->scheduler().standbyCheck = [this] { TimerVeille_Timer(); };
             planning_->scheduler().afterTick = [this] { UpdateTrayStatus(); };
+            importXml_ = new ImportXMLPages(this);
+            importXml_->Build();
             if (!timerMainTick)
                 timerMainTick = [this] { planning_->scheduler().TimerMain_Timer(); };
             if (!savePlanning) savePlanning = [this] { planning_->SaveModified(); };

@@ -18,6 +18,7 @@ namespace toverin::ui {
 class FrmSplash;
 class EquivalencePages;
 class DuplicationPages;
+class ImportXMLPages;
 class OperationPages;
 class PlanningPages;
 class FrmSysTray;
@@ -128,6 +129,7 @@ class Frm_Main : public QMainWindow {
     PlanningPages* planning_ = nullptr;
     EquivalencePages* equivalence_ = nullptr;
     DuplicationPages* duplication_ = nullptr;
+    ImportXMLPages* importXml_ = nullptr;
     FrmSysTray* tray_ = nullptr;
     QPointer<FrmSetup> setup_;
     QTimer* timerLog_;
