@@ -36,6 +36,14 @@ class Dialogs {
     virtual std::optional<std::string> Input(const InputRequest& request) = 0;
     // The chosen folder, or "*" when the user cancelled.
     virtual std::string SelectFolder(const std::string& title, const std::string& start) = 0;
+    // The file chosen in a save dialog, "" when the user cancelled. `filter` is written as the
+    // suite writes it: "Fichiers xls|*.xls|Fichiers xlsx|*.xlsx". The dialog does not ask about
+    // an existing file: the caller does. Nobody to ask: cancelled.
+    virtual std::string SaveFileName(const std::string& title, const std::string& filter,
+                                     const std::string& start) {
+        (void)title, (void)filter, (void)start;
+        return "";
+    }
 };
 
 // Answers without asking anybody and logs the question with its answer.

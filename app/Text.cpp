@@ -43,6 +43,10 @@ char ByteFor(char32_t cp) {
 }  // namespace
 
 std::string Utf8FromCp1252(std::string_view bytes) {
+    // Most of a record's text is ASCII, which is the same in both.
+    size_t ascii = 0;
+    while (ascii < bytes.size() && static_cast<unsigned char>(bytes[ascii]) < 0x80) ++ascii;
+    if (ascii == bytes.size()) return std::string(bytes);
     std::string out;
     out.reserve(bytes.size());
     for (unsigned char c : bytes) {
@@ -105,15 +109,19 @@ std::string Cp1252FromUtf8(std::string_view text) {
 }
 
 std::string Trim(std::string_view text) {
+    return std::string(TrimView(text));
+}
+
+std::string_view TrimView(std::string_view text) {
     size_t b = 0, e = text.size();
-    while (b < e && std::isspace(static_cast<unsigned char>(text[b]))) ++b;
-    while (e > b && std::isspace(static_cast<unsigned char>(text[e - 1]))) --e;
-    return std::string(text.substr(b, e - b));
+    while (b < e && IsBlank(text[b])) ++b;
+    while (e > b && IsBlank(text[e - 1])) --e;
+    return text.substr(b, e - b);
 }
 
 std::string TrimRight(std::string_view text) {
     size_t e = text.size();
-    while (e > 0 && std::isspace(static_cast<unsigned char>(text[e - 1]))) --e;
+    while (e > 0 && IsBlank(text[e - 1])) --e;
     return std::string(text.substr(0, e));
 }
 

@@ -11,7 +11,13 @@ std::string Utf8FromCp1252(std::string_view bytes);
 // Characters with no Windows-1252 form become '?'.
 std::string Cp1252FromUtf8(std::string_view text);
 
+// White space as the C locale's isspace has it: blank, tab, line feed, vertical tab, form feed,
+// carriage return.
+inline bool IsBlank(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
 std::string Trim(std::string_view text);
+std::string_view TrimView(std::string_view text);
 std::string TrimRight(std::string_view text);
 std::string UpperAscii(std::string_view text);
 std::string UpperCp1252(std::string_view bytes);

@@ -17,15 +17,25 @@ const char* kUsage =
     "      [--from server|local]\n"
     "  create [--root DIR] --base N --stations LIST --files LIST [--yes]\n"
     "      N: the base index as in /Backup_Base= (0 = the first base); LIST: 1,3 or 2-4 or all\n"
+    "  import-xml [--root DIR] FILE --base N --station S [--check] [--categorie CODE]\n"
+    "      --check: every record checked and every refusal listed, nothing written\n"
     "  demo create DIR [--size small|medium|large] [--history-days N] [--force]\n"
     "  file stat PATH\n"
-    "  file dump PATH [--key N] [--from V] [--to V] [--format csv|xml] [--catalogue N]\n"
+    "  file dump PATH [--key N] [--from V] [--to V] [--format csv|xml|xls|xlsx] [--output FILE]\n"
+    "      [--catalogue N]\n"
     "  file create PATH [--catalogue N]\n"
     "  file copy SRC DST\n"
     "  file check PATH\n"
     "  equivalence show [--root DIR] --base N\n"
+    "  duplicate schedule [--root DIR] --base N --source S --targets LIST --from YYYY-MM-DD\n"
+    "      --to YYYY-MM-DD --target-date YYYY-MM-DD [--hours HH-HH] [--target-hour HH] "
+    "[--history]\n"
+    "  duplicate labels [--root DIR] --base N --source S --targets LIST\n"
+    "      [--groups categ,theme,horlo,000,jin,lin,rub,inf] [--change-category] [--all-zones]\n"
+    "      (a duplication's questions are answered Yes, and logged)\n"
     "exit status: 0 ok, 1 failed (any file that failed, a site not found), 2 usage error,\n"
-    "  3 missing file, 4 not a record file\n";
+    "  3 missing file, 4 not a record file,\n"
+    "  5 import-xml ran to its end but refused records (listed on the output)\n";
 
 }  // namespace
 
@@ -69,7 +79,9 @@ int RunCtl(const Args& args) {
         {"create", RunCreateCommand},
         {"demo", RunDemoCommand},
         {"file", RunFileCommand},
+        {"import-xml", RunImportXmlCommand},
         {"equivalence", RunEquivalenceCommand},
+        {"duplicate", RunDuplicateCommand},
     };
     if (args.empty() || args[0] == "--help" || args[0] == "-h") {
         std::cout << kUsage;

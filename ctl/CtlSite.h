@@ -2,6 +2,9 @@
 // option, and the dialogs that answer the operations' questions from the command line's flags.
 #pragma once
 
+#include <array>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 
 #include "app/Dialogs.h"
@@ -32,5 +35,44 @@ bool OpenSiteAt(const std::string& root);
 bool OpenSite(Args& args, const std::string& command);
 // "--base N", N a configured base (0 = the first).
 bool ParseBase(Args& args, int& base);
+
+// A list of numbers first..last: "1,3", "2-4" or "all". "" when it reads, else what is wrong.
+template <size_t N>
+std::string ParseList(const std::string& option, const std::string& text, int first,
+                      std::array<bool, N>& out) {
+    out.fill(false);
+    if (text == "all") {
+        out.fill(true);
+        return "";
+    }
+    const int last = first + static_cast<int>(N) - 1;
+    const std::string range = std::to_string(first) + ".." + std::to_string(last);
+    std::stringstream ss(text);
+    std::string item;
+    bool any = false;
+    while (std::getline(ss, item, ',')) {
+        const size_t dash = item.find('-', 1);
+        int a = 0, b = 0;
+        try {
+            size_t used = 0;
+            a = std::stoi(item.substr(0, dash), &used);
+            if (used != item.substr(0, dash).size()) throw std::invalid_argument(item);
+            b = a;
+            if (dash != std::string::npos) {
+                b = std::stoi(item.substr(dash + 1), &used);
+                if (used != item.size() - dash - 1) throw std::invalid_argument(item);
+            }
+        } catch (...) {
+            return option + " '" + text + "': '" + item + "' is not a number or a range (" + range +
+                   ", for example 1,3 or 2-4 or all)";
+        }
+        for (int v : {a, b})
+            if (v < first || v > last)
+                return option + " " + std::to_string(v) + ": out of range (" + range + ")";
+        for (int v = a; v <= b; ++v) out[static_cast<size_t>(v - first)] = true;
+        any = true;
+    }
+    return any ? "" : option + " '" + text + "': nothing selected";
+}
 
 }  // namespace toverin::ctl

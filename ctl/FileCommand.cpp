@@ -9,11 +9,13 @@
 
 #include "app/FileOps.h"
 #include "app/Paths.h"
+#include "app/Site.h"
 #include "app/Text.h"
 #include "ctl/Ctl.h"
+#include "exports/Export.h"
+#include "operations/DataExport.h"
 #include "store/Catalogue.h"
-#include "store/RecordLayout.h"
-#include "store/RecordView.h"
+#include "store/RecordCursor.h"
 #include "store/engine/EngineFile.h"
 
 namespace toverin::ctl {
@@ -25,8 +27,8 @@ using engine::EngineFile;
 
 const char* kFileUsage =
     "usage: toverinctl file stat PATH\n"
-    "       toverinctl file dump PATH [--key N] [--from V] [--to V] [--format csv|xml] "
-    "[--catalogue N]\n"
+    "       toverinctl file dump PATH [--key N] [--from V] [--to V] "
+    "[--format csv|xml|xls|xlsx] [--output FILE] [--catalogue N]\n"
     "       toverinctl file create PATH [--catalogue N]\n"
     "       toverinctl file copy SRC DST\n"
     "       toverinctl file check PATH";
@@ -138,197 +140,64 @@ int StatCommand(const Args& args) {
 
 // ---- dump
 
-// Text fit for CSV and XML: control characters (a record's padding may hold NULs) dropped.
-std::string Printable(const std::string& utf8) {
-    std::string text;
-    for (char c : utf8) {
-        if (static_cast<unsigned char>(c) >= 0x20 || c == '\t') text += c;
-    }
-    return text;
-}
-
-std::string CsvField(const std::string& value) {
-    std::string text = Printable(value);
-    if (text.find_first_of(";\"\n\r") == std::string::npos) return text;
-    return "\"" + ReplaceAll(text, "\"", "\"\"") + "\"";
-}
-
-std::string XmlEscaped(const std::string& value) {
-    std::string text;
-    for (char c : Printable(value)) {
-        switch (c) {
-            case '&':
-                text += "&amp;";
-                break;
-            case '<':
-                text += "&lt;";
-                break;
-            case '>':
-                text += "&gt;";
-                break;
-            default:
-                text += c;
-        }
-    }
-    return text;
-}
-
-// A heading made into an XML element name: ASCII letters, digits, '_', '-', '.' and the
-// letters beyond ASCII stay; anything else ("°", "#", "/", a blank) becomes '_'; a name that
-// cannot start an element ("#Broad" → "_Broad", "1st") gets a leading '_'.
-std::string XmlName(const std::string& heading) {
-    std::string name;
-    const std::string text = Trim(heading);
-    for (size_t i = 0; i < text.size(); ++i) {
-        unsigned char c = static_cast<unsigned char>(text[i]);
-        if (std::isalnum(c) || c == '_' || c == '-' || c == '.') {
-            name += static_cast<char>(c);
-        } else if (c >= 0xC3 && c < 0xF0 && i + 1 < text.size()) {
-            // Two- and three-byte UTF-8 letters (é, è, ç, œ …); "°" (C2 B0) is not a letter.
-            size_t length = c >= 0xE0 ? 3 : 2;
-            name += text.substr(i, length);
-            i += length - 1;
-        } else if (c < 0x80 || (c & 0xC0) == 0xC0) {
-            name += '_';
-        }
-    }
-    if (name.empty() || std::isdigit(static_cast<unsigned char>(name[0])) || name[0] == '-' ||
-        name[0] == '.' || EqualsIgnoreCase(name.substr(0, 3), "xml"))
-        name.insert(0, "_");
-    return name;
-}
-
-struct DumpOptions {
-    int key = 0;
-    std::optional<std::string> from, to;
-    bool xml = false;
-    int catalogue = -1;
-};
-
-class Dumper {
-  public:
-    Dumper(int catalogue, uint16_t recordLength, bool xml) : catalogue_(catalogue), xml_(xml) {
-        const RecordLayout& layout = LayoutFor(catalogue);
-        cut_ = catalogue >= 0 && layout.recordLength == recordLength;
-        if (xml_) std::cout << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<root_element>\n";
-    }
-
-    void Record(const std::string& record) {
-        std::vector<std::string> headings = {"Record"};
-        std::vector<std::string> columns = {TrimRight(Utf8FromCp1252(record))};
-        if (cut_) {
-            headings = HeadingsForRecord(catalogue_, record);
-            columns = CutRecord(catalogue_, record);
-        }
-        if (xml_) {
-            std::cout << "  <collection_element>\n";
-            for (size_t i = 0; i < columns.size() && i < headings.size(); ++i) {
-                const std::string name = XmlName(headings[i]);
-                std::cout << "    <" << name << ">" << XmlEscaped(columns[i]) << "</" << name
-                          << ">\n";
-            }
-            std::cout << "  </collection_element>\n";
-            return;
-        }
-        if (!headerDone_) Header(headings);
-        Line(columns);
-    }
-
-    void End() {
-        if (xml_) {
-            std::cout << "</root_element>\n";
-        } else if (!headerDone_) {
-            Header(cut_ ? LayoutFor(catalogue_).Headings() : std::vector<std::string>{"Record"});
-        }
-    }
-
-  private:
-    void Header(const std::vector<std::string>& headings) {
-        Line(headings);
-        headerDone_ = true;
-    }
-    static void Line(const std::vector<std::string>& values) {
-        for (size_t i = 0; i < values.size(); ++i) {
-            if (i > 0) std::cout << ';';
-            std::cout << CsvField(values[i]);
-        }
-        std::cout << "\n";
-    }
-
-    int catalogue_;
-    bool xml_;
-    bool cut_ = false;
-    bool headerDone_ = false;
-};
-
 int DumpCommand(Args args) {
-    DumpOptions options;
-    std::string text;
-    if (TakeOption(args, "--key", text) && !ParseSmallNumber(text, options.key))
+    CursorSpec spec;
+    ExportFormat format = ExportFormat::Csv;
+    std::string output, text;
+    if (TakeOption(args, "--key", text) && !ParseSmallNumber(text, spec.keyNumber))
         return Usage("--key takes a key number, not '" + text + "'");
-    if (TakeOption(args, "--from", text)) options.from = Cp1252FromUtf8(text);
-    if (TakeOption(args, "--to", text)) options.to = Cp1252FromUtf8(text);
+    TakeOption(args, "--from", spec.from);
+    TakeOption(args, "--to", spec.to);
     if (TakeOption(args, "--format", text)) {
-        if (text != "csv" && text != "xml") return Usage("unknown format '" + text + "'");
-        options.xml = text == "xml";
+        std::optional<ExportFormat> named = ExportFormatNamed(text);
+        if (!named) return Usage("unknown format '" + text + "'");
+        format = *named;
     }
-    if (TakeOption(args, "--catalogue", text) && (!ParseSmallNumber(text, options.catalogue) ||
-                                                  !CatalogueEntryFor(options.catalogue).Exists()))
+    TakeOption(args, "--output", output);
+    if (output.empty() && (format == ExportFormat::Xls || format == ExportFormat::Xlsx))
+        return Usage("a workbook is written to a file: give it with --output");
+    if (TakeOption(args, "--catalogue", text) &&
+        (!ParseSmallNumber(text, spec.fileNumber) || !CatalogueEntryFor(spec.fileNumber).Exists()))
         return Usage("no file " + text + " in the catalogue");
     for (const auto& a : args)
         if (a.rfind("--", 0) == 0) return Usage("unknown option '" + a + "'");
     if (args.size() != 1) return Usage("dump takes one file");
-    const std::string& path = args[0];
-    if (options.catalogue < 0) options.catalogue = CatalogueNumberOfName(path);
+    spec.path = args[0];
+    if (spec.fileNumber < 0) spec.fileNumber = CatalogueNumberOfName(spec.path);
 
-    EngineFile file;
-    if (int status = OpenExisting(file, path)) return status;
-    btr::PbTBtrFileBuf fileBuf;
-    if (file.Stat(fileBuf) != btr::kSuccess)
-        return Fail("file: cannot read the structure of " + path, kExitFailed);
-    auto keys = KeysOfFileBuf(fileBuf);
-    if (options.key >= static_cast<int>(keys.size()))
-        return Usage("key " + std::to_string(options.key) + " does not exist: the file has " +
-                     std::to_string(keys.size()) + " keys");
-    size_t keyLength = 0;
-    bool caseless = false;
-    for (const btr::KeySpec& segment : keys[static_cast<size_t>(options.key)]) {
-        keyLength += segment.length;
-        caseless = caseless || (segment.flags & btr::kKeyCaseInsensitive) != 0;
+    RecordCursor cursor("toverinctl");
+    switch (cursor.Open(spec)) {
+        case CursorOpen::Ok:
+            break;
+        case CursorOpen::Missing:
+            return Fail("file: no such file: " + spec.path, kExitMissingFile);
+        case CursorOpen::NotRecordFile:
+            return Fail("file: not a record file (status 30): " + spec.path, kExitNotRecordFile);
+        case CursorOpen::BadKey:
+            return Usage("key " + std::to_string(spec.keyNumber) +
+                         " does not exist: the file has " + std::to_string(cursor.KeyCount()) +
+                         " keys");
+        case CursorOpen::Failed:
+            return Fail("file: status " + std::to_string(cursor.Status()) + " opening " + spec.path,
+                        kExitFailed);
     }
-    // The bounds as key values: the low one padded with bytes 0, the high one with bytes 255.
-    // A case-insensitive key compares upper-cased; the padding stays as it is (ÿ would become Ÿ).
-    auto bound = [&](const std::string& value, char pad) {
-        return FixedWidth(caseless ? UpperCp1252(value) : value, keyLength, pad);
-    };
-    const std::string high = options.to ? bound(*options.to, '\xff') : "";
 
-    Dumper dumper(options.catalogue, fileBuf.RecLen, options.xml);
-    std::string record(fileBuf.RecLen, '\0');
-    std::string key(255, '\0');
-    int16_t status;
-    if (options.from) {
-        std::string low = bound(*options.from, '\0');
-        key.replace(0, low.size(), low);
-        status = file.Call(btr::kGetGreaterOrEqual, record, key, static_cast<int8_t>(options.key));
-    } else {
-        status = file.Call(btr::kGetFirst, record, key, static_cast<int8_t>(options.key));
-    }
-    long long count = 0;
-    while (status == btr::kSuccess) {
-        std::string value = key.substr(0, keyLength);
-        if (caseless) value = UpperCp1252(value);
-        if (options.to && value > high) break;
-        dumper.Record(record);
-        ++count;
-        record.assign(fileBuf.RecLen, '\0');
-        status = file.Call(btr::kGetNext, record, key, static_cast<int8_t>(options.key));
-    }
-    dumper.End();
-    if (status != btr::kSuccess && status != btr::kEndOfFile)
-        return Fail("file: status " + std::to_string(status) + " reading " + path + " after " +
-                        std::to_string(count) + " records",
+    ExportOptions exportOptions;
+    exportOptions.logFolder = Site().appSettingsFolder;
+    std::unique_ptr<ExportWriter> writer = output.empty()
+                                               ? OpenExportStream(format, std::cout)
+                                               : OpenExport(format, output, exportOptions);
+    ExportOutcome outcome = ExportRecords(cursor, *writer);
+    if (outcome == ExportOutcome::ReadFailed)
+        return Fail("file: status " + std::to_string(cursor.Status()) + " reading " + spec.path +
+                        " after " + std::to_string(writer->Rows()) + " records",
                     kExitFailed);
+    if (outcome != ExportOutcome::Done)
+        return Fail("file: export to " + (output.empty() ? "the output" : output) +
+                        " failed: " + writer->Message(),
+                    kExitFailed);
+    if (!output.empty())
+        std::cout << "Exported " << writer->Rows() << " records to " << output << "\n";
     return 0;
 }
 

@@ -1,8 +1,9 @@
-// toverinctl backup / restore / create: the operations of the Backup, Restauration and Création
-// tabs for scripts and service managers. The command line is checked in full before the site is
-// read, and a site that is not there is refused, not made. Questions are answered by the flags; a
-// question no flag answers gets its unattended answer, and both are logged. The exit status is 0
-// only when the operation did all it had to, and the files that failed are named.
+// toverinctl backup / restore / create / import-xml: the operations of the Backup, Restauration,
+// Création and Import tabs for scripts and service managers. The command line is checked in full
+// before the site is read, and a site that is not there is refused, not made. Questions are
+// answered by the flags; a question no flag answers gets its unattended answer, and both are
+// logged. The exit status is 0 only when the operation did all it had to, and the files that
+// failed are named.
 #include <iostream>
 #include <sstream>
 
@@ -13,6 +14,7 @@
 #include "app/Paths.h"
 #include "app/Site.h"
 #include "app/Text.h"
+#include "content/ImportXML.h"
 #include "ctl/Ctl.h"
 #include "ctl/CtlSite.h"
 #include "operations/Backup.h"
@@ -21,45 +23,6 @@
 
 namespace toverin::ctl {
 namespace {
-
-// A list of numbers first..last: "1,3", "2-4" or "all". "" when it reads, else what is wrong.
-template <size_t N>
-std::string ParseList(const std::string& option, const std::string& text, int first,
-                      std::array<bool, N>& out) {
-    out.fill(false);
-    if (text == "all") {
-        out.fill(true);
-        return "";
-    }
-    const int last = first + static_cast<int>(N) - 1;
-    const std::string range = std::to_string(first) + ".." + std::to_string(last);
-    std::stringstream ss(text);
-    std::string item;
-    bool any = false;
-    while (std::getline(ss, item, ',')) {
-        const size_t dash = item.find('-', 1);
-        int a = 0, b = 0;
-        try {
-            size_t used = 0;
-            a = std::stoi(item.substr(0, dash), &used);
-            if (used != item.substr(0, dash).size()) throw std::invalid_argument(item);
-            b = a;
-            if (dash != std::string::npos) {
-                b = std::stoi(item.substr(dash + 1), &used);
-                if (used != item.size() - dash - 1) throw std::invalid_argument(item);
-            }
-        } catch (...) {
-            return option + " '" + text + "': '" + item + "' is not a number or a range (" + range +
-                   ", for example 1,3 or 2-4 or all)";
-        }
-        for (int v : {a, b})
-            if (v < first || v > last)
-                return option + " " + std::to_string(v) + ": out of range (" + range + ")";
-        for (int v = a; v <= b; ++v) out[static_cast<size_t>(v - first)] = true;
-        any = true;
-    }
-    return any ? "" : option + " '" + text + "': nothing selected";
-}
 
 // A base number as written: digits only.
 std::string ParseBaseText(const std::string& command, const std::string& text, int& base) {
@@ -233,6 +196,46 @@ int RunCreateCommand(const Args& input) {
     std::cout << "create in base " << common.base << ": " << outcome.created << " created, "
               << outcome.kept << " kept, " << outcome.failed << " failed\n";
     return !outcome.refused && outcome.failed == 0 ? 0 : kExitFailed;
+}
+
+int RunImportXmlCommand(const Args& input) {
+    Args args = input;
+    ImportXMLOptions options;
+    options.validation = TakeFlag(args, "--check");
+    options.boxes = false;  // the summary and the refusals are printed below
+    TakeOption(args, "--categorie", options.categorie);
+    Session session(false);
+    if (!OpenSite(args, "import-xml"))
+        return Fail("import-xml: the site could not be read", kExitMissingFile);
+    if (!ParseBase(args, options.base))
+        return Fail("import-xml: --base N (0 = the first base) is required");
+    std::string station;
+    const int stations = Site().bases[static_cast<size_t>(options.base)].stationCount;
+    try {
+        size_t used = 0;
+        if (TakeOption(args, "--station", station)) options.station = std::stoi(station, &used);
+        if (used != station.size()) options.station = 0;
+    } catch (...) {
+        options.station = 0;
+    }
+    if (options.station < 1 || options.station > stations)
+        return Fail("import-xml: --station S (1 .. " + std::to_string(stations) + ") is required");
+    if (args.size() != 1)
+        return Fail(args.empty() ? "import-xml: the delivery file is required"
+                                 : "import-xml: unexpected '" + args[1] + "'");
+    const std::string file = NativePath(args[0]);
+    if (!FileExists(file)) return Fail("import-xml: " + file + " does not exist", kExitMissingFile);
+    SlotBank bank("toverinctl");
+    NullProgress progress;
+    ImportXMLResultat r = ImportXMLImporter(file, options, bank, progress);
+    for (const ImportXMLRefus& refus : r.refusals) std::cout << refus.Text() << "\n";
+    for (const std::string& warning : r.warnings) std::cout << warning << "\n";
+    if (!r.message.empty()) std::cerr << r.message << "\n";
+    std::cout << "import-xml " << (options.validation ? "check of " : "of ") << file
+              << " into base " << options.base << " station " << options.station << ": "
+              << r.LogSummary() << "\n";
+    if (!r.ended) return kExitFailed;
+    return r.refused == 0 && r.missing == 0 ? 0 : kExitRefused;
 }
 
 }  // namespace toverin::ctl

@@ -454,10 +454,6 @@ std::string BackupFileName(const std::string& stationFileName) {
     return ReplaceAllIgnoreCase(stationFileName, ".bt6", ".btr");
 }
 
-std::string OperationCaption(const std::string& activity, int base) {
-    return std::string("Kavella: Toverin - V ") + TOVERIN_VERSION + activity + BaseOf(base).label;
-}
-
 std::string BackupLockFile(int base) {
     const std::string& folder =
         Site().localSettingsFolder.empty() ? BaseOf(base).configFolder : Site().localSettingsFolder;

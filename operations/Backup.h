@@ -47,8 +47,6 @@ void CommandBkpStop_Click(int base);
 std::string BackupDayFolder(const std::string& root, const std::string& dayName);
 // ".bt6" replaced by ".btr", without regard to case, everywhere in the name.
 std::string BackupFileName(const std::string& stationFileName);
-// The caption during a long operation of `base`: "Kavella: Toverin - V x - <activity> <base>".
-std::string OperationCaption(const std::string& activity, int base);
 // The file a backup of `base` holds locked while it runs, in whatever program it runs.
 std::string BackupLockFile(int base);
 

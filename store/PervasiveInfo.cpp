@@ -29,7 +29,7 @@ int16_t Call(uint16_t operation, std::string& block, std::string& data, std::str
     return status;
 }
 
-int16_t Stat(std::string& block, btr::PbTBtrFileBuf& fileBuf) {
+int16_t StatBlock(std::string& block, btr::PbTBtrFileBuf& fileBuf) {
     std::string data(kStatBufferSize, '\0');
     std::string key(255, '\0');
     int16_t status = Call(btr::kStat, block, data, key, -1);
@@ -90,9 +90,19 @@ long long SlotBank::RecordCount(int base, int fileNumber, int station) {
     return Guarded<long long>(ProcName("RecordCount", kModuleInfo), -1, [&]() -> long long {
         if (!IsFileOpen(base, fileNumber, station)) return -1;
         btr::PbTBtrFileBuf fileBuf;
-        int16_t status = Stat(SlotAt(base, fileNumber, station).positionBlock, fileBuf);
+        int16_t status = StatBlock(SlotAt(base, fileNumber, station).positionBlock, fileBuf);
         lastStatus_ = status;
         return status == btr::kSuccess ? static_cast<long long>(fileBuf.RecordCount) : -1;
+    });
+}
+
+int16_t SlotBank::Stat(int base, int fileNumber, int station, btr::PbTBtrFileBuf& fileBuf) {
+    TraceProcedure(kModuleInfo, "Stat");
+    return Guarded<int16_t>(ProcName("Stat", kModuleInfo), btr::kIoError, [&]() -> int16_t {
+        std::memset(&fileBuf, 0, sizeof fileBuf);
+        if (!IsFileOpen(base, fileNumber, station)) return btr::kFileNotOpen;
+        lastStatus_ = StatBlock(SlotAt(base, fileNumber, station).positionBlock, fileBuf);
+        return lastStatus_;
     });
 }
 
@@ -102,7 +112,7 @@ long long RecordCountOfFile(const std::string& path) {
         std::string block(btr::kPositionBlockSize, ' ');
         if (OpenPath(block, path, btr::kOpenReadOnly) != btr::kSuccess) return -1;
         btr::PbTBtrFileBuf fileBuf;
-        int16_t status = Stat(block, fileBuf);
+        int16_t status = StatBlock(block, fileBuf);
         ClosePath(block);
         return status == btr::kSuccess ? static_cast<long long>(fileBuf.RecordCount) : -1;
     });
@@ -125,7 +135,7 @@ std::string LectureStructureFichier(int fileNumber, const std::string& path) {
                 return "";
             }
             btr::PbTBtrFileBuf fileBuf;
-            status = Stat(block, fileBuf);
+            status = StatBlock(block, fileBuf);
             ClosePath(block);
             if (status != btr::kSuccess) {
                 TraceLog("Err: " + std::to_string(status) + " File: " + path);

@@ -24,7 +24,7 @@ std::string JoinParts(const Field& field, std::string_view bytes) {
     size_t at = 0;
     for (size_t i = 0; i < field.parts.size(); ++i) {
         if (i > 0) joined += field.kind == FieldKind::DateParts ? "/" : ",";
-        joined += Trim(Utf8FromCp1252(bytes.substr(at, field.parts[i])));
+        joined += Utf8FromCp1252(TrimView(bytes.substr(at, field.parts[i])));
         at += field.parts[i];
     }
     return joined;
@@ -130,16 +130,37 @@ void RecordView::SetPart(std::string_view name, int part, std::string_view utf8,
 
 std::vector<std::string> RecordView::Columns() const {
     std::vector<std::string> columns;
+    ColumnsInto(columns);
+    return columns;
+}
+
+void RecordView::ColumnsInto(std::vector<std::string>& columns) const {
+    size_t n = 0;
     for (const Field& f : layout_->fields) {
         if (!f.shown) continue;
+        if (n == columns.size()) columns.emplace_back();
+        std::string& cell = columns[n++];
         std::string_view bytes = std::string_view(*record_).substr(f.offset, f.width);
-        columns.push_back(f.IsComposite() ? JoinParts(f, bytes) : Trim(Utf8FromCp1252(bytes)));
+        // Blanks are ASCII: trimmed before the conversion, they come off the same.
+        std::string_view trimmed = TrimView(bytes);
+        if (f.IsComposite()) {
+            cell = JoinParts(f, bytes);
+        } else if (std::all_of(trimmed.begin(), trimmed.end(),
+                               [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+            cell.assign(trimmed);  // keeps the cell's storage from the previous record
+        } else {
+            cell = Utf8FromCp1252(trimmed);
+        }
     }
-    return columns;
+    columns.resize(n);
 }
 
 std::vector<std::string> CutRecord(int fileNumber, const std::string& record) {
     return RecordView(fileNumber, record).Columns();
+}
+
+void CutRecordInto(int fileNumber, const std::string& record, std::vector<std::string>& cells) {
+    RecordView(fileNumber, record).ColumnsInto(cells);
 }
 
 std::string KeyOf(int fileNumber, int keyNumber, std::string_view record) {

@@ -59,6 +59,8 @@ class RecordView {
     // The record cut into the data viewer's columns (the shown fields), in UTF-8: each field
     // trimmed, the parts of a date joined by "/", list items by ",".
     std::vector<std::string> Columns() const;
+    // The same into `columns`, reusing its strings (a reader that cuts record after record).
+    void ColumnsInto(std::vector<std::string>& columns) const;
 
   private:
     const Field& Resolve(std::string_view name, int occurrence) const;
@@ -71,6 +73,7 @@ class RecordView {
 
 // The viewer's and the dump's cut of a record of a file (layout chosen by the record).
 std::vector<std::string> CutRecord(int fileNumber, const std::string& record);
+void CutRecordInto(int fileNumber, const std::string& record, std::vector<std::string>& cells);
 // The value of key `keyNumber` in a record: its segments' bytes joined, as the engine builds it
 // (before any upper-casing of case-insensitive segments). Used to read a record again by its
 // own key. Empty when the file has no such key.

@@ -32,10 +32,13 @@
 #include "operations/OperationState.h"
 #include "store/Pervasive.h"
 #include "ui/ClickOnlyMenu.h"
+#include "ui/DuplicationPages.h"
 #include "ui/EquivalencePages.h"
 #include "ui/FrmSetup.h"
 #include "ui/FrmSplash.h"
 #include "ui/FrmSysTray.h"
+#include "ui/FrmToolsVisualisation.h"
+#include "ui/ImportXMLPages.h"
 #include "ui/OperationPages.h"
 #include "ui/PlanningPages.h"
 #include "ui/SingleInstance.h"
@@ -168,12 +171,22 @@ bool Frm_Main::Form_Load() {
             operationPages_->afterBackup = [this](int base) {
                 planning_->scheduler().DetermineDateProchainBackup(base);
             };
+            importXml_ = new ImportXMLPages(this);
+            importXml_->Build();
             if (!timerMainTick)
                 timerMainTick = [this] { planning_->scheduler().TimerMain_Timer(); };
             if (!savePlanning) savePlanning = [this] { planning_->SaveModified(); };
             equivalence_ = new EquivalencePages(this);
             equivalence_->Build();
             if (!saveEquivalence) saveEquivalence = [this] { equivalence_->SaveAll(); };
+            duplication_ = new DuplicationPages(this);
+            duplication_->Build();
+            // The schedule duplication uses the table as the Equivalence tab holds it.
+            duplication_->equivalence = [this](int base) -> const EquivalenceTable* {
+                if (base < 0 || base >= equivalence_->pageCount()) return nullptr;
+                const EquivalencePage& page = equivalence_->page(base);
+                return page.loaded ? &page.table : nullptr;
+            };
             tray_ = new FrmSysTray([this] { ShowFromStandby(); }, [this] { ShowAbout(); }, this);
             if (initOperations) initOperations();
         });
@@ -295,6 +308,11 @@ void Frm_Main::BuildWindow() {
     QAction* quit = menu->addAction("Quitter");
     quit->setObjectName("MnuQuitter");
     connect(quit, &QAction::triggered, this, &Frm_Main::MnuQuitter_Click);
+    auto* tools = menuBar()->addMenu("Outils");
+    tools->setObjectName("MnuOutils");
+    QAction* visualisation = tools->addAction("Visualisation...");
+    visualisation->setObjectName("MnuVisualisation");
+    connect(visualisation, &QAction::triggered, this, [this] { OpenVisualisation(this); });
     auto* help = menuBar()->addMenu("?");
     help->setObjectName("Mnu02");
     QAction* about = help->addAction(QString::fromUtf8("A propos de Toverin..."));

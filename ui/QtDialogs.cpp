@@ -115,4 +115,27 @@ std::string QtDialogs::SelectFolder(const std::string& title, const std::string&
     return chosen.isEmpty() ? std::string("*") : chosen.toStdString();
 }
 
+// "Fichiers xls|*.xls|Fichiers xml|*.xml" as Qt writes filters: "Fichiers xls (*.xls);;...".
+std::string QtDialogs::SaveFileName(const std::string& title, const std::string& filter,
+                                    const std::string& start) {
+    QStringList parts = QString::fromStdString(filter).split('|');
+    QStringList filters, patterns;
+    for (int i = 0; i + 1 < parts.size(); i += 2) {
+        filters << parts[i] + " (" + parts[i + 1] + ")";
+        patterns << parts[i + 1];
+    }
+    QString selected = filters.value(0);
+    QString chosen = QFileDialog::getSaveFileName(
+        QApplication::activeWindow(), QString::fromStdString(title), QString::fromStdString(start),
+        filters.join(";;"), &selected, QFileDialog::DontConfirmOverwrite);
+    if (chosen.isEmpty()) return "";
+    // The extension of the filter chosen, when the name has none of the filters' extensions.
+    QString extension = patterns.value(filters.indexOf(selected), patterns.value(0)).mid(1);
+    bool known = false;
+    for (const QString& p : patterns)
+        known = known || chosen.endsWith(p.mid(1), Qt::CaseInsensitive);
+    if (!known && !extension.isEmpty()) chosen += extension;
+    return chosen.toStdString();
+}
+
 }  // namespace toverin::ui

@@ -1,5 +1,5 @@
 // The dialogs port with the program's own widgets: a message box whose buttons are captioned in
-// French, the input box FrmInputBox and the folder picker.
+// French, the input box FrmInputBox, the folder picker and the save dialog.
 #pragma once
 
 #include "app/Dialogs.h"
@@ -11,6 +11,8 @@ class QtDialogs final : public Dialogs {
     MsgAnswer Message(const MsgRequest& request) override;
     std::optional<std::string> Input(const InputRequest& request) override;
     std::string SelectFolder(const std::string& title, const std::string& start) override;
+    std::string SaveFileName(const std::string& title, const std::string& filter,
+                             const std::string& start) override;
 };
 
 }  // namespace toverin::ui

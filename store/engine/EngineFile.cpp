@@ -66,3 +66,4 @@ int16_t EngineFile::Stat(btr::PbTBtrFileBuf& fileBuf) {
 }
 
 }  // namespace toverin::engine
+

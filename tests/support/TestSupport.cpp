@@ -56,6 +56,15 @@ std::string ScriptedDialogs::SelectFolder(const std::string&, const std::string&
     return f;
 }
 
+std::string ScriptedDialogs::SaveFileName(const std::string&, const std::string& filter,
+                                          const std::string&) {
+    saveFilters.push_back(filter);
+    if (saveFiles.empty()) return "";
+    auto f = saveFiles.front();
+    saveFiles.pop_front();
+    return f;
+}
+
 ScopedFakeClock::ScopedFakeClock(LocalTime start) : clock_(start) {
     SetAppClock(&clock_);
 }

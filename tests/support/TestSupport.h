@@ -36,14 +36,20 @@ class ScriptedDialogs final : public Dialogs {
     MsgAnswer Message(const MsgRequest& request) override;
     std::optional<std::string> Input(const InputRequest& request) override;
     std::string SelectFolder(const std::string& title, const std::string& start) override;
+    std::string SaveFileName(const std::string& title, const std::string& filter,
+                             const std::string& start) override;
 
     void QueueAnswer(MsgAnswer answer) { answers.push_back(answer); }
     void QueueInput(std::optional<std::string> text) { inputs.push_back(std::move(text)); }
     void QueueFolder(std::string folder) { folders.push_back(std::move(folder)); }
+    // The next save dialog's answer ("" cancels; when none is queued the dialog is cancelled).
+    void QueueSaveFile(std::string path) { saveFiles.push_back(std::move(path)); }
 
     std::deque<MsgAnswer> answers;  // when empty, the unattended answer is given
     std::deque<std::optional<std::string>> inputs;
     std::deque<std::string> folders;
+    std::deque<std::string> saveFiles;
+    std::vector<std::string> saveFilters;  // the filter of every save dialog shown
     std::vector<MsgRequest> messages;
     std::vector<InputRequest> prompts;
 };

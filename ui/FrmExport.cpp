@@ -1,0 +1,71 @@
+#include "ui/FrmExport.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFormLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenuBar>
+#include <QProgressDialog>
+#include <QVBoxLayout>
+
+#include "app/Site.h"
+#include "operations/DataExport.h"
+#include "store/Catalogue.h"
+#include "store/Pervasive.h"
+
+namespace toverin::ui {
+
+std::string RunExport(QWidget* parent, const CursorSpec& spec, bool excel, long long totalRows) {
+    QProgressDialog progress(QString::fromUtf8("Export en cours..."), "Annuler", 0,
+                             static_cast<int>(std::max(0LL, totalRows)), parent);
+    progress.setObjectName("ProgressExport");
+    progress.setWindowModality(Qt::WindowModal);
+    progress.setMinimumDuration(500);
+    progress.setAutoClose(false);
+    progress.setAutoReset(false);
+    VisualisationExportRequest request;
+    request.spec = spec;
+    request.excel = excel;
+    request.startFolder = QDir::homePath().toStdString();
+    request.logFolder = Site().appSettingsFolder;
+    request.progress = [&progress, totalRows](uint64_t rows) {
+        if (totalRows > 0) progress.setValue(static_cast<int>(std::min<uint64_t>(rows, totalRows)));
+        QApplication::processEvents();
+        return !progress.wasCanceled();
+    };
+    std::string written = ExportVisualisation(request);
+    progress.close();
+    return written;
+}
+
+FrmExport::FrmExport(const CursorSpec& spec, bool excel, QWidget* parent)
+    : QDialog(parent), spec_(spec), excel_(excel) {
+    setObjectName("FrmExport");
+    setWindowTitle("Export");
+    auto* layout = new QVBoxLayout(this);
+    auto* menu = new QMenuBar(this);
+    auto* file = menu->addMenu("Fichier");
+    Mnu01Export = file->addAction("Exporter...");
+    Mnu01Export->setObjectName("Mnu01Export");
+    layout->setMenuBar(menu);
+    auto* form = new QFormLayout();
+    TexteNature = new QLineEdit(QString::fromUtf8(excel ? kNatureExcel : kNatureXml), this);
+    TexteNature->setObjectName("TexteNature");
+    TexteNature->setReadOnly(true);
+    form->addRow("Nature", TexteNature);
+    form->addRow("Fichier", new QLabel(QString::fromStdString(FileListLine(spec.fileNumber) + " (" +
+                                                              spec.path + ")")));
+    std::string range = spec.from.empty() ? "début" : "'" + spec.from + "'";
+    range += " à " + (spec.to.empty() ? std::string("fin") : "'" + spec.to + "'");
+    form->addRow(QString::fromUtf8("Clé"), new QLabel(QString::number(spec.keyNumber) + ": " +
+                                                      QString::fromStdString(range)));
+    layout->addLayout(form);
+    connect(Mnu01Export, &QAction::triggered, this, &FrmExport::Mnu01Export_Click);
+}
+
+void FrmExport::Mnu01Export_Click() {
+    RunExport(this, spec_, excel_, RecordCountOfFile(spec_.path));
+}
+
+}  // namespace toverin::ui
