@@ -9,6 +9,8 @@
 #include <QProgressDialog>
 #include <QVBoxLayout>
 
+#include "app/Dialogs.h"
+#include "app/LongRun.h"
 #include "app/Site.h"
 #include "operations/DataExport.h"
 #include "store/Catalogue.h"
@@ -17,6 +19,13 @@
 namespace toverin::ui {
 
 std::string RunExport(QWidget* parent, const CursorSpec& spec, bool excel, long long totalRows) {
+    // The export serves the interface while it writes: a backup started meanwhile would run
+    // inside it, and it inside a backup. One long operation at a time.
+    LongRun run("Export de la visualisation");
+    if (!run.ok()) {
+        AffMsg(run.Refusal(), MsgButtons::Ok, MsgIcon::Critical);
+        return "";
+    }
     QProgressDialog progress(QString::fromUtf8("Export en cours..."), "Annuler", 0,
                              static_cast<int>(std::max(0LL, totalRows)), parent);
     progress.setObjectName("ProgressExport");

@@ -14,6 +14,7 @@
 #include <QTableView>
 #include <filesystem>
 
+#include "app/LongRun.h"
 #include "app/Paths.h"
 #include "app/Site.h"
 #include "app/Text.h"
@@ -139,6 +140,18 @@ TEST_F(Visualisation, ListsADemoFileByKeyRangeAndExportsItToExcelAndXml) {
     EXPECT_NE(xml.find("<SongId>" + ids[12] + "</SongId>"), std::string::npos);
     EXPECT_EQ(xml.find("<SongId>" + ids[13] + "</SongId>"), std::string::npos);
     EXPECT_TRUE(fs::exists(Site().appSettingsFolder + "ExportXML.Log"));
+
+    // Not while another long operation runs: refused with its name, nothing asked or written.
+    {
+        LongRun backup("Backup de la base Radio Test");
+        window->CheckExportExcel->setChecked(true);
+        window->CommandVisualisationExporter->click();
+    }
+    ASSERT_EQ(dialogs.messages.size(), 3u);
+    EXPECT_EQ(dialogs.messages[2].text,
+              "Une autre opération est en cours : Backup de la base Radio Test.\r\n\r\n"
+              "Attendez la fin de cette opération avant d'en lancer une autre.");
+    EXPECT_EQ(dialogs.saveFilters.size(), 2u);
 
     // The history of broadcast events, whole.
     Show(35, 1, 0);
