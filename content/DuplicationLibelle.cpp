@@ -172,7 +172,7 @@ void LabelRun::Walk(const LabelFile& file, const std::string& kind) {
 }
 
 LabelDuplicationOutcome LabelRun::Run() {
-    const LocalTime start = AppClock().Now();
+    LocalTime start = AppClock().Now();
     const std::string label = Site().bases[static_cast<size_t>(r_.base)].label;
     auto end = [&](progress::Outcome outcome, const std::string& summary) {
         outcome_.outcome = outcome;
@@ -189,6 +189,7 @@ LabelDuplicationOutcome LabelRun::Run() {
         TraceLog("Duplication Labels: Not started");
         return end(progress::Outcome::Refused, "");
     }
+    start = AppClock().Now();  // the run's duration leaves out the questions' time
     observer_.OnProgress(
         progress::Started{start, OperationCaption(" - Duplication en cours de la base ", r_.base)});
     TraceLogEncadre("Duplication Labels: Started", '=');

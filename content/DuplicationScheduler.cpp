@@ -156,7 +156,7 @@ class ScheduleRun {
     // Allowed source hours of the band on the target station's weekday of `day`.
     std::bitset<kGridHours> AllowedHours(int station, LocalTime day) const;
     void Phase(const std::string& phase) {
-        TraceLog("Duplication: Phase: " + phase);
+        if (!phase.empty()) TraceLog("Duplication: Phase: " + phase);
         observer_.OnProgress(progress::PhaseChanged{phase});
     }
     void Day(LocalTime day, int station);
@@ -661,7 +661,7 @@ bool ScheduleRun::CloseFiles() {
 }
 
 ScheduleDuplicationOutcome ScheduleRun::Run() {
-    const LocalTime start = AppClock().Now();
+    LocalTime start = AppClock().Now();
     const std::string label = Site().bases[static_cast<size_t>(r_.base)].label;
     auto end = [&](progress::Outcome outcome, const std::string& summary) {
         outcome_.outcome = outcome;
@@ -678,6 +678,7 @@ ScheduleDuplicationOutcome ScheduleRun::Run() {
         TraceLog("Duplication: Not started");
         return end(progress::Outcome::Refused, "");
     }
+    start = AppClock().Now();  // the run's duration leaves out the questions' time
     observer_.OnProgress(
         progress::Started{start, OperationCaption(" - Duplication en cours de la base ", r_.base)});
     TraceLogEncadre("Duplication: Started", '=');
