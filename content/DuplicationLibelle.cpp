@@ -229,41 +229,19 @@ LabelDuplicationOutcome LabelRun::Run() {
     TraceLog("Duplication Labels: Read: " + std::to_string(outcome_.read) +
              " |Rewritten: " + std::to_string(outcome_.rewritten) + " |Missing on a target: " +
              std::to_string(outcome_.missing) + " |Errors: " + std::to_string(outcome_.errors));
-    TraceLogEncadre("Duplication Labels: Ended. Duration: " +
-                        FormatDuration(SecondsBetween(start, AppClock().Now())),
-                    '=');
-    TraceLogForce();
     const std::string summary = std::to_string(outcome_.rewritten) + " libellés réécrits";
-    if (outcome_.errors == 0) {
-        AffMsg("Duplication des libellés terminée", MsgButtons::Ok, MsgIcon::Information);
-        return end(progress::Outcome::Finished, summary);
-    }
-    AffMsg("Duplication des libellés terminée avec des erreurs (" +
-               std::to_string(outcome_.errors) + ") : voir le journal du jour.",
-           MsgButtons::Ok, MsgIcon::Exclamation);
-    return end(progress::Outcome::Incomplete, summary);
+    return end(duplication::EndOfRun("Duplication Labels", start,
+                                     "Duplication des libellés terminée", outcome_.errors),
+               summary);
 }
 
 }  // namespace
 
 LabelDuplicationOutcome DuplicationLibelle(const LabelDuplicationRequest& request,
                                            ProgressObserver& observer) {
-    LabelDuplicationOutcome failed;
-    failed.outcome = progress::Outcome::Failed;
-    if (request.base < 0 || request.base >= static_cast<int>(Site().bases.size()) ||
-        request.sourceStation < 1 ||
-        request.sourceStation > Site().bases[static_cast<size_t>(request.base)].stationCount) {
-        GestionDesErreurs(9, "Subscript out of range", "DuplicationLibelle:Lib_Duplication");
-        return failed;
-    }
-    try {
-        LabelRun run(request, observer);
-        return run.Run();
-    } catch (const std::exception& e) {
-        GestionDesErreurs(e, "DuplicationLibelle:Lib_Duplication");
-    }
-    observer.OnProgress(progress::Ended{AppClock().Now(), 0, progress::Outcome::Failed, ""});
-    return failed;
+    return duplication::Guarded<LabelDuplicationOutcome>(
+        request.base, request.sourceStation, observer, "DuplicationLibelle:Lib_Duplication",
+        [&] { return LabelRun(request, observer).Run(); });
 }
 
 }  // namespace toverin
