@@ -38,6 +38,7 @@
 #include "app/Paths.h"
 #include "app/Registry.h"
 #include "app/Site.h"
+#include "bench/BenchSupport.h"
 #include "content/Duplication.h"
 #include "ctl/Ctl.h"
 #include "store/Catalogue.h"
@@ -50,25 +51,9 @@ namespace {
 using namespace toverin;
 namespace fs = std::filesystem;
 using Steady = std::chrono::steady_clock;
-
-double Seconds(Steady::time_point start) {
-    return std::chrono::duration<double>(Steady::now() - start).count();
-}
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    const size_t n = values.size();
-    if (n == 0) return 0;
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
-
-// Processor time of the process so far (user + system), to tell computing from waiting.
-double CpuSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
+using bench::CpuSeconds;
+using bench::Median;
+using bench::Seconds;
 
 [[noreturn]] void Fail(const std::string& what) {
     std::fprintf(stderr, "duplication_bench: %s\n", what.c_str());

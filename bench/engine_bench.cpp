@@ -24,6 +24,7 @@
 #include <utility>
 #include <vector>
 
+#include "bench/BenchSupport.h"
 #include "store/engine/Btrieve.h"
 #include "store/engine/EngineFile.h"
 
@@ -33,6 +34,9 @@ using namespace toverin;
 using engine::EngineFile;
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
+using bench::CpuSeconds;
+using bench::Median;
+using bench::Seconds;
 
 constexpr uint16_t kRecordLength = 400;
 
@@ -90,19 +94,6 @@ std::string NumberKey(uint64_t number) {
     return std::string(text, 8) + std::string(247, '\0');
 }
 
-double Seconds(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-// Processor time of this process so far (user and system), which other work on a shared
-// machine disturbs far less than elapsed time.
-double CpuSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    auto seconds = [](const timeval& t) { return t.tv_sec + t.tv_usec / 1e6; };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
 long PeakRssMb() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
@@ -138,12 +129,6 @@ double Fill(const std::string& path, uint64_t count, int8_t mode) {
     }
     Check(file.Close(), "close");
     return Seconds(start);
-}
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
 }
 
 // The first read by each key after a bulk load builds that key's index (in normal mode: a

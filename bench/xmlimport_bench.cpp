@@ -35,6 +35,7 @@
 #include "app/Paths.h"
 #include "app/Site.h"
 #include "app/Text.h"
+#include "bench/BenchSupport.h"
 #include "content/ImportXML.h"
 #include "content/ImportXMLFormat.h"
 #include "ctl/Ctl.h"
@@ -47,17 +48,9 @@ namespace {
 using namespace toverin;
 namespace fs = std::filesystem;
 using Steady = std::chrono::steady_clock;
-
-double Seconds(Steady::time_point start) {
-    return std::chrono::duration<double>(Steady::now() - start).count();
-}
-
-double Median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v.empty()      ? 0
-           : v.size() % 2 ? v[v.size() / 2]
-                          : (v[v.size() / 2 - 1] + v[v.size() / 2]) / 2;
-}
+using bench::CpuSeconds;
+using bench::Median;
+using bench::Seconds;
 
 // Resident size now and at its peak since the last reset, in MiB (Linux /proc).
 double StatusMiB(const char* field) {
@@ -278,12 +271,6 @@ class PhaseClock final : public ProgressObserver {
     Steady::time_point start_ = Steady::now();
     double cpu_ = Cpu();
 };
-
-double CpuSeconds() {
-    rusage u{};
-    getrusage(RUSAGE_SELF, &u);
-    return u.ru_utime.tv_sec + u.ru_stime.tv_sec + (u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
-}
 
 struct Run {
     double import = 0;

@@ -172,7 +172,7 @@ void LabelRun::Walk(const LabelFile& file, const std::string& kind) {
 }
 
 LabelDuplicationOutcome LabelRun::Run() {
-    const LocalTime start = AppClock().Now();
+    LocalTime start = AppClock().Now();
     const std::string label = Site().bases[static_cast<size_t>(r_.base)].label;
     auto end = [&](progress::Outcome outcome, const std::string& summary) {
         outcome_.outcome = outcome;
@@ -189,6 +189,7 @@ LabelDuplicationOutcome LabelRun::Run() {
         TraceLog("Duplication Labels: Not started");
         return end(progress::Outcome::Refused, "");
     }
+    start = AppClock().Now();  // the run's duration leaves out the questions' time
     observer_.OnProgress(
         progress::Started{start, OperationCaption(" - Duplication en cours de la base ", r_.base)});
     TraceLogEncadre("Duplication Labels: Started", '=');
@@ -228,41 +229,19 @@ LabelDuplicationOutcome LabelRun::Run() {
     TraceLog("Duplication Labels: Read: " + std::to_string(outcome_.read) +
              " |Rewritten: " + std::to_string(outcome_.rewritten) + " |Missing on a target: " +
              std::to_string(outcome_.missing) + " |Errors: " + std::to_string(outcome_.errors));
-    TraceLogEncadre("Duplication Labels: Ended. Duration: " +
-                        FormatDuration(SecondsBetween(start, AppClock().Now())),
-                    '=');
-    TraceLogForce();
     const std::string summary = std::to_string(outcome_.rewritten) + " libellés réécrits";
-    if (outcome_.errors == 0) {
-        AffMsg("Duplication des libellés terminée", MsgButtons::Ok, MsgIcon::Information);
-        return end(progress::Outcome::Finished, summary);
-    }
-    AffMsg("Duplication des libellés terminée avec des erreurs (" +
-               std::to_string(outcome_.errors) + ") : voir le journal du jour.",
-           MsgButtons::Ok, MsgIcon::Exclamation);
-    return end(progress::Outcome::Incomplete, summary);
+    return end(duplication::EndOfRun("Duplication Labels", start,
+                                     "Duplication des libellés terminée", outcome_.errors),
+               summary);
 }
 
 }  // namespace
 
 LabelDuplicationOutcome DuplicationLibelle(const LabelDuplicationRequest& request,
                                            ProgressObserver& observer) {
-    LabelDuplicationOutcome failed;
-    failed.outcome = progress::Outcome::Failed;
-    if (request.base < 0 || request.base >= static_cast<int>(Site().bases.size()) ||
-        request.sourceStation < 1 ||
-        request.sourceStation > Site().bases[static_cast<size_t>(request.base)].stationCount) {
-        GestionDesErreurs(9, "Subscript out of range", "DuplicationLibelle:Lib_Duplication");
-        return failed;
-    }
-    try {
-        LabelRun run(request, observer);
-        return run.Run();
-    } catch (const std::exception& e) {
-        GestionDesErreurs(e, "DuplicationLibelle:Lib_Duplication");
-    }
-    observer.OnProgress(progress::Ended{AppClock().Now(), 0, progress::Outcome::Failed, ""});
-    return failed;
+    return duplication::Guarded<LabelDuplicationOutcome>(
+        request.base, request.sourceStation, observer, "DuplicationLibelle:Lib_Duplication",
+        [&] { return LabelRun(request, observer).Run(); });
 }
 
 }  // namespace toverin

@@ -156,7 +156,7 @@ class ScheduleRun {
     // Allowed source hours of the band on the target station's weekday of `day`.
     std::bitset<kGridHours> AllowedHours(int station, LocalTime day) const;
     void Phase(const std::string& phase) {
-        TraceLog("Duplication: Phase: " + phase);
+        if (!phase.empty()) TraceLog("Duplication: Phase: " + phase);
         observer_.OnProgress(progress::PhaseChanged{phase});
     }
     void Day(LocalTime day, int station);
@@ -661,7 +661,7 @@ bool ScheduleRun::CloseFiles() {
 }
 
 ScheduleDuplicationOutcome ScheduleRun::Run() {
-    const LocalTime start = AppClock().Now();
+    LocalTime start = AppClock().Now();
     const std::string label = Site().bases[static_cast<size_t>(r_.base)].label;
     auto end = [&](progress::Outcome outcome, const std::string& summary) {
         outcome_.outcome = outcome;
@@ -678,6 +678,7 @@ ScheduleDuplicationOutcome ScheduleRun::Run() {
         TraceLog("Duplication: Not started");
         return end(progress::Outcome::Refused, "");
     }
+    start = AppClock().Now();  // the run's duration leaves out the questions' time
     observer_.OnProgress(
         progress::Started{start, OperationCaption(" - Duplication en cours de la base ", r_.base)});
     TraceLogEncadre("Duplication: Started", '=');
@@ -718,40 +719,18 @@ ScheduleDuplicationOutcome ScheduleRun::Run() {
              std::to_string(outcome_.copied) + " |Raised: " + std::to_string(outcome_.raised) +
              " |Replaced: " + std::to_string(outcome_.replaced) +
              " |Errors: " + std::to_string(outcome_.errors));
-    TraceLogEncadre(
-        "Duplication: Ended. Duration: " + FormatDuration(SecondsBetween(start, AppClock().Now())),
-        '=');
-    TraceLogForce();
-    if (outcome_.errors == 0) {
-        AffMsg("Duplication du conducteur musical terminée", MsgButtons::Ok, MsgIcon::Information);
-        return end(progress::Outcome::Finished, summary);
-    }
-    AffMsg("Duplication du conducteur musical terminée avec des erreurs (" +
-               std::to_string(outcome_.errors) + ") : voir le journal du jour.",
-           MsgButtons::Ok, MsgIcon::Exclamation);
-    return end(progress::Outcome::Incomplete, summary);
+    return end(duplication::EndOfRun("Duplication", start,
+                                     "Duplication du conducteur musical terminée", outcome_.errors),
+               summary);
 }
 
 }  // namespace
 
 ScheduleDuplicationOutcome DuplicationScheduler(const ScheduleDuplicationRequest& request,
                                                 ProgressObserver& observer) {
-    ScheduleDuplicationOutcome failed;
-    failed.outcome = progress::Outcome::Failed;
-    if (request.base < 0 || request.base >= static_cast<int>(Site().bases.size()) ||
-        request.sourceStation < 1 ||
-        request.sourceStation > Site().bases[static_cast<size_t>(request.base)].stationCount) {
-        GestionDesErreurs(9, "Subscript out of range", "DuplicationScheduler:Lib_Duplication");
-        return failed;
-    }
-    try {
-        ScheduleRun run(request, observer);
-        return run.Run();
-    } catch (const std::exception& e) {
-        GestionDesErreurs(e, "DuplicationScheduler:Lib_Duplication");
-    }
-    observer.OnProgress(progress::Ended{AppClock().Now(), 0, progress::Outcome::Failed, ""});
-    return failed;
+    return duplication::Guarded<ScheduleDuplicationOutcome>(
+        request.base, request.sourceStation, observer, "DuplicationScheduler:Lib_Duplication",
+        [&] { return ScheduleRun(request, observer).Run(); });
 }
 
 }  // namespace toverin

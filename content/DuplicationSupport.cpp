@@ -3,6 +3,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "app/DateTime.h"
 #include "app/Dialogs.h"
 #include "app/Log.h"
 #include "app/Paths.h"
@@ -95,6 +96,21 @@ bool OpenStationFile(SlotBank& bank, int base, int station, int fileNumber, int8
              " |Status: " + std::to_string(bank.LastStatus()));
     AffMsg(FileNameOf(path) + ": Impossible d'ouvrir: " + path, MsgButtons::Ok, MsgIcon::Critical);
     return false;
+}
+
+progress::Outcome EndOfRun(const std::string& logName, LocalTime start, const std::string& done,
+                           long long errors) {
+    TraceLogEncadre(
+        logName + ": Ended. Duration: " + FormatDuration(SecondsBetween(start, AppClock().Now())),
+        '=');
+    TraceLogForce();
+    if (errors == 0) {
+        AffMsg(done, MsgButtons::Ok, MsgIcon::Information);
+        return progress::Outcome::Finished;
+    }
+    AffMsg(done + " avec des erreurs (" + std::to_string(errors) + ") : voir le journal du jour.",
+           MsgButtons::Ok, MsgIcon::Exclamation);
+    return progress::Outcome::Incomplete;
 }
 
 }  // namespace toverin::duplication

@@ -9,6 +9,9 @@
 #include <string_view>
 #include <vector>
 
+#include "app/Clock.h"
+#include "app/Errors.h"
+#include "app/Progress.h"
 #include "app/Site.h"
 #include "store/Pervasive.h"
 
@@ -73,5 +76,31 @@ class Calls {
 // is logged and named in a message box, and the result is false.
 bool OpenStationFile(SlotBank& bank, int base, int station, int fileNumber, int8_t openMode,
                      const std::string& procedure);
+
+// The end of a finished run: the log's framed last line with the duration since `start`, then
+// `done` shown, or `done` with the error count and the way to the log; the run's outcome.
+progress::Outcome EndOfRun(const std::string& logName, LocalTime start, const std::string& done,
+                           long long errors);
+
+// Runs `run` (which returns an Outcome) when the request's base and source station exist; an
+// exception is reported as the program's error, and the run ends as failed.
+template <class Outcome, class Run>
+Outcome Guarded(int base, int sourceStation, ProgressObserver& observer,
+                const std::string& procedure, Run run) {
+    Outcome failed;
+    failed.outcome = progress::Outcome::Failed;
+    if (base < 0 || base >= static_cast<int>(Site().bases.size()) || sourceStation < 1 ||
+        sourceStation > Site().bases[static_cast<size_t>(base)].stationCount) {
+        GestionDesErreurs(9, "Subscript out of range", procedure);
+        return failed;
+    }
+    try {
+        return run();
+    } catch (const std::exception& e) {
+        GestionDesErreurs(e, procedure);
+    }
+    observer.OnProgress(progress::Ended{AppClock().Now(), 0, progress::Outcome::Failed, ""});
+    return failed;
+}
 
 }  // namespace toverin::duplication

@@ -338,7 +338,8 @@ void Frm_Main::BuildWindow() {
         tabs_->addTab(bases, QString::fromUtf8(MainTabTitle(static_cast<MainTab>(t))));
     }
     setCentralWidget(tabs_);
-    statusBar()->showMessage(Q(Site().name));
+    // A widget of its own, not a status message: the menus' tips would wipe a message away.
+    statusBar()->addWidget(new QLabel(Q(Site().name), this));
     auto* standby = new QPushButton("Mise en veille", this);
     standby->setObjectName("CommandMiseEnVeille");
     connect(standby, &QPushButton::clicked, this, &Frm_Main::CommandMiseEnVeille_Click);
