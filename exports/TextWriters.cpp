@@ -2,8 +2,11 @@
 // (toverinctl's standard output).
 #include <libxml/xmlwriter.h>
 
+#include <array>
+#include <cstdint>
 #include <cstring>
 #include <fstream>
+#include <string_view>
 #include <vector>
 
 #include "exports/Writers.h"
@@ -12,20 +15,28 @@ namespace toverin {
 
 namespace {
 
-// Where a text export writes: its own file (the work path) or a stream it is lent.
+// Where a text export writes: its own file (the work path) or a stream it is lent. The writers
+// put their text together in Pending() and it goes on to the stream a megabyte at a time: a file
+// stream hands any piece of a kilobyte or more straight to the system, one call per piece, so
+// that rows passed one by one would cost a system call each.
 class TextOutput {
   public:
+    static constexpr size_t kPiece = 1 << 20;
+
     TextOutput(const std::string& path, std::ostream* lent) : out_(lent) {
+        pending_.reserve(kPiece + (64 << 10));
         if (out_) return;
-        file_.rdbuf()->pubsetbuf(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
         file_.open(path, std::ios::binary | std::ios::trunc);
         out_ = &file_;
     }
     bool Good() const { return out_->good(); }
-    std::ostream& Stream() { return *out_; }
+    // The text not yet written; a writer appends to it, then calls Written.
+    std::string& Pending() { return pending_; }
+    bool Written() { return pending_.size() < kPiece || Flush(); }
     bool Close() {
+        bool good = Flush();
         out_->flush();
-        bool good = out_->good();
+        good = good && out_->good();
         if (out_ == &file_) {
             file_.close();
             good = good && !file_.fail();
@@ -34,25 +45,53 @@ class TextOutput {
     }
 
   private:
-    std::vector<char> buffer_ = std::vector<char>(1 << 20);
+    bool Flush() {
+        out_->write(pending_.data(), static_cast<std::streamsize>(pending_.size()));
+        pending_.clear();
+        return out_->good();
+    }
+
+    std::string pending_;
     std::ofstream file_;
     std::ostream* out_;
 };
 
+// What a byte of a cell asks of a writer. Most cells are printable ASCII without a character
+// that means something to the format, and are copied as they are.
+enum ByteNeeds : uint8_t {
+    kCleanUp = 1,    // a control character or a byte of a multi-byte character: see CellText
+    kCsvQuote = 2,   // ';' or '"' in a CSV field
+    kXmlEscape = 4,  // '&', '<', '>' or '"' in XML text
+};
+
+constexpr std::array<uint8_t, 256> kByteNeeds = [] {
+    std::array<uint8_t, 256> needs{};
+    for (int c = 0; c < 256; ++c) needs[c] = c < 0x20 || c >= 0x80 ? kCleanUp : 0;
+    needs[';'] |= kCsvQuote;
+    needs['"'] |= kCsvQuote | kXmlEscape;
+    needs['&'] |= kXmlEscape;
+    needs['<'] |= kXmlEscape;
+    needs['>'] |= kXmlEscape;
+    return needs;
+}();
+
+// True when no byte of `text` needs any of `needs`.
+bool AsIs(std::string_view text, uint8_t needs) {
+    for (char c : text) {
+        if (kByteNeeds[static_cast<unsigned char>(c)] & needs) return false;
+    }
+    return true;
+}
+
 // ---- CSV: ';' between fields, a field holding ';' or '"' quoted with its quotes doubled.
 
 void AppendCsvField(std::string& line, const std::string& value) {
-    bool plain = true;
-    for (char c : value) {
-        auto u = static_cast<unsigned char>(c);
-        plain = plain && u >= 0x20 && u < 0x80 && c != ';' && c != '"';
-    }
-    if (plain) {
+    if (AsIs(value, kCleanUp | kCsvQuote)) {
         line += value;
         return;
     }
     std::string text = CellText(value);
-    if (text.find_first_of(";\"") == std::string::npos) {
+    if (AsIs(text, kCsvQuote)) {
         line += text;
         return;
     }
@@ -81,26 +120,24 @@ class CsvWriter final : public ExportWriter {
     bool Close() override { return output_.Close(); }
 
     bool WriteLine(const std::vector<std::string>& values) {
-        line_.clear();
+        std::string& line = output_.Pending();
         for (size_t i = 0; i < values.size(); ++i) {
-            if (i > 0) line_ += ';';
-            AppendCsvField(line_, values[i]);
+            if (i > 0) line += ';';
+            AppendCsvField(line, values[i]);
         }
-        line_ += '\n';
-        output_.Stream().write(line_.data(), static_cast<std::streamsize>(line_.size()));
-        return output_.Good();
+        line += '\n';
+        return output_.Written();
     }
 
     TextOutput output_;
-    std::string line_;
 };
 
 // ---- XML through libxml2's text writer, which escapes the text and declares the encoding.
 
-int WriteToStream(void* context, const char* buffer, int length) {
-    auto* out = static_cast<std::ostream*>(context);
-    out->write(buffer, length);
-    return out->good() ? length : -1;
+int WriteToOutput(void* context, const char* buffer, int length) {
+    auto* out = static_cast<TextOutput*>(context);
+    out->Pending().append(buffer, static_cast<size_t>(length));
+    return out->Written() ? length : -1;
 }
 
 int CloseNothing(void*) {
@@ -120,7 +157,7 @@ class XmlWriter final : public ExportWriter {
             return;
         }
         xmlOutputBufferPtr buffer =
-            xmlOutputBufferCreateIO(WriteToStream, CloseNothing, &output_.Stream(), nullptr);
+            xmlOutputBufferCreateIO(WriteToOutput, CloseNothing, &output_, nullptr);
         if (buffer) writer_.reset(xmlNewTextWriter(buffer));  // the writer owns the buffer
         bool started = writer_ &&
                        xmlTextWriterStartDocument(writer_.get(), "1.0", "UTF-8", nullptr) >= 0 &&
@@ -152,9 +189,9 @@ class XmlWriter final : public ExportWriter {
         for (size_t i = 0; i < cells.size(); ++i) {
             if (i >= tags->size()) {
                 extraTags_ = TagsOf({"Column_" + std::to_string(i + 1)});
-                AppendCell(extraTags_[0], cells[i]);
+                AppendCell(row_, extraTags_[0], cells[i]);
             } else {
-                AppendCell((*tags)[i], cells[i]);
+                AppendCell(row_, (*tags)[i], cells[i]);
             }
         }
         row_ += "</collection_element>";
@@ -173,28 +210,24 @@ class XmlWriter final : public ExportWriter {
         return tags;
     }
 
-    void AppendCell(const Tags& tags, const std::string& value) {
-        bool plain = true, special = false;
-        for (char c : value) {
-            auto u = static_cast<unsigned char>(c);
-            plain = plain && u >= 0x20 && u < 0x80;
-            special = special || c == '&' || c == '<' || c == '>' || c == '"';
+    static void AppendCell(std::string& out, const Tags& tags, const std::string& value) {
+        if (value.empty()) {
+            out += tags.empty;
+        } else if (AsIs(value, kCleanUp | kXmlEscape)) {
+            out.append(tags.open).append(value).append(tags.close);
+        } else {
+            AppendEscapedCell(out, tags, CellText(value));
         }
-        const std::string text = plain ? std::string() : CellText(value);
-        const std::string& cell = plain ? value : text;
-        if (cell.empty()) {
-            row_ += tags.empty;
+    }
+
+    static void AppendEscapedCell(std::string& out, const Tags& tags, const std::string& text) {
+        xmlChar* escaped = text.empty() ? nullptr : xmlEncodeSpecialChars(nullptr, X(text.c_str()));
+        if (!escaped) {
+            out += tags.empty;  // nothing left once the control characters are dropped
             return;
         }
-        row_ += tags.open;
-        if (special || !plain) {
-            xmlChar* escaped = xmlEncodeSpecialChars(nullptr, X(cell.c_str()));
-            row_ += reinterpret_cast<const char*>(escaped);
-            xmlFree(escaped);
-        } else {
-            row_ += cell;
-        }
-        row_ += tags.close;
+        out.append(tags.open).append(reinterpret_cast<const char*>(escaped)).append(tags.close);
+        xmlFree(escaped);
     }
 
     bool Close() override {
