@@ -8,10 +8,14 @@
 //     `sqlite3 -csv FILE "SELECT * FROM records"` to a file, and the peak memory of each.
 //
 //   visualisation_bench [--size small|medium|large] [--dir FOLDER] [--repeat N]
+//                       [--grid-records N] [--exports csv,xml,xlsx,xls] [--file PATH:NUMBER]
 //
 // --size chooses the demo site (default large); --dir the working folder (default: the system
 // temporary folder; emptied first, removed at the end unless TOVERIN_BENCH_KEEP is set);
-// --repeat runs each export and its peer N times (default 3) and keeps the medians.
+// --repeat runs each export and its peer N times (default 3) and keeps the medians;
+// --exports the exports measured (default all four); --file measures a record file of the given
+// catalogue number (station 1) instead of making a site, the grid's songs file left out: a site
+// kept by an earlier run (TOVERIN_BENCH_KEEP) serves again while an export is being tuned.
 #include <sys/resource.h>
 #include <QApplication>
 #include <QHeaderView>
@@ -185,6 +189,7 @@ int main(int argc, char** argv) {
     std::string folder = (fs::temp_directory_path() / "toverin-visualisation-bench").string();
     int repeat = 3;
     long long gridRecords = 1000000;
+    std::string exports = "csv,xml,xlsx,xls", file;
     for (int i = 1; i + 1 < argc; i += 2) {
         std::string option = argv[i], value = argv[i + 1];
         if (option == "--size" && ParseDemoSize(value, size)) continue;
@@ -192,27 +197,43 @@ int main(int argc, char** argv) {
             folder = value;
         else if (option == "--grid-records")
             gridRecords = std::atoll(value.c_str());
+        else if (option == "--exports")
+            exports = value;
+        else if (option == "--file")
+            file = value;
         else if (option == "--repeat")
             repeat = std::max(1, std::atoi(value.c_str()));
         else {
             std::fprintf(stderr,
                          "usage: visualisation_bench [--size small|medium|large] "
-                         "[--dir FOLDER] [--repeat N] [--grid-records N]\n");
+                         "[--dir FOLDER] [--repeat N] [--grid-records N] "
+                         "[--exports csv,xml,xlsx,xls] [--file PATH:NUMBER]\n");
             return 2;
         }
     }
     std::printf("visualisation_bench --size %s --repeat %d\n", DemoSizeName(size), repeat);
-    fs::remove_all(folder);
-    fs::create_directories(folder);
-    std::printf("Making the %s demo site in %s ...\n", DemoSizeName(size), folder.c_str());
-    DemoSiteResult demo = CreateDemoSite(folder + "/site/", size, -1, AppClock().Now());
-    if (!demo.ok) {
-        std::fprintf(stderr, "demo site: %s\n", demo.error.c_str());
-        return 1;
+    DemoFile biggest;
+    if (!file.empty()) {
+        const size_t colon = file.rfind(':');
+        biggest.path = file.substr(0, colon);
+        biggest.fileNumber = colon == std::string::npos ? -1 : std::atoi(file.c_str() + colon + 1);
+        biggest.station = 1;
+        gridRecords = 0;
+        folder = fs::path(biggest.path).parent_path().string() + "/bench-exports";
+        fs::create_directories(folder);
+    } else {
+        fs::remove_all(folder);
+        fs::create_directories(folder);
+        std::printf("Making the %s demo site in %s ...\n", DemoSizeName(size), folder.c_str());
+        DemoSiteResult demo = CreateDemoSite(folder + "/site/", size, -1, AppClock().Now());
+        if (!demo.ok) {
+            std::fprintf(stderr, "demo site: %s\n", demo.error.c_str());
+            return 1;
+        }
+        biggest = *std::max_element(
+            demo.files.begin(), demo.files.end(),
+            [](const DemoFile& a, const DemoFile& b) { return a.records < b.records; });
     }
-    const DemoFile biggest = *std::max_element(
-        demo.files.begin(), demo.files.end(),
-        [](const DemoFile& a, const DemoFile& b) { return a.records < b.records; });
     const CursorSpec spec{
         biggest.path, biggest.fileNumber, 0, "", "", 0, std::max(1, biggest.station)};
     std::printf("File %d \"%s\": %s, %lld records, %.1f MB\n\n", biggest.fileNumber,
@@ -220,7 +241,7 @@ int main(int argc, char** argv) {
                 fs::file_size(biggest.path) / 1e6);
 
     // 1. The grid, on that file and on a songs file of a million records.
-    MeasureGrid(spec);
+    if (file.empty()) MeasureGrid(spec);
     if (gridRecords > 0) MeasureGrid(MakeSongs(folder + "/FRADA22.bt6", gridRecords));
 
     // 2. The exports against sqlite3 -csv of the same file.
@@ -243,6 +264,9 @@ int main(int argc, char** argv) {
     std::printf("sqlite3 -csv of the file       %8.3f s, processor %.3f s  (%.1f MB written)\n",
                 Median(peer), Median(peerCpu), fs::file_size(folder + "/peer.csv") / 1e6);
     for (const Measure& m : measures) {
+        if (("," + exports + ",").find("," + std::string(ExportExtension(m.format)) + ",") ==
+            std::string::npos)
+            continue;
         std::vector<double> times, cpus, peaks;
         const std::string target = folder + "/export." + ExportExtension(m.format);
         for (int r = 0; r < repeat; ++r) {
@@ -261,6 +285,6 @@ int main(int argc, char** argv) {
             m.target > 0 ? (ratio <= m.target ? " (target met)" : " (target missed)") : "",
             *std::max_element(peaks.begin(), peaks.end()), fs::file_size(target) / 1e6);
     }
-    if (!std::getenv("TOVERIN_BENCH_KEEP")) fs::remove_all(folder);
+    if (!std::getenv("TOVERIN_BENCH_KEEP") && file.empty()) fs::remove_all(folder);
     return 0;
 }

@@ -148,6 +148,55 @@ const xmlChar* X(const char* text) {
     return reinterpret_cast<const xmlChar*>(text);
 }
 
+// The element tags of the columns, held in one piece with room to spare after each, so that a
+// tag is copied as one fixed-size move: most are under 32 bytes.
+class ColumnTags {
+  public:
+    static constexpr size_t kMove = 32;
+
+    ColumnTags() = default;
+    explicit ColumnTags(const std::vector<std::string>& names) {
+        for (const std::string& n : names) Add(n);
+    }
+    void Add(const std::string& name) {
+        columns_.push_back({Put("<" + name + ">"), Put("</" + name + ">"), Put("<" + name + "/>")});
+    }
+    size_t size() const { return columns_.size(); }
+    // The most a row of `columns` cells adds besides the cells' own text.
+    size_t RowBytes() const { return bytes_; }
+
+    struct Tag {
+        uint32_t at, size;
+    };
+    struct Column {
+        Tag open, close, empty;
+    };
+    const Column& operator[](size_t column) const { return columns_[column]; }
+
+    // Copies `tag` to `to`, which has kMove bytes of room past it; returns the end.
+    char* Copy(char* to, Tag tag) const {
+        const char* from = text_.data() + tag.at;
+        if (tag.size <= kMove)
+            std::memcpy(to, from, kMove);
+        else
+            std::memcpy(to, from, tag.size);
+        return to + tag.size;
+    }
+
+  private:
+    Tag Put(const std::string& tag) {
+        Tag placed{static_cast<uint32_t>(text_.size()), static_cast<uint32_t>(tag.size())};
+        text_.insert(text_.end(), tag.begin(), tag.end());
+        text_.resize(text_.size() + kMove);
+        bytes_ += tag.size();
+        return placed;
+    }
+
+    std::vector<char> text_;
+    std::vector<Column> columns_;
+    size_t bytes_ = 0;
+};
+
 class XmlWriter final : public ExportWriter {
   public:
     XmlWriter(const std::string& path, std::ostream* out, const ExportOptions& options)
@@ -163,75 +212,95 @@ class XmlWriter final : public ExportWriter {
                        xmlTextWriterStartDocument(writer_.get(), "1.0", "UTF-8", nullptr) >= 0 &&
                        xmlTextWriterStartElement(writer_.get(), X("root_element")) >= 0;
         if (!started) Fail("cannot start the XML document");
+        batch_.resize(kBatch + (kBatch >> 2));
     }
 
   private:
+    static constexpr size_t kBatch = 64 << 10;
+    static constexpr std::string_view kRowStart = "\n  <collection_element>";
+    static constexpr std::string_view kRowEnd = "</collection_element>";
+
     bool WriteHeadings(const std::vector<std::string>& headings) override {
-        tags_ = TagsOf(XmlElementNames(headings));
+        tags_ = ColumnTags(XmlElementNames(headings));
         return true;
     }
 
-    // One record per line; a blank cell is an empty element ("<Album/>"). The row is put
-    // together here and handed to the writer whole: the element names are valid names made
-    // once per column, and a text that holds a character to escape goes through libxml2's own
-    // escaping (most cells hold none, and would come out of it unchanged).
+    // One record per line; a blank cell is an empty element ("<Album/>"). The rows are put
+    // together here and go to the writer some 64 kB at a time: the element names are valid names
+    // made once per column, and a text that holds a character to escape goes through libxml2's
+    // own escaping (most cells hold none, and would come out of it unchanged).
     bool WriteRow(const std::vector<std::string>& cells,
                   const std::vector<std::string>* headings) override {
-        const std::vector<Tags>* tags = &tags_;
+        ColumnTags* tags = &tags_;
         if (headings) {
             if (*headings != rowHeadings_) {
                 rowHeadings_ = *headings;
-                rowTags_ = TagsOf(XmlElementNames(*headings));
+                rowTags_ = ColumnTags(XmlElementNames(*headings));
             }
             tags = &rowTags_;
         }
-        row_ = "\n  <collection_element>";
+        while (tags->size() < cells.size()) tags->Add("Column_" + std::to_string(tags->size() + 1));
+        size_t bound = kRowStart.size() + kRowEnd.size() + tags->RowBytes();
+        for (const std::string& cell : cells) bound += cell.size();
+        char* out = Room(bound);
+        out = Append(out, kRowStart);
         for (size_t i = 0; i < cells.size(); ++i) {
-            if (i >= tags->size()) {
-                extraTags_ = TagsOf({"Column_" + std::to_string(i + 1)});
-                AppendCell(row_, extraTags_[0], cells[i]);
+            const ColumnTags::Column& column = (*tags)[i];
+            const std::string& value = cells[i];
+            if (value.empty()) {
+                out = tags->Copy(out, column.empty);
+            } else if (AsIs(value, kCleanUp | kXmlEscape)) {
+                out = tags->Copy(out, column.open);
+                out = Append(out, value);
+                out = tags->Copy(out, column.close);
             } else {
-                AppendCell(row_, (*tags)[i], cells[i]);
+                out = AppendEscaped(out, *tags, column, value);
             }
         }
-        row_ += "</collection_element>";
-        return xmlTextWriterWriteRawLen(writer_.get(), X(row_.c_str()),
-                                        static_cast<int>(row_.size())) >= 0;
+        used_ = Append(out, kRowEnd) - batch_.data();
+        return used_ < kBatch || Pass();
     }
 
-    struct Tags {
-        std::string open, close, empty;
-    };
-
-    static std::vector<Tags> TagsOf(const std::vector<std::string>& names) {
-        std::vector<Tags> tags;
-        for (const std::string& n : names)
-            tags.push_back({"<" + n + ">", "</" + n + ">", "<" + n + "/>"});
-        return tags;
+    // Room for `bytes` more in the batch, with a tag's move to spare; where they go.
+    char* Room(size_t bytes) {
+        const size_t need = used_ + bytes + ColumnTags::kMove;
+        if (need > batch_.size()) batch_.resize(std::max(need, 2 * batch_.size()));
+        return batch_.data() + used_;
     }
 
-    static void AppendCell(std::string& out, const Tags& tags, const std::string& value) {
-        if (value.empty()) {
-            out += tags.empty;
-        } else if (AsIs(value, kCleanUp | kXmlEscape)) {
-            out.append(tags.open).append(value).append(tags.close);
-        } else {
-            AppendEscapedCell(out, tags, CellText(value));
-        }
+    static char* Append(char* out, std::string_view text) {
+        std::memcpy(out, text.data(), text.size());
+        return out + text.size();
     }
 
-    static void AppendEscapedCell(std::string& out, const Tags& tags, const std::string& text) {
+    // A cell with a character to escape or to clean up; the escaped text may outgrow the room.
+    char* AppendEscaped(char* out, const ColumnTags& tags, const ColumnTags::Column& column,
+                        const std::string& value) {
+        const std::string text = CellText(value);
         xmlChar* escaped = text.empty() ? nullptr : xmlEncodeSpecialChars(nullptr, X(text.c_str()));
-        if (!escaped) {
-            out += tags.empty;  // nothing left once the control characters are dropped
-            return;
+        if (!escaped) return tags.Copy(out, column.empty);  // nothing left once cleaned up
+        const std::string_view view(reinterpret_cast<const char*>(escaped));
+        if (view.size() > value.size()) {  // the row was counted with the cell as it came
+            const size_t at = static_cast<size_t>(out - batch_.data());
+            batch_.resize(batch_.size() + view.size() - value.size());
+            out = batch_.data() + at;
         }
-        out.append(tags.open).append(reinterpret_cast<const char*>(escaped)).append(tags.close);
+        out = tags.Copy(out, column.open);
+        out = Append(out, view);
+        out = tags.Copy(out, column.close);
         xmlFree(escaped);
+        return out;
+    }
+
+    // Hands the batch to the writer.
+    bool Pass() {
+        const int size = static_cast<int>(used_);
+        used_ = 0;
+        return xmlTextWriterWriteRawLen(writer_.get(), X(batch_.data()), size) >= 0;
     }
 
     bool Close() override {
-        bool ended = xmlTextWriterWriteRaw(writer_.get(), X("\n")) >= 0 &&
+        bool ended = Pass() && xmlTextWriterWriteRaw(writer_.get(), X("\n")) >= 0 &&
                      xmlTextWriterEndDocument(writer_.get()) >= 0;
         writer_.reset();  // flushes and closes the output buffer
         return output_.Close() && ended;
@@ -245,9 +314,10 @@ class XmlWriter final : public ExportWriter {
 
     TextOutput output_;  // outlives the writer, which flushes into it when freed
     std::unique_ptr<xmlTextWriter, FreeWriter> writer_;
-    std::vector<Tags> tags_, rowTags_, extraTags_;
+    ColumnTags tags_, rowTags_;
     std::vector<std::string> rowHeadings_;
-    std::string row_;
+    std::vector<char> batch_;
+    size_t used_ = 0;
 };
 
 }  // namespace
