@@ -112,6 +112,18 @@ void DetermineDossierSettingsApplication() {
     });
 }
 
+std::string OperationCaption(const std::string& activity, int base) {
+    const std::string label = base >= 0 && base < static_cast<int>(gSite.bases.size())
+                                  ? gSite.bases[static_cast<size_t>(base)].label
+                                  : DefaultBaseLabel(base);
+    return std::string("Kavella: Toverin - V ") + TOVERIN_VERSION + activity + label;
+}
+
+std::string NomFichierSettings(const std::string& suffix, const std::string& extension) {
+    if (gSite.appSettingsFolder.empty()) DetermineDossierSettingsApplication();
+    return gSite.appSettingsFolder + "KV3_Toverin" + suffix + extension;
+}
+
 void DetermineDossierSkins() {
     gSite.skinsFolder = gSite.settingsFolder + "Skins/Styles/";
 }

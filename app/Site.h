@@ -95,6 +95,15 @@ SiteInitResult InitGeneralSite();
 // The label of base `base` from its own "KV3_Systeme.ini".
 std::string DetermineDossierConfig_Bases_Libelle(int base);
 
+// The caption during a long operation of `base`: "Kavella: Toverin - V x - <activity> <base>"
+// (activity " - Backup en cours de la base " and its siblings).
+std::string OperationCaption(const std::string& activity, int base);
+
+// A settings file of the program: the application settings folder ("Settings/KV3_Toverin/"),
+// "KV3_Toverin", `suffix` and `extension` ("_Duplication", ".Ini" give the duplication hour
+// grid). One file for the whole site: every base reads the same one.
+std::string NomFichierSettings(const std::string& suffix, const std::string& extension);
+
 // The file whose presence says the database is there.
 inline constexpr const char* kDatabaseMarkerFile = "FRAD000.bt6";
 

@@ -32,6 +32,7 @@
 #include "app/Registry.h"
 #include "app/Site.h"
 #include "app/Text.h"
+#include "bench/BenchSupport.h"
 #include "content/EquivalenceTable.h"
 #include "ctl/Ctl.h"
 #include "store/Catalogue.h"
@@ -46,16 +47,8 @@ namespace {
 using namespace toverin;
 namespace fs = std::filesystem;
 using Steady = std::chrono::steady_clock;
-
-double Seconds(Steady::time_point start) {
-    return std::chrono::duration<double>(Steady::now() - start).count();
-}
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    size_t n = values.size();
-    return n == 0 ? 0 : n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
+using bench::Median;
+using bench::Seconds;
 
 [[noreturn]] void Fail(const std::string& what) {
     std::fprintf(stderr, "equivalence_bench: %s\n", what.c_str());

@@ -1,6 +1,7 @@
 // Loading and saving the equivalence table (file 46 of station 1), its editing and its matching
-// rule. Each cell is shown through its own station's files: a song of station 3 by station 3's
-// songs file, as the tree of station 3 showed it when it was dropped.
+// rule. Cells are shown through station 1's files, which hold the table; a code station 1 does
+// not know is shown through its own column's station, as that station's tree showed it when it
+// was dropped.
 #include "content/EquivalenceTable.h"
 
 #include <algorithm>
@@ -69,31 +70,39 @@ class FieldOf {
     const Field& field_;
 };
 
-// The texts of the codes of a table, read from each station's own files. A station whose cells
-// name a good part of its songs file has the file read through once; a few codes are each read
-// by their key.
+// The texts of the codes of a table: station 1's files first, then, for the codes station 1 does
+// not know, their own column's station. A station whose cells name a good part of its songs file
+// has the file read through once; a few codes are each read by their key.
 class CellTexts {
   public:
     CellTexts(SlotBank& bank, int base, OpenedFiles& files)
         : bank_(bank), base_(base), files_(files) {}
 
     void Read(const std::vector<EquivalenceTable::Row>& rows) {
-        std::map<std::pair<int, int>, std::set<std::string>> wanted;  // (station, file) -> keys
-        const int stations = Site().bases[static_cast<size_t>(base_)].stationCount;
-        for (const auto& row : rows) {
-            for (size_t i = 0; i < row.cells.size() && static_cast<int>(i) < stations; ++i) {
-                const std::string& code = row.cells[i].code;
-                if (row.cells[i].empty()) continue;
-                wanted[{static_cast<int>(i) + 1, IsCategoryCode(code) ? kLabels : kSongs}].insert(
-                    FileKey(code));
+        using Wanted = std::map<std::pair<int, int>, std::set<std::string>>;  // (station, file)
+        auto collect = [&](bool ownStation) {
+            Wanted wanted;
+            const int stations = Site().bases[static_cast<size_t>(base_)].stationCount;
+            for (const auto& row : rows) {
+                for (size_t i = 0; i < row.cells.size() && static_cast<int>(i) < stations; ++i) {
+                    if (row.cells[i].empty()) continue;
+                    const int station = ownStation ? static_cast<int>(i) + 1 : 1;
+                    const std::string key = FileKey(row.cells[i].code);
+                    if (ownStation && (station == 1 || texts_.count({1, key}))) continue;
+                    wanted[{station, IsCategoryCode(key) ? kLabels : kSongs}].insert(key);
+                }
             }
-        }
-        for (const auto& [where, keys] : wanted) ReadFile(where.first, where.second, keys);
+            for (const auto& [where, keys] : wanted) ReadFile(where.first, where.second, keys);
+        };
+        collect(false);
+        collect(true);
     }
 
     // A code whose song or category could not be read shows nothing; it keeps its code.
     std::string Shown(int station, const std::string& code) const {
-        auto found = texts_.find({station, FileKey(code)});
+        const std::string key = FileKey(code);
+        auto found = texts_.find({1, key});
+        if (found == texts_.end()) found = texts_.find({station, key});
         return found != texts_.end() ? found->second : "";
     }
 

@@ -16,6 +16,8 @@ const char* kUsage =
     "  restore [--root DIR] --base N --day DAY --stations LIST [--files LIST] [--whole-file]\n"
     "  create [--root DIR] --base N --stations LIST --files LIST [--yes]\n"
     "      N: the base index as in /Backup_Base= (0 = the first base); LIST: 1,3 or 2-4 or all\n"
+    "  import-xml [--root DIR] FILE --base N --station S [--check] [--categorie CODE]\n"
+    "      --check: every record checked and every refusal listed, nothing written\n"
     "  demo create DIR [--size small|medium|large] [--history-days N]\n"
     "  file stat PATH\n"
     "  file dump PATH [--key N] [--from V] [--to V] [--format csv|xml|xls|xlsx] [--output FILE]\n"
@@ -24,7 +26,14 @@ const char* kUsage =
     "  file copy SRC DST\n"
     "  file check PATH\n"
     "  equivalence show [--root DIR] --base N\n"
-    "exit status: 0 ok, 1 failed, 2 usage error, 3 missing file, 4 not a record file\n";
+    "  duplicate schedule [--root DIR] --base N --source S --targets LIST --from YYYY-MM-DD\n"
+    "      --to YYYY-MM-DD --target-date YYYY-MM-DD [--hours HH-HH] [--target-hour HH] "
+    "[--history]\n"
+    "  duplicate labels [--root DIR] --base N --source S --targets LIST\n"
+    "      [--groups categ,theme,horlo,000,jin,lin,rub,inf] [--change-category] [--all-zones]\n"
+    "      (a duplication's questions are answered Yes, and logged)\n"
+    "exit status: 0 ok, 1 failed, 2 usage error, 3 missing file, 4 not a record file,\n"
+    "             5 import-xml ran to its end but refused records (listed on the output)\n";
 
 }  // namespace
 
@@ -68,7 +77,9 @@ int RunCtl(const Args& args) {
         {"create", RunCreateCommand},
         {"demo", RunDemoCommand},
         {"file", RunFileCommand},
+        {"import-xml", RunImportXmlCommand},
         {"equivalence", RunEquivalenceCommand},
+        {"duplicate", RunDuplicateCommand},
     };
     if (args.empty() || args[0] == "--help" || args[0] == "-h") {
         std::cout << kUsage;

@@ -17,6 +17,7 @@ inline constexpr int kExitFailed = 1;         // the operation or the check fail
 inline constexpr int kExitUsage = 2;          // bad command line (unknown option, bad key number)
 inline constexpr int kExitMissingFile = 3;    // a file to read does not exist
 inline constexpr int kExitNotRecordFile = 4;  // the file is not a record file (status 30)
+inline constexpr int kExitRefused = 5;        // import-xml ran to its end, but records were refused
 
 // The commands; each gets the words after its own name.
 int RunFtpCommand(const Args& args);
@@ -25,7 +26,9 @@ int RunRestoreCommand(const Args& args);
 int RunCreateCommand(const Args& args);
 int RunDemoCommand(const Args& args);
 int RunFileCommand(const Args& args);
+int RunImportXmlCommand(const Args& args);
 int RunEquivalenceCommand(const Args& args);
+int RunDuplicateCommand(const Args& args);
 
 // Small helpers shared by the commands.
 // Value of "--name VALUE" or "--name=VALUE"; removes it from `args`. False when absent.

@@ -2,6 +2,8 @@
 // option, and the dialogs that answer the operations' questions from the command line's flags.
 #pragma once
 
+#include <array>
+#include <sstream>
 #include <string>
 
 #include "app/Dialogs.h"
@@ -26,5 +28,31 @@ class FlagDialogs final : public Dialogs {
 bool OpenSite(Args& args);
 // "--base N", N a configured base (0 = the first).
 bool ParseBase(Args& args, int& base);
+
+// "1,3" or "1-3" or "all" into a selection of numbers first..last.
+template <size_t N>
+bool ParseList(const std::string& text, int first, std::array<bool, N>& out) {
+    out.fill(false);
+    if (text == "all") {
+        for (size_t i = 0; i < N; ++i) out[i] = true;
+        return true;
+    }
+    std::stringstream ss(text);
+    std::string item;
+    while (std::getline(ss, item, ',')) {
+        size_t dash = item.find('-');
+        try {
+            int a = std::stoi(item.substr(0, dash));
+            int b = dash == std::string::npos ? a : std::stoi(item.substr(dash + 1));
+            for (int v = a; v <= b; ++v) {
+                if (v - first < 0 || v - first >= static_cast<int>(N)) return false;
+                out[static_cast<size_t>(v - first)] = true;
+            }
+        } catch (...) {
+            return false;
+        }
+    }
+    return true;
+}
 
 }  // namespace toverin::ctl

@@ -74,21 +74,6 @@ int OpenExisting(EngineFile& file, const std::string& path, int8_t mode = btr::k
     return Fail("file: status " + std::to_string(status) + " opening " + path, kExitFailed);
 }
 
-// The keys of the structure Stat returns, each as its segments.
-std::vector<std::vector<btr::KeySpec>> KeysOfFileBuf(const btr::PbTBtrFileBuf& fileBuf) {
-    std::vector<std::vector<btr::KeySpec>> keys;
-    bool startNew = true;
-    for (const btr::KeySpec& segment : fileBuf.Keys) {
-        if (startNew) {
-            if (keys.size() == fileBuf.IndxCnt) break;
-            keys.emplace_back();
-        }
-        keys.back().push_back(segment);
-        startNew = (segment.flags & btr::kKeySegmented) == 0;
-    }
-    return keys;
-}
-
 std::string FlagNames(uint16_t flags) {
     static const std::pair<uint16_t, const char*> names[] = {
         {btr::kKeyDuplicates, "duplicates"},
@@ -124,7 +109,7 @@ int StatCommand(const Args& args) {
             kExitFailed);
     std::cout << "F record-length " << fileBuf.RecLen << " page-size " << fileBuf.PageSize
               << " keys " << fileBuf.IndxCnt << " records " << fileBuf.RecordCount << "\n";
-    auto keys = KeysOfFileBuf(fileBuf);
+    auto keys = KeysOfStructure(fileBuf);
     for (size_t k = 0; k < keys.size(); ++k) {
         for (size_t s = 0; s < keys[k].size(); ++s) {
             const btr::KeySpec& segment = keys[k][s];

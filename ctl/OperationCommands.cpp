@@ -1,7 +1,7 @@
-// toverinctl backup / restore / create: the operations of the Backup, Restauration and Création
-// tabs for scripts and service managers. Questions are answered by the flags; a question no flag
-// answers gets No, and both are logged. The exit status is 0 only when the operation finished
-// without error.
+// toverinctl backup / restore / create / import-xml: the operations of the Backup, Restauration,
+// Création and Import tabs for scripts and service managers. Questions are answered by the flags; a
+// question no flag answers gets No, and both are logged. The exit status is 0 only when the
+// operation finished without error.
 #include <iostream>
 #include <sstream>
 
@@ -12,6 +12,7 @@
 #include "app/Paths.h"
 #include "app/Site.h"
 #include "app/Text.h"
+#include "content/ImportXML.h"
 #include "ctl/Ctl.h"
 #include "ctl/CtlSite.h"
 #include "operations/Backup.h"
@@ -20,32 +21,6 @@
 
 namespace toverin::ctl {
 namespace {
-
-// "1,3" or "1-3" or "all" into a selection of numbers first..last.
-template <size_t N>
-bool ParseList(const std::string& text, int first, std::array<bool, N>& out) {
-    out.fill(false);
-    if (text == "all") {
-        for (size_t i = 0; i < N; ++i) out[i] = true;
-        return true;
-    }
-    std::stringstream ss(text);
-    std::string item;
-    while (std::getline(ss, item, ',')) {
-        size_t dash = item.find('-');
-        try {
-            int a = std::stoi(item.substr(0, dash));
-            int b = dash == std::string::npos ? a : std::stoi(item.substr(dash + 1));
-            for (int v = a; v <= b; ++v) {
-                if (v - first < 0 || v - first >= static_cast<int>(N)) return false;
-                out[static_cast<size_t>(v - first)] = true;
-            }
-        } catch (...) {
-            return false;
-        }
-    }
-    return true;
-}
 
 struct Session {
     explicit Session(bool yes) : dialogs(yes) { SetAppDialogs(&dialogs); }
@@ -124,6 +99,45 @@ int RunCreateCommand(const Args& input) {
     std::cout << "create in base " << base << ": " << outcome.created << " created, "
               << outcome.kept << " kept, " << outcome.failed << " failed\n";
     return !outcome.refused && outcome.failed == 0 ? 0 : 1;
+}
+
+int RunImportXmlCommand(const Args& input) {
+    Args args = input;
+    ImportXMLOptions options;
+    options.validation = TakeFlag(args, "--check");
+    options.boxes = false;  // the summary and the refusals are printed below
+    TakeOption(args, "--categorie", options.categorie);
+    Session session(false);
+    if (!OpenSite(args)) return Fail("import-xml: the site could not be read", 3);
+    if (!ParseBase(args, options.base))
+        return Fail("import-xml: --base N (0 = the first base) is required");
+    std::string station;
+    const int stations = Site().bases[static_cast<size_t>(options.base)].stationCount;
+    try {
+        size_t used = 0;
+        if (TakeOption(args, "--station", station)) options.station = std::stoi(station, &used);
+        if (used != station.size()) options.station = 0;
+    } catch (...) {
+        options.station = 0;
+    }
+    if (options.station < 1 || options.station > stations)
+        return Fail("import-xml: --station S (1 .. " + std::to_string(stations) + ") is required");
+    if (args.size() != 1)
+        return Fail(args.empty() ? "import-xml: the delivery file is required"
+                                 : "import-xml: unexpected '" + args[1] + "'");
+    const std::string file = NativePath(args[0]);
+    if (!FileExists(file)) return Fail("import-xml: " + file + " does not exist", kExitMissingFile);
+    SlotBank bank("toverinctl");
+    NullProgress progress;
+    ImportXMLResultat r = ImportXMLImporter(file, options, bank, progress);
+    for (const ImportXMLRefus& refus : r.refusals) std::cout << refus.Text() << "\n";
+    for (const std::string& warning : r.warnings) std::cout << warning << "\n";
+    if (!r.message.empty()) std::cerr << r.message << "\n";
+    std::cout << "import-xml " << (options.validation ? "check of " : "of ") << file
+              << " into base " << options.base << " station " << options.station << ": "
+              << r.LogSummary() << "\n";
+    if (!r.ended) return kExitFailed;
+    return r.refused == 0 && r.missing == 0 ? 0 : kExitRefused;
 }
 
 }  // namespace toverin::ctl

@@ -90,10 +90,6 @@ std::string BackupFileName(const std::string& stationFileName) {
     return ReplaceAllIgnoreCase(stationFileName, ".bt6", ".btr");
 }
 
-std::string OperationCaption(const std::string& activity, int base) {
-    return std::string("Kavella: Toverin - V ") + TOVERIN_VERSION + activity + BaseOf(base).label;
-}
-
 BackupOutcome BackupData(int base, bool all, OperationView& view) {
     return BackupData(base, all, LoadBackupOptions(base), view);
 }

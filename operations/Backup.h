@@ -29,7 +29,5 @@ void CommandBkpStop_Click(int base);
 std::string BackupDayFolder(const std::string& root, const std::string& dayName);
 // ".bt6" replaced by ".btr", without regard to case, everywhere in the name.
 std::string BackupFileName(const std::string& stationFileName);
-// The caption during a long operation of `base`: "Kavella: Toverin - V x - <activity> <base>".
-std::string OperationCaption(const std::string& activity, int base);
 
 }  // namespace toverin

@@ -128,8 +128,11 @@ class SlotBank {
 
     // Opens file `fileNumber` of base `base` for stations first..last at their catalogue paths in
     // the base's data folder (files 40..49 are created empty when missing). Returns true when
-    // every station's file is open.
-    bool FichierPervasiveOuvrir(int base, int firstStation, int lastStation, int fileNumber);
+    // every station's file is open. A tool that rewrites many records opens the files it writes
+    // accelerated (btr::kOpenAccelerated): its writes are then grouped and made durable when it
+    // closes them.
+    bool FichierPervasiveOuvrir(int base, int firstStation, int lastStation, int fileNumber,
+                                int8_t openMode = btr::kOpenNormal);
     // The same for the NinSight interface's copy of `fileNumber`, which lies in the folder the
     // site names for it ("Dossier_NinSight" of the base's section of "KV3_Config.ini"); held in
     // the slot of station 1. False, with a log line, when the site names no such folder.
@@ -167,7 +170,8 @@ class SlotBank {
                        bool quietBox, int operation, bool repeats);
     // Opens a catalogue file at `path` into the slot; files 40..49 are created empty when
     // missing. True when it is open.
-    bool OpenCatalogueFile(int base, int fileNumber, int station, const std::string& path);
+    bool OpenCatalogueFile(int base, int fileNumber, int station, const std::string& path,
+                           int8_t openMode = btr::kOpenNormal);
     // Before the retry of a write that met a conflict: reads its record again (see BTRieve).
     void ReReadAfterConflict(int base, int fileNumber, int station, int keyNumber,
                              const std::string& data, const std::string& key,

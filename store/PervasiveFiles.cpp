@@ -103,7 +103,8 @@ void SlotBank::FermetureFichierBTrieve(int base, int fileNumber, int station) {
     });
 }
 
-bool SlotBank::OpenCatalogueFile(int base, int fileNumber, int station, const std::string& path) {
+bool SlotBank::OpenCatalogueFile(int base, int fileNumber, int station, const std::string& path,
+                                 int8_t openMode) {
     if (!ValidSlot(base, fileNumber, station)) return false;
     // The slot names the file asked for, even a missing one (a later call on the slot names
     // it), and never holds another.
@@ -115,14 +116,15 @@ bool SlotBank::OpenCatalogueFile(int base, int fileNumber, int station, const st
     }
     if (!path.empty() && FileExists(path)) {
         OuvertureFichierBTrieve(base, fileNumber, path, CatalogueEntryFor(fileNumber).recordLength,
-                                station, btr::kOpenNormal);
+                                station, openMode);
     } else {
         TraceLog("Err: File: " + path + " not found");
     }
     return IsFileOpen(base, fileNumber, station);
 }
 
-bool SlotBank::FichierPervasiveOuvrir(int base, int firstStation, int lastStation, int fileNumber) {
+bool SlotBank::FichierPervasiveOuvrir(int base, int firstStation, int lastStation, int fileNumber,
+                                      int8_t openMode) {
     TraceProcedure(kModule, "FichierPervasiveOuvrir");
     const std::string procedure = ProcName("FichierPervasiveOuvrir", kModule);
     return Guarded<bool>(procedure, false, [&] {
@@ -130,7 +132,7 @@ bool SlotBank::FichierPervasiveOuvrir(int base, int firstStation, int lastStatio
         bool all = true;
         for (int station = std::max(firstStation, 1); station <= lastStation; ++station) {
             if (!OpenCatalogueFile(base, fileNumber, station,
-                                   DataFilePath(base, fileNumber, station)))
+                                   DataFilePath(base, fileNumber, station), openMode))
                 all = false;
         }
         return all;

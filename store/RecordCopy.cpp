@@ -29,6 +29,20 @@ int16_t Insert(const RecordCopyJob& job, std::string& record, std::string& keyBu
     return job.target->LastStatus();
 }
 
+// Puts the source slot back on the record just copied after an insert into the same slot moved
+// it: Get Equal on the record's key finds the first record of that value, and the records of
+// the same value read before it in this copy (duplicates come back in insertion order) are
+// stepped over again. Returns the status of the last read.
+int16_t ReadAgain(const RecordCopyJob& job, const std::string& current, long long sameKeyBefore,
+                  std::string& data, std::string& key) {
+    key = current;
+    int16_t status = QuietRead(job, job.descending ? kGetLessOrEqual : kGetEqual, data, key);
+    const uint16_t step = job.descending ? kGetPrevious : kGetNext;
+    for (long long i = 0; i < sameKeyBefore && status == kSuccess; ++i)
+        status = QuietRead(job, step, data, key);
+    return status;
+}
+
 }  // namespace
 
 std::string PrintableKey(const std::string& key) {
@@ -48,8 +62,12 @@ RecordCopyResult CopyRecords(const RecordCopyJob& job) {
     const std::string upper = job.upper.substr(0, std::min(job.upper.size(), keyLength));
     const uint32_t recordLength = CatalogueEntryFor(job.fileNumber).recordLength;
     const uint16_t next = job.descending ? kGetPrevious : kGetNext;
+    const bool sameSlot =
+        job.source == job.target && job.base == job.targetBase && job.station == job.targetStation;
 
     long long seen = 0;
+    long long sameKeyBefore = 0;  // records of the current key value read before this one
+    std::string previous;
     std::string data(recordLength, ' ');
     // Kept across records so that the loop allocates nothing per record.
     std::string current, record, keyBuffer;
@@ -71,13 +89,19 @@ RecordCopyResult CopyRecords(const RecordCopyJob& job) {
         }
         current.assign(key, 0, std::min(key.size(), keyLength));
         if (current > upper || current < lower) break;
+        if (sameSlot) {
+            sameKeyBefore = seen > 0 && current == previous ? sameKeyBefore + 1 : 0;
+            previous = current;
+        }
         record.assign(data);
         RecordAction action = job.rewrite ? job.rewrite(record) : RecordAction::Copy;
         if (action == RecordAction::Stop) {
             result.stopped = true;
             break;
         }
+        bool inserted = false;
         if (action == RecordAction::Copy) {
+            inserted = true;
             int16_t insert = Insert(job, record, keyBuffer);
             while (insert == kDuplicateKey && job.onDuplicate && job.onDuplicate(record))
                 insert = Insert(job, record, keyBuffer);
@@ -99,6 +123,16 @@ RecordCopyResult CopyRecords(const RecordCopyJob& job) {
         if (job.afterRecord && !job.afterRecord()) {
             result.stopped = true;
             break;
+        }
+        if (inserted && sameSlot) {
+            status = ReadAgain(job, current, sameKeyBefore, data, key);
+            if (status != kSuccess) {
+                // The record read a moment ago cannot be found again: say so as a read error
+                // and go on from its key.
+                if (status == kKeyNotFound || status == kEndOfFile) status = kInvalidPositioning;
+                key = current;
+                continue;
+            }
         }
         status = QuietRead(job, next, data, key);
     }

@@ -3,6 +3,11 @@
 // and inserts each record, as the caller's rewrite leaves it, into the target slot. What a
 // failure means (a line, a box, a key typed to resume, the end of the file) is the caller's to
 // say through the hooks; the loop only reports what happened.
+//
+// The target may be the source slot itself (a station's schedule copied to other days of the
+// same station): an insert moves the slot's position onto the new record, so after each one
+// the loop reads its source record again by its own key and goes on from there. The rewritten
+// records must then fall outside the bounds, or the copy would read its own output.
 #pragma once
 
 #include <cstdint>

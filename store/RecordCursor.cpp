@@ -12,6 +12,8 @@ namespace {
 
 constexpr size_t kKeyBuffer = 255;
 
+}  // namespace
+
 // The keys of a Stat answer, each as its segments.
 std::vector<std::vector<btr::KeySpec>> KeysOfStructure(const btr::PbTBtrFileBuf& fileBuf) {
     std::vector<std::vector<btr::KeySpec>> keys;
@@ -26,8 +28,6 @@ std::vector<std::vector<btr::KeySpec>> KeysOfStructure(const btr::PbTBtrFileBuf&
     }
     return keys;
 }
-
-}  // namespace
 
 RecordCursor::RecordCursor(const std::string& client) : bank_(client) {
     bank_.setQuiet(true);

@@ -23,6 +23,9 @@
 
 namespace toverin {
 
+// The keys of a Stat answer, each as its segments.
+std::vector<std::vector<btr::KeySpec>> KeysOfStructure(const btr::PbTBtrFileBuf& fileBuf);
+
 struct CursorSpec {
     std::string path;
     int fileNumber = -1;  // the catalogue number giving the layout; -1: records shown whole

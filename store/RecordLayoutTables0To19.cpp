@@ -24,6 +24,8 @@ RecordLayout Commercials() {
         .Text("Zip Code", 10)
         .Text("Town", 40)
         .Text("Email", 80)
+        .Text("Telephone", 20)  // delivered by the XML import; not a column of the viewer
+        .Hidden()
         .Build();
 }
 

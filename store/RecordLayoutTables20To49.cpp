@@ -153,6 +153,8 @@ RecordLayout Songs() {
         b.Text("Compo.", 5).Text("Author", 5).Text("Forbid_Piece", 8).Text("Interpreter", 5);
         b.Text("Subject", 5);
     }
+    // Whether the song may fill a gap in the schedule, as the XML deliveries say it.
+    b.Text("BoucheTrou", 1).Hidden();
     // The 20 bytes after the modification time, left unnamed by the viewer, carry the song's
     // second text (its version), which lists show after the title: "Title - SecondText".
     return b.Alias("SecondText", "Filler1")
@@ -207,6 +209,8 @@ RecordLayout RecorderSongs() {
         .Text("Title2", 25)
         .Text("Adver_Contract", 9)
         .Text("Curve", 1)
+        // The XML deliveries mark a sound kept outside the base's sound folders here.
+        .Alias("ExternalSound", "Filler")
         .Build();
 }
 

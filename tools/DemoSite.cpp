@@ -9,6 +9,8 @@
 #include "app/DateTime.h"
 #include "app/Ini.h"
 #include "app/Text.h"
+#include "content/ImportXML.h"
+#include "content/ImportXMLCodes.h"
 #include "store/Catalogue.h"
 #include "store/RecordLayout.h"
 #include "store/RecordView.h"
@@ -1532,7 +1534,7 @@ std::string OnDrive(const std::string& root, const std::string& windowsPath) {
     return root + windowsPath.substr(0, 1) + "/" + rest;
 }
 
-bool WriteConfiguration(const std::string& root, DemoSiteResult& result) {
+bool WriteConfiguration(const std::string& root, LocalTime today, DemoSiteResult& result) {
     const std::string settings = root + "Settings/";
     fs::create_directories(settings + "_Local");
     IniDocument site;
@@ -1562,6 +1564,10 @@ bool WriteConfiguration(const std::string& root, DemoSiteResult& result) {
             fs::create_directories(OnDrive(root, value));
         }
         site.Set(section, "Id_Radio", names.identity);
+        const std::string deliveries =
+            OnDrive(root, keys.at("Dossier_Shared") + kImportXMLDossier + "\\");
+        fs::create_directories(deliveries);
+        if (WriteDemoDeliveries(deliveries, today).empty()) return false;
         result.dataFolders.push_back(OnDrive(root, keys.at("Dossier_Data")));
 
         // Each base's own file: its sections are named Base_01 whatever the base's number.
@@ -1583,6 +1589,7 @@ bool WriteConfiguration(const std::string& root, DemoSiteResult& result) {
             }
         }
         if (!systeme.Save(OnDrive(root, config) + "KV3_Systeme.ini")) return false;
+        if (!EcritureBkMus(OnDrive(root, config) + "BK_MUS.ini", MusicSettings())) return false;
     }
     result.configFile = settings + "KV3_Config.ini";
     return site.Save(result.configFile);
@@ -1646,7 +1653,7 @@ DemoSiteResult CreateDemoSite(const std::string& rootFolder, DemoSize size, int 
     if (root.back() != '/') root += '/';
     try {
         fs::create_directories(root);
-        if (!WriteConfiguration(root, result)) {
+        if (!WriteConfiguration(root, today, result)) {
             result.error = "cannot write the configuration files under " + root;
             return result;
         }

@@ -5,7 +5,8 @@
 // data folder "C:\KV_Data\BaseN\", its configuration folder "C:\KV_Config\BaseN\" (with
 // "KV3_Systeme.ini"), its log folder "C:\AudioLog\BaseN\", its local backup folder
 // "D:\KV_Local\BaseN\" and its shared folder "C:\KV_Shared\BaseN\". Drive letters are folders
-// under the root, as the default drive table has them.
+// under the root, as the default drive table has them. Each base's shared folder holds sample XML
+// deliveries in "Import_XML\", and its configuration folder the music settings "BK_MUS.ini".
 //
 // Every record file of the catalogue exists (once per station where the catalogue says so).
 // Dated data runs from `today` minus the history days up to `today` for what has been broadcast
@@ -60,5 +61,10 @@ struct DemoSiteResult {
 // `today` counts.
 DemoSiteResult CreateDemoSite(const std::string& root, DemoSize size, int historyDays,
                               LocalTime today);
+
+// The sample XML deliveries ("Livraison_Commerciale.xml", "Livraison_Programmes.xml") written
+// into `folder` (ending with a separator); their paths, none when one could not be written.
+// Every base of a demo site gets them in the Import tab's default source folder.
+std::vector<std::string> WriteDemoDeliveries(const std::string& folder, LocalTime today);
 
 }  // namespace toverin

@@ -1,8 +1,10 @@
 #include "ui/FrmSetup.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDialogButtonBox>
 #include <QFormLayout>
+#include <QGridLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -11,6 +13,7 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
+#include "app/DateTime.h"
 #include "app/Errors.h"
 #include "app/Log.h"
 #include "app/Registry.h"
@@ -70,6 +73,8 @@ FrmSetup::FrmSetup(QWidget* parent) : QDialog(parent) {
     for (int b = 0; b < Site().baseCount; ++b)
         bases->addTab(BuildBasePage(b, bases), QString::fromStdString(Site().bases[b].label));
     tabs->addTab(bases, "Bases");
+    SftTabsDuplication = BuildDuplicationPage(tabs);
+    tabs->addTab(SftTabsDuplication, "Duplication");
 
     auto* logPage = new QWidget(tabs);
     auto* ll = new QVBoxLayout(logPage);
@@ -86,6 +91,7 @@ FrmSetup::FrmSetup(QWidget* parent) : QDialog(parent) {
     QPushButton* save = buttons->addButton("Enregistrer", QDialogButtonBox::ApplyRole);
     save->setObjectName("CommandEnregistrer");
     connect(save, &QPushButton::clicked, this, &FrmSetup::SaveBaseSettings);
+    connect(save, &QPushButton::clicked, this, &FrmSetup::SaveDuplicationGrid);
     buttons->addButton("Fermer", QDialogButtonBox::RejectRole);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::close);
     layout->addWidget(buttons);
@@ -136,6 +142,98 @@ void FrmSetup::SaveBaseSettings() {
         SaveBackupOptions(b, o);
     }
     TraceLog("FrmSetup: Settings saved");
+}
+
+QWidget* FrmSetup::BuildDuplicationPage(QWidget* parent) {
+    InitSettingsDuplication(duplicationGrid_);
+    auto* page = new QWidget(parent);
+    page->setObjectName("SftTabsDuplication");
+    auto* layout = new QVBoxLayout(page);
+    auto* top = new QHBoxLayout();
+    top->addWidget(new QLabel("Station", page));
+    ComboDuplicationStation = new QComboBox(page);
+    ComboDuplicationStation->setObjectName("ComboDuplicationStation");
+    const BaseConfig& base = Site().bases[static_cast<size_t>(std::max(0, Site().currentBase - 1))];
+    for (int s = 1; s <= kMaxStations; ++s) {
+        ComboDuplicationStation->addItem(
+            QString::fromStdString(s <= static_cast<int>(base.stations.size())
+                                       ? base.stations[static_cast<size_t>(s - 1)].label
+                                       : DefaultStationLabel(s)));
+    }
+    top->addWidget(ComboDuplicationStation);
+    top->addStretch();
+    layout->addLayout(top);
+    layout->addWidget(new QLabel(
+        QString::fromUtf8("Heures où la duplication du conducteur musical peut vider et remplir "
+                          "la station cible:"),
+        page));
+
+    auto* grid = new QGridLayout();
+    grid->setHorizontalSpacing(2);
+    grid->setVerticalSpacing(2);
+    for (int h = 0; h < kGridHours; ++h)
+        grid->addWidget(new QLabel(QString::fromStdString(ZeroPad(h, 2)), page), 0, h + 1,
+                        Qt::AlignCenter);
+    for (int day = 1; day <= kGridWeekdays; ++day) {
+        grid->addWidget(new QLabel(QString::fromStdString(DayName(day)), page), day, 0);
+        for (int h = 0; h < kGridHours; ++h) {
+            const int index = DuplicationGrid::CellIndex(day, h);
+            auto* box = new QCheckBox(page);
+            box->setObjectName(QString("CheckDuplication_%1").arg(index));
+            box->setToolTip(QString::fromStdString(DayName(day) + " " + ZeroPad(h, 2) + "H"));
+            connect(box, &QCheckBox::toggled, this,
+                    [this, index] { CheckDuplication_Click(index); });
+            CheckDuplication[static_cast<size_t>(index)] = box;
+            grid->addWidget(box, day, h + 1, Qt::AlignCenter);
+        }
+    }
+    layout->addLayout(grid);
+    auto* buttons = new QHBoxLayout();
+    const char* captions[] = {"Tout cocher", "Tout décocher"};
+    for (int i = 0; i < 2; ++i) {
+        auto* button = new QPushButton(QString::fromUtf8(captions[i]), page);
+        button->setObjectName(QString("CommandDuplication_%1").arg(i));
+        connect(button, &QPushButton::clicked, this, [this, i] { CommandDuplication_Click(i); });
+        CommandDuplication[static_cast<size_t>(i)] = button;
+        buttons->addWidget(button);
+    }
+    buttons->addStretch();
+    layout->addLayout(buttons);
+    layout->addStretch();
+    connect(ComboDuplicationStation, &QComboBox::currentIndexChanged, this,
+            &FrmSetup::ShowDuplicationStation);
+    ShowDuplicationStation();
+    return page;
+}
+
+int FrmSetup::DuplicationStation() const {
+    return ComboDuplicationStation->currentIndex() + 1;
+}
+
+void FrmSetup::ShowDuplicationStation() {
+    showingGrid_ = true;
+    for (int i = 0; i < kGridCells; ++i)
+        CheckDuplication[static_cast<size_t>(i)]->setChecked(
+            duplicationGrid_.Cell(0, DuplicationStation(), i));
+    showingGrid_ = false;
+}
+
+void FrmSetup::CheckDuplication_Click(int index) {
+    if (showingGrid_) return;
+    // The same sections serve every base: the grid is kept for all of them at once.
+    const bool allowed = CheckDuplication[static_cast<size_t>(index)]->isChecked();
+    for (int base = 0; base < kMaxBases; ++base)
+        duplicationGrid_.SetCell(base, DuplicationStation(), index, allowed);
+}
+
+void FrmSetup::CommandDuplication_Click(int index) {
+    for (int base = 0; base < kMaxBases; ++base)
+        duplicationGrid_.SetAll(base, DuplicationStation(), index == 0);
+    ShowDuplicationStation();
+}
+
+bool FrmSetup::SaveDuplicationGrid() {
+    return SaveSettingsDuplication(duplicationGrid_, 0);
 }
 
 void FrmSetup::RefreshLog() {

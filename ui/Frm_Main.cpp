@@ -29,11 +29,13 @@
 #include "operations/Backup.h"
 #include "store/Pervasive.h"
 #include "ui/ClickOnlyMenu.h"
+#include "ui/DuplicationPages.h"
 #include "ui/EquivalencePages.h"
 #include "ui/FrmSetup.h"
 #include "ui/FrmSplash.h"
 #include "ui/FrmSysTray.h"
 #include "ui/FrmToolsVisualisation.h"
+#include "ui/ImportXMLPages.h"
 #include "ui/OperationPages.h"
 #include "ui/PlanningPages.h"
 #include "ui/SingleInstance.h"
@@ -163,12 +165,22 @@ bool Frm_Main::Form_Load() {
             planning_->Build();
             planning_->scheduler().standbyCheck = [this] { TimerVeille_Timer(); };
             planning_->scheduler().afterTick = [this] { UpdateTrayStatus(); };
+            importXml_ = new ImportXMLPages(this);
+            importXml_->Build();
             if (!timerMainTick)
                 timerMainTick = [this] { planning_->scheduler().TimerMain_Timer(); };
             if (!savePlanning) savePlanning = [this] { planning_->SaveModified(); };
             equivalence_ = new EquivalencePages(this);
             equivalence_->Build();
             if (!saveEquivalence) saveEquivalence = [this] { equivalence_->SaveAll(); };
+            duplication_ = new DuplicationPages(this);
+            duplication_->Build();
+            // The schedule duplication uses the table as the Equivalence tab holds it.
+            duplication_->equivalence = [this](int base) -> const EquivalenceTable* {
+                if (base < 0 || base >= equivalence_->pageCount()) return nullptr;
+                const EquivalencePage& page = equivalence_->page(base);
+                return page.loaded ? &page.table : nullptr;
+            };
             tray_ = new FrmSysTray([this] { ShowFromStandby(); }, [this] { ShowAbout(); }, this);
             if (initOperations) initOperations();
         });
@@ -292,7 +304,8 @@ void Frm_Main::BuildWindow() {
         tabs_->addTab(bases, QString::fromUtf8(MainTabTitle(static_cast<MainTab>(t))));
     }
     setCentralWidget(tabs_);
-    statusBar()->showMessage(Q(Site().name));
+    // A widget of its own, not a status message: the menus' tips would wipe a message away.
+    statusBar()->addWidget(new QLabel(Q(Site().name), this));
     auto* standby = new QPushButton("Mise en veille", this);
     standby->setObjectName("CommandMiseEnVeille");
     connect(standby, &QPushButton::clicked, this, &Frm_Main::CommandMiseEnVeille_Click);

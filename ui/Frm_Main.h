@@ -17,6 +17,8 @@ namespace toverin::ui {
 
 class FrmSplash;
 class EquivalencePages;
+class DuplicationPages;
+class ImportXMLPages;
 class OperationPages;
 class PlanningPages;
 class FrmSysTray;
@@ -92,6 +94,7 @@ class Frm_Main : public QMainWindow {
     OperationPages* pages() const { return operationPages_; }
     PlanningPages* planning() const { return planning_; }
     EquivalencePages* equivalence() const { return equivalence_; }
+    DuplicationPages* duplication() const { return duplication_; }
     FrmSysTray* tray() const { return tray_; }
     // The program is locked by the user-rights lock (quitting is refused).
     bool locked = false;
@@ -125,6 +128,8 @@ class Frm_Main : public QMainWindow {
     OperationPages* operationPages_ = nullptr;
     PlanningPages* planning_ = nullptr;
     EquivalencePages* equivalence_ = nullptr;
+    DuplicationPages* duplication_ = nullptr;
+    ImportXMLPages* importXml_ = nullptr;
     FrmSysTray* tray_ = nullptr;
     QPointer<FrmSetup> setup_;
     QTimer* timerLog_;

@@ -34,8 +34,8 @@ enum Operation : uint16_t {
     kGetLast = 13,
     kCreate = 14,
     kStat = 15,
-    kGetPosition = 22,
-    kGetDirect = 23,
+    kGetPosition = 22,  // the current record's position: 4 bytes (its row id, little-endian)
+    kGetDirect = 23,    // the record at the position in the data buffer's first 4 bytes
     kStop = 25,
     kVersion = 26,
     kReset = 28,

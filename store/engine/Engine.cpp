@@ -51,8 +51,6 @@ struct Handle {
     // it: every read call ends by resetting them all (RecordFile::EndLiveCursors).
     Statement* live = nullptr;
     CursorKind liveKind = CursorKind::kGreater;
-    bool liveForward = true;
-    uint64_t liveResets = 0;
     std::vector<std::array<Statement, kCursorKinds>> cursors;  // per key, prepared on first use
     uint64_t cursorsPath = 0;  // the file's path version they were prepared for
     // For a live cursor that reads its index alone: the statement stepping down the row ids
@@ -289,13 +287,21 @@ void BeforeRead(Handle& h, int key) {
     h.cursorsPath = h.file->pathVersion();
 }
 
-// `forward` is the direction in key order, which a read in row order may run against the ids.
-void MakeLive(Handle& h, Statement& s, CursorKind kind, bool forward) {
+void MakeLive(Handle& h, Statement& s, CursorKind kind) {
     h.live = &s;
     h.liveKind = kind;
-    h.liveForward = forward;
-    h.liveResets = h.file->resets();
     h.file->NoteLiveCursor();
+}
+
+// Reads rows from id `from` on, up or down the ids, for a key read in row order.
+bool SeekRows(Handle& h, int key, bool upTheIds, int64_t from) {
+    CursorKind rows = upTheIds ? CursorKind::kRowsUpFrom : CursorKind::kRowsDownFrom;
+    Statement& s = h.Cursor(key, rows);
+    s.Reset();
+    s.BindInt(1, from);
+    if (!s.Step()) return false;
+    MakeLive(h, s, rows);
+    return true;
 }
 
 // A search on a key in row id order (unique, so never within a group of duplicates). Where its
@@ -310,13 +316,7 @@ bool SeekInRowOrder(Handle& h, int key, CursorKind kind, std::string_view value)
     const bool upTheIds = forward != falling;
     int64_t bound = h.file->FirstRowPast(key, value, orEqual, !upTheIds);
     if (upTheIds && bound == std::numeric_limits<int64_t>::max()) return false;
-    CursorKind rows = upTheIds ? CursorKind::kRowsUpFrom : CursorKind::kRowsDownFrom;
-    Statement& s = h.Cursor(key, rows);
-    s.Reset();
-    s.BindInt(1, upTheIds ? bound : bound - 1);
-    if (!s.Step()) return false;
-    MakeLive(h, s, rows, forward);
-    return true;
+    return SeekRows(h, key, upTheIds, upTheIds ? bound : bound - 1);
 }
 
 bool Seek(Handle& h, int key, CursorKind kind, std::string_view value, int64_t id = 0) {
@@ -330,7 +330,7 @@ bool Seek(Handle& h, int key, CursorKind kind, std::string_view value, int64_t i
     if (rc != SQLITE_OK) throw SqliteError(rc, sqlite3_errstr(rc));
     if (InGroup(kind)) s.BindInt(2, id);
     if (!s.Step()) return false;
-    MakeLive(h, s, kind, Forward(kind));
+    MakeLive(h, s, kind);
     return true;
 }
 
@@ -338,6 +338,14 @@ bool Seek(Handle& h, int key, CursorKind kind, std::string_view value, int64_t i
 // forward or backward, with a search: the statement that read the current record is gone.
 bool Step(Handle& h, bool forward) {
     const KeyDef& key = h.file->layout().keys[h.key];
+    constexpr int64_t kAfterAll = std::numeric_limits<int64_t>::max();
+    if (h.file->PathOf(h.key) == ReadPath::kRowOrder && h.id > 0 && h.id < kAfterAll) {
+        // The place is a row (read, written or deleted): in row order, its neighbours by id
+        // are its neighbours by key.
+        h.live = nullptr;
+        bool upTheIds = forward != h.file->FallsInRowOrder(h.key);
+        return SeekRows(h, h.key, upTheIds, upTheIds ? h.id + 1 : h.id - 1);
+    }
     if (key.duplicates &&
         Seek(h, h.key, forward ? CursorKind::kAfterInGroup : CursorKind::kBeforeInGroup, h.keyValue,
              h.id))
@@ -347,7 +355,7 @@ bool Step(Handle& h, bool forward) {
     // on one side (with duplicates, the group searches above have taken them).
     if (!h.onRecord && !key.duplicates) {
         if (forward && h.id == 0) kind = CursorKind::kGreaterEqual;
-        if (!forward && h.id == std::numeric_limits<int64_t>::max()) kind = CursorKind::kLessEqual;
+        if (!forward && h.id == kAfterAll) kind = CursorKind::kLessEqual;
     }
     return Seek(h, h.key, kind, h.keyValue);
 }
@@ -621,7 +629,7 @@ int16_t GetDirect(Handle& h, void* dataBuffer, uint32_t* dataLength, void* keyBu
         h.onRecord = false;
         return kInvalidPositioning;
     }
-    MakeLive(h, s, CursorKind::kRowAt, true);
+    MakeLive(h, s, CursorKind::kRowAt);
     int16_t status =
         Deliver(h, keyNumber, LiveRow(h, keyNumber), dataBuffer, dataLength, keyBuffer);
     h.live = nullptr;  // Get Next goes on by a search from the place
@@ -746,8 +754,15 @@ int16_t Dispatch(uint16_t operation, void* positionBlock, void* dataBuffer, uint
                 if (operation == kGetDirect)
                     return GetDirect(*h, dataBuffer, dataLength, keyBuffer, keyLength, keyNumber);
                 return Read(*h, operation, dataBuffer, dataLength, keyBuffer, keyLength, keyNumber);
-            } catch (...) {
+            } catch (const SqliteError& e) {
                 h->live = nullptr;  // the failing statement was reset
+                h->aheadRows = h->aheadNext = 0;
+                // A read that failed leaves no current record; one that waited in vain for
+                // another process's lock (84, retried by the caller) changed nothing.
+                if (e.primary() != SQLITE_BUSY && e.primary() != SQLITE_LOCKED) h->onRecord = false;
+                throw;
+            } catch (...) {
+                h->live = nullptr;
                 h->onRecord = false;
                 h->aheadRows = h->aheadNext = 0;
                 throw;

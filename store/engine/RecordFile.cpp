@@ -166,11 +166,14 @@ void RecordFile::ConfigureForMode(int8_t mode, bool firstOpener, bool logFound) 
         wal_ = db_.QueryText("PRAGMA journal_mode") == "wal";
     } else if (sqlite3_db_readonly(db_.get(), "main")) {
         wal_ = db_.QueryText("PRAGMA journal_mode") == "wal";
-    } else if (mode == btr::kOpenAccelerated && firstOpener) {
+    } else if (mode == btr::kOpenAccelerated && firstOpener && Empty()) {
         // A bulk load into a fresh file: with a rollback journal, pages appended beyond the
         // file's original end are never journaled, so the data is written once; WAL would
         // write it twice (log, then checkpoint). Switching fails quietly while another process
-        // has the file open, and the load then runs in the journal it has.
+        // has the file open, and the load then runs in the journal it has. A file that holds
+        // records keeps its journal: its changed pages would all be journaled, and leaving WAL
+        // and coming back costs a checkpoint and syncs at each open and close (a tool that
+        // rewrites part of a station's files opens several of them).
         bulkJournal_ = SetJournal("TRUNCATE");
         if (bulkJournal_) DeferIndexes();
     } else {
@@ -191,6 +194,7 @@ void RecordFile::ConfigureForMode(int8_t mode, bool firstOpener, bool logFound) 
 // there, a rollback journal (DELETE), whose locks the share's own locking carries. Switching
 // needs every other connection gone; while one stays, the file keeps the journal it has.
 bool RecordFile::SetJournal(const char* mode) {
+    walIndexHeader_ = nullptr;  // leaving WAL unmaps it
     std::string now;
     try {
         now = db_.QueryText((std::string("PRAGMA journal_mode=") + mode).c_str());
@@ -229,28 +233,30 @@ void RecordFile::Join(int8_t mode) {
 // memory (documented in SQLite's "WAL-mode file format"): every commit rewrites it, without a
 // system call to read it. With a rollback journal, the data version SQLite keeps for this
 // connection, which costs a read transaction. False when it cannot be read.
-bool RecordFile::ReadCommitMark(std::array<char, 48>& mark) {
+bool RecordFile::ReadCommitMark(CommitMark& mark) {
     mark.fill(0);
     if (wal_) {
-        sqlite3_file* file = nullptr;
-        if (sqlite3_file_control(db_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file) !=
-                SQLITE_OK ||
-            file == nullptr || file->pMethods == nullptr || file->pMethods->iVersion < 2 ||
-            file->pMethods->xShmMap == nullptr)
-            return false;
-        volatile void* region = nullptr;
-        int rc = file->pMethods->xShmMap(file, 0, kShmRegion, 0, &region);
-        if (region == nullptr || (rc != SQLITE_OK && rc != SQLITE_READONLY)) return false;
-        const volatile char* header = static_cast<const volatile char*>(region);
-        for (size_t i = 0; i < mark.size(); ++i) mark[i] = header[i];
+        if (walIndexHeader_ == nullptr) {
+            sqlite3_file* file = nullptr;
+            if (sqlite3_file_control(db_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file) !=
+                    SQLITE_OK ||
+                file == nullptr || file->pMethods == nullptr || file->pMethods->iVersion < 2 ||
+                file->pMethods->xShmMap == nullptr)
+                return false;
+            volatile void* region = nullptr;
+            int rc = file->pMethods->xShmMap(file, 0, kShmRegion, 0, &region);
+            if (region == nullptr || (rc != SQLITE_OK && rc != SQLITE_READONLY)) return false;
+            walIndexHeader_ = static_cast<const volatile uint64_t*>(region);
+        }
+        // 48 bytes, aligned (a mapping starts on a page).
+        for (size_t i = 0; i < mark.size(); ++i) mark[i] = walIndexHeader_[i];
         std::atomic_thread_fence(std::memory_order_acquire);
         return true;
     }
     if (!dataVersion_) dataVersion_ = Statement(db_, "PRAGMA data_version");
     ResetOnExit reset(dataVersion_);
     if (!dataVersion_.Step()) return false;
-    int64_t version = dataVersion_.Int(0);
-    std::memcpy(mark.data(), &version, sizeof version);
+    mark[0] = static_cast<uint64_t>(dataVersion_.Int(0));
     return true;
 }
 
@@ -268,7 +274,7 @@ void RecordFile::Observe() {
     // Nobody else can commit while this connection holds the file exclusively, or keeps the
     // write lock of an open batch.
     if (exclusive_ || batchOpen_) return;
-    std::array<char, 48> mark;
+    CommitMark mark;
     bool known = ReadCommitMark(mark);
     if (known && commitMarkKnown_ && mark == commitMark_) return;
     commitMark_ = mark;
@@ -525,7 +531,7 @@ void RecordFile::BeginWrite(bool accelerated) {
 }
 
 void RecordFile::EndWrite(bool accelerated) {
-    if (batchOpen_ && sqlite3_get_autocommit(db_.get())) batchOpen_ = false;  // rolled back
+    if (batchOpen_ && sqlite3_get_autocommit(db_.get())) LoseBatch();  // rolled back
     if (!batchOpen_) return;
     if (!accelerated)
         CommitBatch(true);
@@ -539,7 +545,7 @@ void RecordFile::CommitBatch(bool durable) {
         try {
             db_.Exec("COMMIT");
         } catch (const SqliteError&) {
-            if (sqlite3_get_autocommit(db_.get())) batchOpen_ = false;
+            if (sqlite3_get_autocommit(db_.get())) LoseBatch();
             throw;
         }
         batchOpen_ = false;
@@ -573,13 +579,17 @@ void RecordFile::RemoveAcceleratedHandle() {
     if (acceleratedHandles_ > 0 && --acceleratedHandles_ == 0) LeaveAcceleratedMode();
 }
 
+bool RecordFile::Empty() {
+    return db_.QueryInt("SELECT count(*) FROM (SELECT 1 FROM records LIMIT 1)") == 0;
+}
+
 void RecordFile::DeferIndexes() {
     // Loading an empty file: an index is built far faster by one sort than by inserting each
     // value at its place, and a bulk copy (a backup) may never be read by most of its keys. So
     // the load writes the rows alone, and each index is built when something first needs it:
     // a read by its key, or a normal write. Unique keys keep refusing duplicates meanwhile
     // (see KeepUniqueOrder).
-    if (db_.QueryInt("SELECT count(*) FROM (SELECT 1 FROM records LIMIT 1)") != 0) return;
+    if (!Empty()) return;
     // The drop is the load's first write and is made durable with it, by the sync at Close
     // (a backup opens a hundred fresh files: two syncs each here cost more than their loads).
     db_.Exec("PRAGMA synchronous=OFF");
@@ -639,7 +649,7 @@ bool RecordFile::BuildIndexForRead(int key) {
         return true;
     } catch (const SqliteError& e) {
         if (batchOpen_ && sqlite3_get_autocommit(db_.get())) {
-            batchOpen_ = false;  // the failure took the open batch with it: say so
+            LoseBatch();  // the failure took the open batch with it: say so
             throw;
         }
         switch (e.primary()) {
@@ -838,8 +848,11 @@ bool RecordFile::OutsideUniqueBounds() {
         if (!boundsKnown_[k]) {
             FlushStaged();  // the range must include every row written
             if (bounds_.empty()) bounds_.resize(layout_.keys.size());
-            Statement range(db_, "SELECT min(" + KeyColumn(static_cast<int>(k)) + "), max(" +
-                                     KeyColumn(static_cast<int>(k)) + ") FROM records");
+            // Two subqueries: SQLite answers a lone min() or max() from the index's ends, but
+            // both in one select scan the whole table.
+            const std::string column = KeyColumn(static_cast<int>(k));
+            Statement range(db_, "SELECT (SELECT min(" + column + ") FROM records), (SELECT max(" +
+                                     column + ") FROM records)");
             if (!range.Step()) return false;
             bounds_[k].empty = sqlite3_column_type(range.get(), 0) == SQLITE_NULL;
             if (!bounds_[k].empty) {
@@ -936,7 +949,7 @@ void RecordFile::FlushStaged() {
         // These rows were acknowledged already: the batch that holds them cannot go on without
         // them, so it goes entirely, and the caller hears of the failure.
         if (!sqlite3_get_autocommit(db_.get())) sqlite3_exec(db_.get(), "ROLLBACK", 0, 0, 0);
-        batchOpen_ = false;
+        LoseBatch();
         newestKnown_ = false;
         throw;
     }
@@ -968,8 +981,15 @@ void RecordFile::LeaveAcceleratedMode() {
     TakeCommitMark();
 }
 
+// The open batch was rolled back: its writes are gone, and so is what handles read of them (rows
+// read ahead, stand-in tables built inside it).
+void RecordFile::LoseBatch() {
+    batchOpen_ = false;
+    ++generation_;
+}
+
 void RecordFile::AfterFailedWrite() {
-    if (batchOpen_ && sqlite3_get_autocommit(db_.get())) batchOpen_ = false;
+    if (batchOpen_ && sqlite3_get_autocommit(db_.get())) LoseBatch();
     if (!batchOpen_) stagedRows_ = 0;  // they went with their batch
     newestKnown_ = false;
 }

@@ -126,17 +126,20 @@ class RecordFile {
     bool SetJournal(const char* mode);
     const char* NormalJournal() const { return network_ ? "DELETE" : "WAL"; }
     void NoteFileSystem(int8_t mode, const std::string& type);
-    bool ReadCommitMark(std::array<char, 48>& mark);
+    using CommitMark = std::array<uint64_t, 6>;
+    bool ReadCommitMark(CommitMark& mark);
     void TakeCommitMark();
     void Observe();
     void AfterOutsideChange();
     void BuildStandIn(int key);
     void ApplySync();
     void AfterFailedWrite();
+    void LoseBatch();
     void BeginWrite(bool accelerated);
     void EndWrite(bool accelerated);
     void CommitBatch(bool durable);
     void LeaveAcceleratedMode();
+    bool Empty();
     void DeferIndexes();
     void LoadPendingIndexes();
     void BuildIndex(size_t key);
@@ -201,8 +204,11 @@ class RecordFile {
     bool network_ = false;
     // What tells another connection's commit: the log's index header in shared memory (WAL), or
     // the data version SQLite keeps per connection (rollback journal).
-    std::array<char, 48> commitMark_{};
+    CommitMark commitMark_{};
     bool commitMarkKnown_ = false;
+    // The log index's header, mapped by SQLite while the file is in WAL (cleared whenever the
+    // journal changes, which may unmap it).
+    const volatile uint64_t* walIndexHeader_ = nullptr;
     int acceleratedHandles_ = 0;
     bool bulkJournal_ = false;  // journal switched from WAL to a rollback journal for a bulk load
     bool batchOpen_ = false;

@@ -129,10 +129,21 @@ TEST(LogFile, UnwritableFolderLosesTheBatchWithoutThrowing) {
     TempDir dir;
     ScopedLogAndRegistry env(dir);
     testing::WriteFile(dir.file("blocker"), "x");
+    const std::string folder = LogConfig().folder;
     LogConfig().folder = dir.file("blocker") + "/sub/";
-    TraceLog("lost");
+    EXPECT_NO_THROW({
+        TraceLog("lost");
+        TraceLogForce();
+    });
+    EXPECT_EQ(testing::ReadFile(dir.file("blocker")), "x") << "nothing written over the file";
+
+    // The folder back: later lines are written, the lost batch is not carried along.
+    LogConfig().folder = folder;
+    TraceLog("kept");
     TraceLogForce();
-    SUCCEED();
+    const std::string day = testing::ReadFile(LogFilePath(AppClock().Now()));
+    EXPECT_NE(day.find("kept"), std::string::npos);
+    EXPECT_EQ(day.find("lost"), std::string::npos);
 }
 
 }  // namespace

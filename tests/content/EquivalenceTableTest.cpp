@@ -1,4 +1,4 @@
-// The equivalence table on the demo site's record files: loading each station's texts, saving
+// The equivalence table on the demo site's record files: loading the cells' texts, saving
 // and loading again, the matching rule the duplication uses, and the tree's drops and the cell
 // menu's questions.
 #include <gtest/gtest.h>
@@ -63,7 +63,7 @@ class DemoEquivalence : public testing::SiteFixture {
     SlotBank bank{"Equivalence"};
 };
 
-TEST_F(DemoEquivalence, LoadShowsEachStationsOwnTextsAndKeepsTheCodesOfGoneEntries) {
+TEST_F(DemoEquivalence, LoadShowsStationOnesTextsThenTheColumnsOwnAndKeepsTheCodesOfGoneEntries) {
     EquivalenceTable table;
     ASSERT_TRUE(table.Load(bank, 0));
     EXPECT_TRUE(table.complete());
@@ -75,7 +75,8 @@ TEST_F(DemoEquivalence, LoadShowsEachStationsOwnTextsAndKeepsTheCodesOfGoneEntri
         for (int s = 1; s <= 3; ++s) {
             const std::string code = "0009" + std::to_string(s) + ZeroPad(r, 3);
             EXPECT_EQ(table.CellAt(r, s).code, code);
-            // Each station's own song, read from that station's songs file.
+            // Station 1 does not hold the other stations' songs: each is read from its own
+            // column's station.
             EXPECT_EQ(table.CellAt(r, s).shown, SongText(s, code)) << r << " " << s;
         }
     }
@@ -86,12 +87,26 @@ TEST_F(DemoEquivalence, LoadShowsEachStationsOwnTextsAndKeepsTheCodesOfGoneEntri
     EXPECT_FALSE(bank.IsFileOpen(0, 46, 1)) << "the files are held only while loading";
     EXPECT_FALSE(bank.IsFileOpen(0, 22, 2));
 
+    // Station 1 holds the table: a code it knows is shown with its text, whatever the column.
+    {
+        std::string song = Read(22, 1, "00091004");
+        ASSERT_FALSE(song.empty());
+        RecordView(22, song).SetText("SongId", "00092004");
+        SlotBank writer("test");
+        ASSERT_TRUE(writer.FichierPervasiveOuvrir(0, 1, 1, 22));
+        std::string key;
+        writer.BTRieve(0, btr::kInsert, song, key, 0, 22, 1, "test");
+        ASSERT_EQ(writer.LastStatus(), 0);
+    }
     // A song and a category deleted meanwhile: their cells keep their codes, show nothing, and
     // are saved as they were.
     Delete(22, 2, "00092003");
+    Delete(21, 1, "CATEGHITS ");
     Delete(21, 3, "CATEGHITS ");
     const std::vector<std::string> before = File46();
     ASSERT_TRUE(table.Load(bank, 0));
+    EXPECT_EQ(table.CellAt(4, 2).shown, SongText(1, "00091004"));
+    EXPECT_NE(table.CellAt(4, 2).shown, SongText(2, "00092004"));
     EXPECT_EQ(table.CellAt(3, 2).code, "00092003");
     EXPECT_EQ(table.CellAt(3, 2).shown, "");
     EXPECT_EQ(table.CellAt(6, 3).code, "CATEGHITS ");

@@ -11,6 +11,7 @@
 #include "app/Paths.h"
 #include "app/Site.h"
 #include "app/Text.h"
+#include "content/ImportXML.h"
 #include "store/Catalogue.h"
 #include "store/RecordView.h"
 #include "store/engine/EngineFile.h"
@@ -116,6 +117,13 @@ TEST_F(DemoSiteTest, EveryCatalogueFileExistsAndTheProgramFindsTheBases) {
         EXPECT_EQ(base.stationCount, 3);
         EXPECT_EQ(base.configFolder,
                   dir->folder() + "site/C/KV_Config/Base" + std::to_string(b + 1) + "/");
+        // Sample deliveries wait in the Import tab's default folder, with the music settings.
+        const std::string source = ImportXMLDossierSourceParDefaut(b);
+        EXPECT_EQ(source,
+                  dir->folder() + "site/C/KV_Shared/Base" + std::to_string(b + 1) + "/Import_XML/");
+        EXPECT_TRUE(fs::exists(source + "Livraison_Commerciale.xml"));
+        EXPECT_TRUE(fs::exists(source + "Livraison_Programmes.xml"));
+        EXPECT_TRUE(fs::exists(base.configFolder + "BK_MUS.ini"));
     }
     EXPECT_EQ(Site().bases[0].label, "Kavella FM");
     EXPECT_EQ(Site().bases[0].stations[1].label, "Kavella Arras");

@@ -107,9 +107,10 @@ TEST(EngineCrash, KilledNormalWriterKeepsEveryAcknowledgedWrite) {
             // Every fourth insert m rewrites m - 1 and deletes m - 2.
             bool deleted = n % 4 == 2 && n + 2 <= acknowledged;
             bool rewritten = n % 4 == 3 && n + 1 <= acknowledged;
-            ASSERT_EQ(f.Get(btr::kGetEqual, 0, SongNumber(n)),
-                      deleted ? btr::kKeyNotFound : btr::kSuccess)
-                << n;
+            int16_t status = f.Get(btr::kGetEqual, 0, SongNumber(n));
+            // The kill may come after the next insert's delete and before its acknowledgement.
+            if (n % 4 == 2 && n + 2 == acknowledged + 1 && status == btr::kKeyNotFound) continue;
+            ASSERT_EQ(status, deleted ? btr::kKeyNotFound : btr::kSuccess) << n;
             if (rewritten) {
                 EXPECT_EQ(f.record.substr(6, 9), "Rewritten") << n;
             }

@@ -59,7 +59,7 @@ TEST_F(EngineNavigation, SearchesOnAUniqueKey) {
     EXPECT_EQ(songs.record, Song(30, "T"));
     EXPECT_EQ(songs.key.substr(0, 6), "000030") << "the key comes back in the key buffer";
     EXPECT_EQ(songs.Get(btr::kGetEqual, 0, SongNumber(31)), btr::kKeyNotFound);
-    // A failed Get Equal keeps the previous position.
+    // A failed Get Equal stands where its value would: Get Next goes on from there.
     ASSERT_EQ(songs.Get(btr::kGetNext, 0), btr::kSuccess);
     EXPECT_EQ(songs.number(), 40);
 
