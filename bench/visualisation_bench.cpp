@@ -16,13 +16,11 @@
 // --exports the exports measured (default all four); --file measures a record file of the given
 // catalogue number (station 1) instead of making a site, the grid's songs file left out: a site
 // kept by an earlier run (TOVERIN_BENCH_KEEP) serves again while an export is being tuned.
-#include <sys/resource.h>
 #include <QApplication>
 #include <QHeaderView>
 #include <QScrollBar>
 #include <QTableView>
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -33,6 +31,7 @@
 #include "app/Clock.h"
 #include "app/Paths.h"
 #include "app/Text.h"
+#include "bench/BenchSupport.h"
 #include "exports/Export.h"
 #include "operations/DataExport.h"
 #include "store/Catalogue.h"
@@ -47,16 +46,10 @@ namespace {
 
 using namespace toverin;
 namespace fs = std::filesystem;
-using Steady = std::chrono::steady_clock;
-
-double Seconds(Steady::time_point start) {
-    return std::chrono::duration<double>(Steady::now() - start).count();
-}
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values.empty() ? 0 : values[values.size() / 2];
-}
+using bench::CpuSeconds;
+using bench::Median;
+using bench::Seconds;
+using bench::Steady;
 
 // "VmRSS" or "VmHWM" of /proc/self/status, in MB.
 double MemoryMb(const char* field) {
@@ -71,14 +64,6 @@ double MemoryMb(const char* field) {
 // Starts a new peak: the kernel forgets the resident set's high-water mark.
 void ResetPeak() {
     std::ofstream("/proc/self/clear_refs") << "5";
-}
-
-// Processor time (user + system) of the process itself or of its finished children.
-double CpuSeconds(int who) {
-    rusage usage{};
-    getrusage(who, &usage);
-    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec +
-           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
 struct Result {
