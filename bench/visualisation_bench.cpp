@@ -48,6 +48,7 @@ using namespace toverin;
 namespace fs = std::filesystem;
 using bench::CpuSeconds;
 using bench::Median;
+using bench::QuietDisk;
 using bench::Seconds;
 using bench::Steady;
 
@@ -73,6 +74,7 @@ struct Result {
 };
 
 Result ExportOnce(ExportFormat format, const CursorSpec& spec, const std::string& target) {
+    QuietDisk();
     ResetPeak();
     auto start = Steady::now();
     const double cpu = CpuSeconds(RUSAGE_SELF);
@@ -92,6 +94,7 @@ Result ExportOnce(ExportFormat format, const CursorSpec& spec, const std::string
 
 Result SqliteCsv(const std::string& path, const std::string& target) {
     std::string command = "sqlite3 -csv '" + path + "' 'SELECT * FROM records' > '" + target + "'";
+    QuietDisk();
     auto start = Steady::now();
     const double cpu = CpuSeconds(RUSAGE_CHILDREN);
     if (std::system(command.c_str()) != 0) {
