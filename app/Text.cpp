@@ -112,13 +112,6 @@ std::string Trim(std::string_view text) {
     return std::string(TrimView(text));
 }
 
-std::string_view TrimView(std::string_view text) {
-    size_t b = 0, e = text.size();
-    while (b < e && IsBlank(text[b])) ++b;
-    while (e > b && IsBlank(text[e - 1])) --e;
-    return text.substr(b, e - b);
-}
-
 std::string TrimRight(std::string_view text) {
     size_t e = text.size();
     while (e > 0 && IsBlank(text[e - 1])) --e;

@@ -17,7 +17,12 @@ inline bool IsBlank(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 std::string Trim(std::string_view text);
-std::string_view TrimView(std::string_view text);
+inline std::string_view TrimView(std::string_view text) {
+    size_t b = 0, e = text.size();
+    while (b < e && IsBlank(text[b])) ++b;
+    while (e > b && IsBlank(text[e - 1])) --e;
+    return text.substr(b, e - b);
+}
 std::string TrimRight(std::string_view text);
 std::string UpperAscii(std::string_view text);
 std::string UpperCp1252(std::string_view bytes);

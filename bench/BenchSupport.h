@@ -1,7 +1,8 @@
-// What every benchmark measures with: wall time, processor time, medians.
+// What every benchmark measures with: wall time, processor time, medians, a quiet disk.
 #pragma once
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -31,6 +32,13 @@ inline double CpuSeconds(int who = RUSAGE_SELF) {
         return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6;
     };
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+// Writes out whatever the measure before left dirty, untimed, so that each measure starts from
+// a quiet disk instead of paying for the writes of the one before (a site just made, the last
+// export's file).
+inline void QuietDisk() {
+    ::sync();
 }
 
 }  // namespace toverin::bench

@@ -42,6 +42,7 @@
 #include "app/Progress.h"
 #include "app/Registry.h"
 #include "app/Site.h"
+#include "bench/BenchSupport.h"
 #include "operations/Backup.h"
 #include "operations/BackupSettings.h"
 #include "operations/OperationState.h"
@@ -102,12 +103,9 @@ std::string CpuModel() {
     return "unknown";
 }
 
-// Writes out whatever the measure before left dirty, untimed, so that each measure starts from
-// a quiet disk (as a weekday's backup finds last week's copies long written) instead of paying
-// for the writes of the one before.
-void QuietDisk() {
-    ::sync();
-}
+// Each measure starts from a quiet disk, as a weekday's backup finds last week's copies long
+// written.
+using bench::QuietDisk;
 
 // The demo site is made by bulk loads, which put every index off until a read by its key or a
 // normal write needs it. A backup reads its sources read-only, which builds no index (it reads

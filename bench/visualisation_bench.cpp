@@ -8,17 +8,19 @@
 //     `sqlite3 -csv FILE "SELECT * FROM records"` to a file, and the peak memory of each.
 //
 //   visualisation_bench [--size small|medium|large] [--dir FOLDER] [--repeat N]
+//                       [--grid-records N] [--exports csv,xml,xlsx,xls] [--file PATH:NUMBER]
 //
 // --size chooses the demo site (default large); --dir the working folder (default: the system
 // temporary folder; emptied first, removed at the end unless TOVERIN_BENCH_KEEP is set);
-// --repeat runs each export and its peer N times (default 3) and keeps the medians.
-#include <sys/resource.h>
+// --repeat runs each export and its peer N times (default 3) and keeps the medians;
+// --exports the exports measured (default all four); --file measures a record file of the given
+// catalogue number (station 1) instead of making a site, the grid's songs file left out: a site
+// kept by an earlier run (TOVERIN_BENCH_KEEP) serves again while an export is being tuned.
 #include <QApplication>
 #include <QHeaderView>
 #include <QScrollBar>
 #include <QTableView>
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -29,6 +31,7 @@
 #include "app/Clock.h"
 #include "app/Paths.h"
 #include "app/Text.h"
+#include "bench/BenchSupport.h"
 #include "exports/Export.h"
 #include "operations/DataExport.h"
 #include "store/Catalogue.h"
@@ -43,16 +46,11 @@ namespace {
 
 using namespace toverin;
 namespace fs = std::filesystem;
-using Steady = std::chrono::steady_clock;
-
-double Seconds(Steady::time_point start) {
-    return std::chrono::duration<double>(Steady::now() - start).count();
-}
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values.empty() ? 0 : values[values.size() / 2];
-}
+using bench::CpuSeconds;
+using bench::Median;
+using bench::QuietDisk;
+using bench::Seconds;
+using bench::Steady;
 
 // "VmRSS" or "VmHWM" of /proc/self/status, in MB.
 double MemoryMb(const char* field) {
@@ -69,14 +67,6 @@ void ResetPeak() {
     std::ofstream("/proc/self/clear_refs") << "5";
 }
 
-// Processor time (user + system) of the process itself or of its finished children.
-double CpuSeconds(int who) {
-    rusage usage{};
-    getrusage(who, &usage);
-    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec +
-           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
 struct Result {
     double seconds;
     double cpu;
@@ -84,6 +74,7 @@ struct Result {
 };
 
 Result ExportOnce(ExportFormat format, const CursorSpec& spec, const std::string& target) {
+    QuietDisk();
     ResetPeak();
     auto start = Steady::now();
     const double cpu = CpuSeconds(RUSAGE_SELF);
@@ -103,6 +94,7 @@ Result ExportOnce(ExportFormat format, const CursorSpec& spec, const std::string
 
 Result SqliteCsv(const std::string& path, const std::string& target) {
     std::string command = "sqlite3 -csv '" + path + "' 'SELECT * FROM records' > '" + target + "'";
+    QuietDisk();
     auto start = Steady::now();
     const double cpu = CpuSeconds(RUSAGE_CHILDREN);
     if (std::system(command.c_str()) != 0) {
@@ -185,6 +177,7 @@ int main(int argc, char** argv) {
     std::string folder = (fs::temp_directory_path() / "toverin-visualisation-bench").string();
     int repeat = 3;
     long long gridRecords = 1000000;
+    std::string exports = "csv,xml,xlsx,xls", file;
     for (int i = 1; i + 1 < argc; i += 2) {
         std::string option = argv[i], value = argv[i + 1];
         if (option == "--size" && ParseDemoSize(value, size)) continue;
@@ -192,27 +185,43 @@ int main(int argc, char** argv) {
             folder = value;
         else if (option == "--grid-records")
             gridRecords = std::atoll(value.c_str());
+        else if (option == "--exports")
+            exports = value;
+        else if (option == "--file")
+            file = value;
         else if (option == "--repeat")
             repeat = std::max(1, std::atoi(value.c_str()));
         else {
             std::fprintf(stderr,
                          "usage: visualisation_bench [--size small|medium|large] "
-                         "[--dir FOLDER] [--repeat N] [--grid-records N]\n");
+                         "[--dir FOLDER] [--repeat N] [--grid-records N] "
+                         "[--exports csv,xml,xlsx,xls] [--file PATH:NUMBER]\n");
             return 2;
         }
     }
     std::printf("visualisation_bench --size %s --repeat %d\n", DemoSizeName(size), repeat);
-    fs::remove_all(folder);
-    fs::create_directories(folder);
-    std::printf("Making the %s demo site in %s ...\n", DemoSizeName(size), folder.c_str());
-    DemoSiteResult demo = CreateDemoSite(folder + "/site/", size, -1, AppClock().Now());
-    if (!demo.ok) {
-        std::fprintf(stderr, "demo site: %s\n", demo.error.c_str());
-        return 1;
+    DemoFile biggest;
+    if (!file.empty()) {
+        const size_t colon = file.rfind(':');
+        biggest.path = file.substr(0, colon);
+        biggest.fileNumber = colon == std::string::npos ? -1 : std::atoi(file.c_str() + colon + 1);
+        biggest.station = 1;
+        gridRecords = 0;
+        folder = fs::path(biggest.path).parent_path().string() + "/bench-exports";
+        fs::create_directories(folder);
+    } else {
+        fs::remove_all(folder);
+        fs::create_directories(folder);
+        std::printf("Making the %s demo site in %s ...\n", DemoSizeName(size), folder.c_str());
+        DemoSiteResult demo = CreateDemoSite(folder + "/site/", size, -1, AppClock().Now());
+        if (!demo.ok) {
+            std::fprintf(stderr, "demo site: %s\n", demo.error.c_str());
+            return 1;
+        }
+        biggest = *std::max_element(
+            demo.files.begin(), demo.files.end(),
+            [](const DemoFile& a, const DemoFile& b) { return a.records < b.records; });
     }
-    const DemoFile biggest = *std::max_element(
-        demo.files.begin(), demo.files.end(),
-        [](const DemoFile& a, const DemoFile& b) { return a.records < b.records; });
     const CursorSpec spec{
         biggest.path, biggest.fileNumber, 0, "", "", 0, std::max(1, biggest.station)};
     std::printf("File %d \"%s\": %s, %lld records, %.1f MB\n\n", biggest.fileNumber,
@@ -220,7 +229,7 @@ int main(int argc, char** argv) {
                 fs::file_size(biggest.path) / 1e6);
 
     // 1. The grid, on that file and on a songs file of a million records.
-    MeasureGrid(spec);
+    if (file.empty()) MeasureGrid(spec);
     if (gridRecords > 0) MeasureGrid(MakeSongs(folder + "/FRADA22.bt6", gridRecords));
 
     // 2. The exports against sqlite3 -csv of the same file.
@@ -243,6 +252,9 @@ int main(int argc, char** argv) {
     std::printf("sqlite3 -csv of the file       %8.3f s, processor %.3f s  (%.1f MB written)\n",
                 Median(peer), Median(peerCpu), fs::file_size(folder + "/peer.csv") / 1e6);
     for (const Measure& m : measures) {
+        if (("," + exports + ",").find("," + std::string(ExportExtension(m.format)) + ",") ==
+            std::string::npos)
+            continue;
         std::vector<double> times, cpus, peaks;
         const std::string target = folder + "/export." + ExportExtension(m.format);
         for (int r = 0; r < repeat; ++r) {
@@ -261,6 +273,6 @@ int main(int argc, char** argv) {
             m.target > 0 ? (ratio <= m.target ? " (target met)" : " (target missed)") : "",
             *std::max_element(peaks.begin(), peaks.end()), fs::file_size(target) / 1e6);
     }
-    if (!std::getenv("TOVERIN_BENCH_KEEP")) fs::remove_all(folder);
+    if (!std::getenv("TOVERIN_BENCH_KEEP") && file.empty()) fs::remove_all(folder);
     return 0;
 }

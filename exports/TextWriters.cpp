@@ -2,8 +2,11 @@
 // (toverinctl's standard output).
 #include <libxml/xmlwriter.h>
 
+#include <array>
+#include <cstdint>
 #include <cstring>
 #include <fstream>
+#include <string_view>
 #include <vector>
 
 #include "exports/Writers.h"
@@ -12,20 +15,28 @@ namespace toverin {
 
 namespace {
 
-// Where a text export writes: its own file (the work path) or a stream it is lent.
+// Where a text export writes: its own file (the work path) or a stream it is lent. The writers
+// put their text together in Pending() and it goes on to the stream a megabyte at a time: a file
+// stream hands any piece of a kilobyte or more straight to the system, one call per piece, so
+// that rows passed one by one would cost a system call each.
 class TextOutput {
   public:
+    static constexpr size_t kPiece = 1 << 20;
+
     TextOutput(const std::string& path, std::ostream* lent) : out_(lent) {
+        pending_.reserve(kPiece + (64 << 10));
         if (out_) return;
-        file_.rdbuf()->pubsetbuf(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
         file_.open(path, std::ios::binary | std::ios::trunc);
         out_ = &file_;
     }
     bool Good() const { return out_->good(); }
-    std::ostream& Stream() { return *out_; }
+    // The text not yet written; a writer appends to it, then calls Written.
+    std::string& Pending() { return pending_; }
+    bool Written() { return pending_.size() < kPiece || Flush(); }
     bool Close() {
+        bool good = Flush();
         out_->flush();
-        bool good = out_->good();
+        good = good && out_->good();
         if (out_ == &file_) {
             file_.close();
             good = good && !file_.fail();
@@ -34,25 +45,53 @@ class TextOutput {
     }
 
   private:
-    std::vector<char> buffer_ = std::vector<char>(1 << 20);
+    bool Flush() {
+        out_->write(pending_.data(), static_cast<std::streamsize>(pending_.size()));
+        pending_.clear();
+        return out_->good();
+    }
+
+    std::string pending_;
     std::ofstream file_;
     std::ostream* out_;
 };
 
+// What a byte of a cell asks of a writer. Most cells are printable ASCII without a character
+// that means something to the format, and are copied as they are.
+enum ByteNeeds : uint8_t {
+    kCleanUp = 1,    // a control character or a byte of a multi-byte character: see CellText
+    kCsvQuote = 2,   // ';' or '"' in a CSV field
+    kXmlEscape = 4,  // '&', '<', '>' or '"' in XML text
+};
+
+constexpr std::array<uint8_t, 256> kByteNeeds = [] {
+    std::array<uint8_t, 256> needs{};
+    for (int c = 0; c < 256; ++c) needs[c] = c < 0x20 || c >= 0x80 ? kCleanUp : 0;
+    needs[';'] |= kCsvQuote;
+    needs['"'] |= kCsvQuote | kXmlEscape;
+    needs['&'] |= kXmlEscape;
+    needs['<'] |= kXmlEscape;
+    needs['>'] |= kXmlEscape;
+    return needs;
+}();
+
+// True when no byte of `text` needs any of `needs`.
+bool AsIs(std::string_view text, uint8_t needs) {
+    for (char c : text) {
+        if (kByteNeeds[static_cast<unsigned char>(c)] & needs) return false;
+    }
+    return true;
+}
+
 // ---- CSV: ';' between fields, a field holding ';' or '"' quoted with its quotes doubled.
 
 void AppendCsvField(std::string& line, const std::string& value) {
-    bool plain = true;
-    for (char c : value) {
-        auto u = static_cast<unsigned char>(c);
-        plain = plain && u >= 0x20 && u < 0x80 && c != ';' && c != '"';
-    }
-    if (plain) {
+    if (AsIs(value, kCleanUp | kCsvQuote)) {
         line += value;
         return;
     }
     std::string text = CellText(value);
-    if (text.find_first_of(";\"") == std::string::npos) {
+    if (AsIs(text, kCsvQuote)) {
         line += text;
         return;
     }
@@ -81,26 +120,24 @@ class CsvWriter final : public ExportWriter {
     bool Close() override { return output_.Close(); }
 
     bool WriteLine(const std::vector<std::string>& values) {
-        line_.clear();
+        std::string& line = output_.Pending();
         for (size_t i = 0; i < values.size(); ++i) {
-            if (i > 0) line_ += ';';
-            AppendCsvField(line_, values[i]);
+            if (i > 0) line += ';';
+            AppendCsvField(line, values[i]);
         }
-        line_ += '\n';
-        output_.Stream().write(line_.data(), static_cast<std::streamsize>(line_.size()));
-        return output_.Good();
+        line += '\n';
+        return output_.Written();
     }
 
     TextOutput output_;
-    std::string line_;
 };
 
 // ---- XML through libxml2's text writer, which escapes the text and declares the encoding.
 
-int WriteToStream(void* context, const char* buffer, int length) {
-    auto* out = static_cast<std::ostream*>(context);
-    out->write(buffer, length);
-    return out->good() ? length : -1;
+int WriteToOutput(void* context, const char* buffer, int length) {
+    auto* out = static_cast<TextOutput*>(context);
+    out->Pending().append(buffer, static_cast<size_t>(length));
+    return out->Written() ? length : -1;
 }
 
 int CloseNothing(void*) {
@@ -111,6 +148,55 @@ const xmlChar* X(const char* text) {
     return reinterpret_cast<const xmlChar*>(text);
 }
 
+// The element tags of the columns, held in one piece with room to spare after each, so that a
+// tag is copied as one fixed-size move: most are under 32 bytes.
+class ColumnTags {
+  public:
+    static constexpr size_t kMove = 32;
+
+    ColumnTags() = default;
+    explicit ColumnTags(const std::vector<std::string>& names) {
+        for (const std::string& n : names) Add(n);
+    }
+    void Add(const std::string& name) {
+        columns_.push_back({Put("<" + name + ">"), Put("</" + name + ">"), Put("<" + name + "/>")});
+    }
+    size_t size() const { return columns_.size(); }
+    // The most a row of `columns` cells adds besides the cells' own text.
+    size_t RowBytes() const { return bytes_; }
+
+    struct Tag {
+        uint32_t at, size;
+    };
+    struct Column {
+        Tag open, close, empty;
+    };
+    const Column& operator[](size_t column) const { return columns_[column]; }
+
+    // Copies `tag` to `to`, which has kMove bytes of room past it; returns the end.
+    char* Copy(char* to, Tag tag) const {
+        const char* from = text_.data() + tag.at;
+        if (tag.size <= kMove)
+            std::memcpy(to, from, kMove);
+        else
+            std::memcpy(to, from, tag.size);
+        return to + tag.size;
+    }
+
+  private:
+    Tag Put(const std::string& tag) {
+        Tag placed{static_cast<uint32_t>(text_.size()), static_cast<uint32_t>(tag.size())};
+        text_.insert(text_.end(), tag.begin(), tag.end());
+        text_.resize(text_.size() + kMove);
+        bytes_ += tag.size();
+        return placed;
+    }
+
+    std::vector<char> text_;
+    std::vector<Column> columns_;
+    size_t bytes_ = 0;
+};
+
 class XmlWriter final : public ExportWriter {
   public:
     XmlWriter(const std::string& path, std::ostream* out, const ExportOptions& options)
@@ -120,85 +206,101 @@ class XmlWriter final : public ExportWriter {
             return;
         }
         xmlOutputBufferPtr buffer =
-            xmlOutputBufferCreateIO(WriteToStream, CloseNothing, &output_.Stream(), nullptr);
+            xmlOutputBufferCreateIO(WriteToOutput, CloseNothing, &output_, nullptr);
         if (buffer) writer_.reset(xmlNewTextWriter(buffer));  // the writer owns the buffer
         bool started = writer_ &&
                        xmlTextWriterStartDocument(writer_.get(), "1.0", "UTF-8", nullptr) >= 0 &&
                        xmlTextWriterStartElement(writer_.get(), X("root_element")) >= 0;
         if (!started) Fail("cannot start the XML document");
+        batch_.resize(kBatch + (kBatch >> 2));
     }
 
   private:
+    static constexpr size_t kBatch = 64 << 10;
+    static constexpr std::string_view kRowStart = "\n  <collection_element>";
+    static constexpr std::string_view kRowEnd = "</collection_element>";
+
     bool WriteHeadings(const std::vector<std::string>& headings) override {
-        tags_ = TagsOf(XmlElementNames(headings));
+        tags_ = ColumnTags(XmlElementNames(headings));
         return true;
     }
 
-    // One record per line; a blank cell is an empty element ("<Album/>"). The row is put
-    // together here and handed to the writer whole: the element names are valid names made
-    // once per column, and a text that holds a character to escape goes through libxml2's own
-    // escaping (most cells hold none, and would come out of it unchanged).
+    // One record per line; a blank cell is an empty element ("<Album/>"). The rows are put
+    // together here and go to the writer some 64 kB at a time: the element names are valid names
+    // made once per column, and a text that holds a character to escape goes through libxml2's
+    // own escaping (most cells hold none, and would come out of it unchanged).
     bool WriteRow(const std::vector<std::string>& cells,
                   const std::vector<std::string>* headings) override {
-        const std::vector<Tags>* tags = &tags_;
+        ColumnTags* tags = &tags_;
         if (headings) {
             if (*headings != rowHeadings_) {
                 rowHeadings_ = *headings;
-                rowTags_ = TagsOf(XmlElementNames(*headings));
+                rowTags_ = ColumnTags(XmlElementNames(*headings));
             }
             tags = &rowTags_;
         }
-        row_ = "\n  <collection_element>";
+        while (tags->size() < cells.size()) tags->Add("Column_" + std::to_string(tags->size() + 1));
+        size_t bound = kRowStart.size() + kRowEnd.size() + tags->RowBytes();
+        for (const std::string& cell : cells) bound += cell.size();
+        char* out = Room(bound);
+        out = Append(out, kRowStart);
         for (size_t i = 0; i < cells.size(); ++i) {
-            if (i >= tags->size()) {
-                extraTags_ = TagsOf({"Column_" + std::to_string(i + 1)});
-                AppendCell(extraTags_[0], cells[i]);
+            const ColumnTags::Column& column = (*tags)[i];
+            const std::string& value = cells[i];
+            if (value.empty()) {
+                out = tags->Copy(out, column.empty);
+            } else if (AsIs(value, kCleanUp | kXmlEscape)) {
+                out = tags->Copy(out, column.open);
+                out = Append(out, value);
+                out = tags->Copy(out, column.close);
             } else {
-                AppendCell((*tags)[i], cells[i]);
+                out = AppendEscaped(out, *tags, column, value);
             }
         }
-        row_ += "</collection_element>";
-        return xmlTextWriterWriteRawLen(writer_.get(), X(row_.c_str()),
-                                        static_cast<int>(row_.size())) >= 0;
+        used_ = Append(out, kRowEnd) - batch_.data();
+        return used_ < kBatch || Pass();
     }
 
-    struct Tags {
-        std::string open, close, empty;
-    };
-
-    static std::vector<Tags> TagsOf(const std::vector<std::string>& names) {
-        std::vector<Tags> tags;
-        for (const std::string& n : names)
-            tags.push_back({"<" + n + ">", "</" + n + ">", "<" + n + "/>"});
-        return tags;
+    // Room for `bytes` more in the batch, with a tag's move to spare; where they go.
+    char* Room(size_t bytes) {
+        const size_t need = used_ + bytes + ColumnTags::kMove;
+        if (need > batch_.size()) batch_.resize(std::max(need, 2 * batch_.size()));
+        return batch_.data() + used_;
     }
 
-    void AppendCell(const Tags& tags, const std::string& value) {
-        bool plain = true, special = false;
-        for (char c : value) {
-            auto u = static_cast<unsigned char>(c);
-            plain = plain && u >= 0x20 && u < 0x80;
-            special = special || c == '&' || c == '<' || c == '>' || c == '"';
+    static char* Append(char* out, std::string_view text) {
+        std::memcpy(out, text.data(), text.size());
+        return out + text.size();
+    }
+
+    // A cell with a character to escape or to clean up; the escaped text may outgrow the room.
+    char* AppendEscaped(char* out, const ColumnTags& tags, const ColumnTags::Column& column,
+                        const std::string& value) {
+        const std::string text = CellText(value);
+        xmlChar* escaped = text.empty() ? nullptr : xmlEncodeSpecialChars(nullptr, X(text.c_str()));
+        if (!escaped) return tags.Copy(out, column.empty);  // nothing left once cleaned up
+        const std::string_view view(reinterpret_cast<const char*>(escaped));
+        if (view.size() > value.size()) {  // the row was counted with the cell as it came
+            const size_t at = static_cast<size_t>(out - batch_.data());
+            batch_.resize(batch_.size() + view.size() - value.size());
+            out = batch_.data() + at;
         }
-        const std::string text = plain ? std::string() : CellText(value);
-        const std::string& cell = plain ? value : text;
-        if (cell.empty()) {
-            row_ += tags.empty;
-            return;
-        }
-        row_ += tags.open;
-        if (special || !plain) {
-            xmlChar* escaped = xmlEncodeSpecialChars(nullptr, X(cell.c_str()));
-            row_ += reinterpret_cast<const char*>(escaped);
-            xmlFree(escaped);
-        } else {
-            row_ += cell;
-        }
-        row_ += tags.close;
+        out = tags.Copy(out, column.open);
+        out = Append(out, view);
+        out = tags.Copy(out, column.close);
+        xmlFree(escaped);
+        return out;
+    }
+
+    // Hands the batch to the writer.
+    bool Pass() {
+        const int size = static_cast<int>(used_);
+        used_ = 0;
+        return xmlTextWriterWriteRawLen(writer_.get(), X(batch_.data()), size) >= 0;
     }
 
     bool Close() override {
-        bool ended = xmlTextWriterWriteRaw(writer_.get(), X("\n")) >= 0 &&
+        bool ended = Pass() && xmlTextWriterWriteRaw(writer_.get(), X("\n")) >= 0 &&
                      xmlTextWriterEndDocument(writer_.get()) >= 0;
         writer_.reset();  // flushes and closes the output buffer
         return output_.Close() && ended;
@@ -212,9 +314,10 @@ class XmlWriter final : public ExportWriter {
 
     TextOutput output_;  // outlives the writer, which flushes into it when freed
     std::unique_ptr<xmlTextWriter, FreeWriter> writer_;
-    std::vector<Tags> tags_, rowTags_, extraTags_;
+    ColumnTags tags_, rowTags_;
     std::vector<std::string> rowHeadings_;
-    std::string row_;
+    std::vector<char> batch_;
+    size_t used_ = 0;
 };
 
 }  // namespace

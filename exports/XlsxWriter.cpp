@@ -58,10 +58,15 @@ class XlsxWriter final : public ExportWriter {
             return Fail("an .xlsx sheet holds 16,384 columns, the row has " +
                         std::to_string(cells.size()));
         for (size_t col = 0; col < cells.size(); ++col) {
-            std::string text = CellText(cells[col]);
-            if (text.empty()) continue;
+            // Most cells are printable ASCII and go as they are; a blank one is not written.
+            const std::string* text = &cells[col];
+            if (!IsPlainText(*text)) {
+                cleaned_ = CellText(*text);
+                text = &cleaned_;
+            }
+            if (text->empty()) continue;
             lxw_error error = worksheet_write_string(sheet_, row_, static_cast<lxw_col_t>(col),
-                                                     text.c_str(), text_);
+                                                     text->c_str(), text_);
             if (error != LXW_NO_ERROR)
                 return Fail("row " + std::to_string(Rows() + 1) + ": " + lxw_strerror(error));
         }
@@ -87,6 +92,7 @@ class XlsxWriter final : public ExportWriter {
     lxw_format* text_ = nullptr;
     lxw_worksheet* sheet_ = nullptr;
     std::vector<std::string> headings_;
+    std::string cleaned_;  // the cell being written, once cleaned up
     uint32_t rowsPerSheet_ = kXlsxMaxRows;
     uint32_t row_ = 0;
     int sheets_ = 0;

@@ -147,7 +147,8 @@ void RecordView::ColumnsInto(std::vector<std::string>& columns) const {
             cell = JoinParts(f, bytes);
         } else if (std::all_of(trimmed.begin(), trimmed.end(),
                                [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
-            cell.assign(trimmed);  // keeps the cell's storage from the previous record
+            cell.clear();  // keeps the cell's storage from the previous record
+            cell.append(trimmed);
         } else {
             cell = Utf8FromCp1252(trimmed);
         }

@@ -130,13 +130,49 @@ TEST(XmlExportTest, RowsReadBackWithElementNamesMadeFromTheHeadings) {
     EXPECT_EQ(ReadBack("xml", path, expected, dir), "same cells");
     std::string text = testing::ReadFile(path);
     EXPECT_EQ(text.rfind("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<root_element>\n"
-                         "  <collection_element><Code>00042</Code><N_>Hélène &amp; &lt;Cie&gt; &quot;live&quot;</N_>"
+                         "  <collection_element><Code>00042</Code><N_>Hélène &amp; &lt;Cie&gt; "
+                         "&quot;live&quot;</N_>"
                          "<Zip_Code/>",
                          0),
               0u)
         << text.substr(0, 200);
     EXPECT_NE(testing::ReadFile(dir.file("ExportXML.Log")).find("Export ended: 2 rows"),
               std::string::npos);
+}
+
+// Rows go to the XML writer in batches of many rows: rows across batch ends, a cell whose
+// escaping outgrows the room the row was given, and a form's rows among the others come out whole.
+TEST(XmlExportTest, ThousandsOfRowsReadBackWholeAcrossTheWritersBatches) {
+    testing::TempDir dir;
+    const std::string path = dir.file("Historique.xml");
+    const std::vector<std::string> headings = {"Date", "Titre", "Album", "Note"};
+    const std::vector<std::string> form = {"Header", "Version"};
+    auto out = OpenExport(ExportFormat::Xml, path);
+    out->Headings(headings);
+    std::string expected = "{\"rows\":[";
+    const std::string amps(20000, '&');
+    for (int i = 0; i < 6000; ++i) {
+        std::string n = std::to_string(i);
+        std::vector<std::string> cells = {"2026" + n, "Café <" + n + "> \"crème\"", "",
+                                          i % 7 ? "A" : "x\x01y"};
+        std::vector<std::string> read = {cells[0], cells[1], "", i % 7 ? "A" : "xy"};
+        if (i == 2500) cells[2] = read[2] = amps;  // 100 kB once escaped
+        if (i % 1000 == 999) {
+            ASSERT_TRUE(out->AddRow({"VER", n, "œ"}, &form));
+            expected += "[[\"Header\",\"VER\"],[\"Version\"," + testing::Json(n) +
+                        "],[\"Column_3\",\"œ\"]],";
+        }
+        ASSERT_TRUE(out->AddRow(cells));
+        expected += "[";
+        for (size_t c = 0; c < headings.size(); ++c) {
+            expected +=
+                (c ? ",[" : "[") + testing::Json(headings[c]) + "," + testing::Json(read[c]) + "]";
+        }
+        expected += i == 5999 ? "]" : "],";
+    }
+    expected += "]}";
+    ASSERT_TRUE(out->Finish()) << out->Message();
+    EXPECT_EQ(ReadBack("xml", path, expected, dir), "same cells");
 }
 
 TEST(XmlExportTest, ElementNamesAreValidUniqueAndStable) {
