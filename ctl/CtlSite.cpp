@@ -44,10 +44,11 @@ bool OpenSiteAt(const std::string& root) {
     return InitGeneralSite() == SiteInitResult::Ok;
 }
 
-bool OpenSite(Args& args, const std::string& command) {
+int OpenSite(Args& args, const std::string& command) {
     std::string option, root;
     TakeOption(args, "--root", option);
-    return FindSite(command, option, root) == 0 && OpenSiteAt(root);
+    if (int status = FindSite(command, option, root)) return status;
+    return OpenSiteAt(root) ? 0 : Fail(command + ": the site could not be read", kExitFailed);
 }
 
 bool ParseBase(Args& args, int& base) {

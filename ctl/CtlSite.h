@@ -31,8 +31,9 @@ class FlagDialogs final : public Dialogs {
 int FindSite(const std::string& command, const std::string& rootOption, std::string& root);
 // Reads the site at `root` as the program does.
 bool OpenSiteAt(const std::string& root);
-// Takes --root from `args`, finds the site (said in the name of `command`) and reads it.
-bool OpenSite(Args& args, const std::string& command);
+// Takes --root from `args`, finds the site and reads it: 0, or the exit status after saying
+// what is wrong in the name of `command`.
+int OpenSite(Args& args, const std::string& command);
 // "--base N", N a configured base (0 = the first).
 bool ParseBase(Args& args, int& base);
 

@@ -140,7 +140,7 @@ int Schedule(Args args) {
 
     Session session;
     Args site = RootArgs(root);
-    if (!OpenSite(site, what)) return Fail(what + ": the site could not be read", kExitMissingFile);
+    if (int status = OpenSite(site, what)) return status;
     if (std::string error = CheckOnSite(what, stations); !error.empty()) return Fail(error);
     r.base = stations.base;
     r.sourceStation = stations.source;
@@ -187,7 +187,7 @@ int Labels(Args args) {
 
     Session session;
     Args site = RootArgs(root);
-    if (!OpenSite(site, what)) return Fail(what + ": the site could not be read", kExitMissingFile);
+    if (int status = OpenSite(site, what)) return status;
     if (std::string error = CheckOnSite(what, stations); !error.empty()) return Fail(error);
     r.base = stations.base;
     r.sourceStation = stations.source;

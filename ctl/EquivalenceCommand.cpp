@@ -31,8 +31,7 @@ int Show(Args& args) {
             SetAppDialogs(nullptr);
         }
     } restore;
-    if (!OpenSite(args, "equivalence"))
-        return Fail("equivalence: the site could not be read", kExitMissingFile);
+    if (int status = OpenSite(args, "equivalence")) return status;
     int base = 0;
     if (!ParseBase(args, base))
         return Fail("equivalence: --base N (0 = the first base) is required");

@@ -205,8 +205,7 @@ int RunImportXmlCommand(const Args& input) {
     options.boxes = false;  // the summary and the refusals are printed below
     TakeOption(args, "--categorie", options.categorie);
     Session session(false);
-    if (!OpenSite(args, "import-xml"))
-        return Fail("import-xml: the site could not be read", kExitMissingFile);
+    if (int status = OpenSite(args, "import-xml")) return status;
     if (!ParseBase(args, options.base))
         return Fail("import-xml: --base N (0 = the first base) is required");
     std::string station;

@@ -74,6 +74,21 @@ TEST(OperationCommands, NothingIsReadOrMadeBeforeTheCommandLineAndTheSiteAreRigh
     EXPECT_EQ(notASite.status, ctl::kExitFailed);
     EXPECT_NE(notASite.err.find("holds no Settings/KV3_Config.ini"), std::string::npos);
     EXPECT_TRUE(Empty(elsewhere.path())) << "nothing built, nothing backed up";
+
+    // The content tools say it the same way: one line, the same status, nothing made.
+    const std::vector<ctl::Args> tools = {
+        {"equivalence", "show", "--root", elsewhere.folder(), "--base", "0"},
+        {"import-xml", "--root", elsewhere.folder(), "x.xml", "--base", "0", "--station", "1"},
+        {"duplicate", "labels", "--root", elsewhere.folder(), "--base", "0", "--source", "1",
+         "--targets", "2"}};
+    for (const ctl::Args& tool : tools) {
+        auto refused = RunCaptured(tool);
+        EXPECT_EQ(refused.status, ctl::kExitFailed) << tool[0];
+        EXPECT_EQ(refused.err.rfind("toverinctl: " + tool[0], 0), 0u) << refused.err;
+        EXPECT_NE(refused.err.find(": site not found: "), std::string::npos) << refused.err;
+        EXPECT_EQ(refused.err.find("could not be read"), std::string::npos) << refused.err;
+        EXPECT_TRUE(Empty(elsewhere.path())) << tool[0];
+    }
 }
 
 TEST(OperationCommands, OnASiteValuesAreNamedFailedFilesToldAndTargetsProtected) {
