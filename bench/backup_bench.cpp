@@ -56,17 +56,9 @@ namespace {
 using namespace toverin;
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
-
-double Seconds(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    size_t n = values.size();
-    if (n == 0) return 0;
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
+using bench::CpuSeconds;
+using bench::Median;
+using bench::Seconds;
 
 // "median (min .. max, spread ±x %)" of a series of timings.
 std::string Summary(const std::vector<double>& values) {
@@ -76,14 +68,6 @@ std::string Summary(const std::vector<double>& values) {
     std::snprintf(text, sizeof text, "%7.3f s  (min %.3f, max %.3f, spread %.0f %%)", median, *low,
                   *high, median > 0 ? 100 * (*high - *low) / median : 0.0);
     return text;
-}
-
-// Processor time of the process so far (user + system), to tell computing from waiting on the disk.
-double CpuSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec +
-           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
 [[noreturn]] void Fail(const std::string& what) {
