@@ -87,6 +87,9 @@ void PageProgress::OnProgress(const Event& event) {
                    [this](const Started& e) {
                        if (w_.window) w_.window->window()->setWindowTitle(Q(e.caption));
                        SetBox(w_.start, Q(FormatLongDateTime(e.time)));
+                       // The last run's end and duration would read as this one's.
+                       SetBox(w_.end, "");
+                       SetBox(w_.duration, "");
                        SetLabel(w_.result, "");
                    },
                    [this](const Ended& e) {

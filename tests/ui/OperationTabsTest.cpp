@@ -122,9 +122,21 @@ TEST_F(OperationTabs, BackupButtonWithPauseAndStopDuringTheRun) {
     EXPECT_EQ(LectureIni(dir.file("C/KV_Config/BK_PRG.ini"), "Data_Backup", "Start", ""), "0FF");
     testing::SaveScreenshot(&frm, "backup_tab_after_stop");
 
-    // A whole run: the last-backup box and today's restore date are filled.
+    // A whole run: the last-backup box and today's restore date are filled. While it runs, the
+    // stopped run's end and duration are gone.
     dialogs.QueueAnswer(MsgAnswer::No);
+    QString endDuring = "unseen", durationDuring = "unseen";
+    SetEventPump([&] {
+        QApplication::processEvents(QEventLoop::AllEvents, 5);
+        if (endDuring != "unseen") return;
+        endDuring = Control<QLineEdit>(frm, "TexteTimingFinBkp")->text();
+        durationDuring = Control<QLineEdit>(frm, "TexteDureeBkp")->text();
+    });
     now->click();
+    SetEventPump([] { QApplication::processEvents(QEventLoop::AllEvents, 20); });
+    EXPECT_EQ(endDuring, "");
+    EXPECT_EQ(durationDuring, "");
+    EXPECT_FALSE(Control<QLineEdit>(frm, "TexteTimingFinBkp")->text().isEmpty());
     EXPECT_EQ(Control<QLineEdit>(frm, "TexteDatePrevBkp")->text().toStdString(),
               "lundi 23 novembre 2026 10:00:00");
     EXPECT_EQ(Control<QLineEdit>(frm, "TexteRestaurationDate", 0)->text().toStdString(),
