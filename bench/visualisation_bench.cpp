@@ -73,14 +73,14 @@ struct Result {
     double peakMb;
 };
 
-Result ExportOnce(ExportFormat format, const CursorSpec& spec, const std::string& target) {
+Result ExportOnce(ExportFormat format, const CursorSpec& query, const std::string& target) {
     QuietDisk();
     ResetPeak();
     auto start = Steady::now();
     const double cpu = CpuSeconds(RUSAGE_SELF);
     RecordCursor cursor("Bench");
-    if (cursor.Open(spec) != CursorOpen::Ok) {
-        std::fprintf(stderr, "cannot open %s\n", spec.path.c_str());
+    if (cursor.Open(query) != CursorOpen::Ok) {
+        std::fprintf(stderr, "cannot open %s\n", query.path.c_str());
         std::exit(1);
     }
     auto writer = OpenExport(format, target);
@@ -128,8 +128,8 @@ CursorSpec MakeSongs(const std::string& path, long long records) {
     return {path, 22, 0, "", "", 0, 1};
 }
 
-void MeasureGrid(const CursorSpec& spec) {
-    std::printf("Grid on %s\n", spec.path.c_str());
+void MeasureGrid(const CursorSpec& query) {
+    std::printf("Grid on %s\n", query.path.c_str());
     {
         ui::RecordTableModel model;
         QTableView view;
@@ -142,7 +142,7 @@ void MeasureGrid(const CursorSpec& spec) {
         ResetPeak();
         auto start = Steady::now();
         double cpu = CpuSeconds(RUSAGE_SELF);
-        model.Start(spec);
+        model.Start(query);
         view.grab();  // paints the first screen: the rows it shows are read now
         const double first = Seconds(start), firstCpu = CpuSeconds(RUSAGE_SELF) - cpu;
         const double firstRss = MemoryMb("VmRSS");
@@ -222,14 +222,14 @@ int main(int argc, char** argv) {
             demo.files.begin(), demo.files.end(),
             [](const DemoFile& a, const DemoFile& b) { return a.records < b.records; });
     }
-    const CursorSpec spec{
+    const CursorSpec query{
         biggest.path, biggest.fileNumber, 0, "", "", 0, std::max(1, biggest.station)};
     std::printf("File %d \"%s\": %s, %lld records, %.1f MB\n\n", biggest.fileNumber,
                 FileDescription(biggest.fileNumber).c_str(), biggest.path.c_str(), biggest.records,
                 fs::file_size(biggest.path) / 1e6);
 
     // 1. The grid, on that file and on a songs file of a million records.
-    if (file.empty()) MeasureGrid(spec);
+    if (file.empty()) MeasureGrid(query);
     if (gridRecords > 0) MeasureGrid(MakeSongs(folder + "/FRADA22.bt6", gridRecords));
 
     // 2. The exports against sqlite3 -csv of the same file.
@@ -259,7 +259,7 @@ int main(int argc, char** argv) {
         const std::string target = folder + "/export." + ExportExtension(m.format);
         for (int r = 0; r < repeat; ++r) {
             runPeer();  // turn about, so that both meet the page cache and the machine alike
-            Result result = ExportOnce(m.format, spec, target);
+            Result result = ExportOnce(m.format, query, target);
             times.push_back(result.seconds);
             cpus.push_back(result.cpu);
             peaks.push_back(result.peakMb);

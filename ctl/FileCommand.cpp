@@ -126,13 +126,13 @@ int StatCommand(const Args& args) {
 // ---- dump
 
 int DumpCommand(Args args) {
-    CursorSpec spec;
+    CursorSpec query;
     ExportFormat format = ExportFormat::Csv;
     std::string output, text;
-    if (TakeOption(args, "--key", text) && !ParseSmallNumber(text, spec.keyNumber))
+    if (TakeOption(args, "--key", text) && !ParseSmallNumber(text, query.keyNumber))
         return Usage("--key takes a key number, not '" + text + "'");
-    TakeOption(args, "--from", spec.from);
-    TakeOption(args, "--to", spec.to);
+    TakeOption(args, "--from", query.from);
+    TakeOption(args, "--to", query.to);
     if (TakeOption(args, "--format", text)) {
         std::optional<ExportFormat> named = ExportFormatNamed(text);
         if (!named) return Usage("unknown format '" + text + "'");
@@ -141,30 +141,31 @@ int DumpCommand(Args args) {
     TakeOption(args, "--output", output);
     if (output.empty() && (format == ExportFormat::Xls || format == ExportFormat::Xlsx))
         return Usage("a workbook is written to a file: give it with --output");
-    if (TakeOption(args, "--catalogue", text) &&
-        (!ParseSmallNumber(text, spec.fileNumber) || !CatalogueEntryFor(spec.fileNumber).Exists()))
+    if (TakeOption(args, "--catalogue", text) && (!ParseSmallNumber(text, query.fileNumber) ||
+                                                  !CatalogueEntryFor(query.fileNumber).Exists()))
         return Usage("no file " + text + " in the catalogue");
     for (const auto& a : args)
         if (a.rfind("--", 0) == 0) return Usage("unknown option '" + a + "'");
     if (args.size() != 1) return Usage("dump takes one file");
-    spec.path = args[0];
-    if (spec.fileNumber < 0) spec.fileNumber = CatalogueNumberOfName(spec.path);
+    query.path = args[0];
+    if (query.fileNumber < 0) query.fileNumber = CatalogueNumberOfName(query.path);
 
     RecordCursor cursor("toverinctl");
-    switch (cursor.Open(spec)) {
+    switch (cursor.Open(query)) {
         case CursorOpen::Ok:
             break;
         case CursorOpen::Missing:
-            return Fail("file: no such file: " + spec.path, kExitMissingFile);
+            return Fail("file: no such file: " + query.path, kExitMissingFile);
         case CursorOpen::NotRecordFile:
-            return Fail("file: not a record file (status 30): " + spec.path, kExitNotRecordFile);
+            return Fail("file: not a record file (status 30): " + query.path, kExitNotRecordFile);
         case CursorOpen::BadKey:
-            return Usage("key " + std::to_string(spec.keyNumber) +
+            return Usage("key " + std::to_string(query.keyNumber) +
                          " does not exist: the file has " + std::to_string(cursor.KeyCount()) +
                          " keys");
         case CursorOpen::Failed:
-            return Fail("file: status " + std::to_string(cursor.Status()) + " opening " + spec.path,
-                        kExitFailed);
+            return Fail(
+                "file: status " + std::to_string(cursor.Status()) + " opening " + query.path,
+                kExitFailed);
     }
 
     ExportOptions exportOptions;
@@ -174,7 +175,7 @@ int DumpCommand(Args args) {
                                                : OpenExport(format, output, exportOptions);
     ExportOutcome outcome = ExportRecords(cursor, *writer);
     if (outcome == ExportOutcome::ReadFailed)
-        return Fail("file: status " + std::to_string(cursor.Status()) + " reading " + spec.path +
+        return Fail("file: status " + std::to_string(cursor.Status()) + " reading " + query.path +
                         " after " + std::to_string(writer->Rows()) + " records",
                     kExitFailed);
     if (outcome != ExportOutcome::Done)

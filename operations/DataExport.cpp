@@ -73,7 +73,7 @@ std::string ExportVisualisation(const VisualisationExportRequest& request) {
 
     RecordCursor cursor("Visualisation");
     bool exported = false;
-    if (cursor.Open(request.spec) == CursorOpen::Ok) {
+    if (cursor.Open(request.query) == CursorOpen::Ok) {
         ExportOptions options;
         options.logFolder = request.logFolder;
         auto writer = OpenExport(FormatOf(target, request.excel), target, options);

@@ -35,7 +35,7 @@ ExportOutcome ExportRecords(RecordCursor& cursor, ExportWriter& writer,
 //     fichier <name>".
 // Returns the target written, "" when nothing was written.
 struct VisualisationExportRequest {
-    CursorSpec spec;
+    CursorSpec query;
     bool excel = true;  // CheckExportExcel checked: a workbook; else XML
     std::string startFolder;
     std::string logFolder;

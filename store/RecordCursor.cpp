@@ -42,44 +42,44 @@ void RecordCursor::Close() {
     open_ = false;
 }
 
-CursorOpen RecordCursor::Open(const CursorSpec& spec) {
+CursorOpen RecordCursor::Open(const CursorSpec& query) {
     Close();
-    spec_ = spec;
+    spec_ = query;
     structure_ = {};
     started_ = pending_ = ended_ = false;
     status_ = 0;
     lastKey_.clear();
     duplicateRun_ = 0;
-    const bool catalogued = CatalogueEntryFor(spec.fileNumber).Exists();
+    const bool catalogued = CatalogueEntryFor(query.fileNumber).Exists();
     // The bank's slot: the file's own number when it has one (any slot does for a foreign file).
-    slotFile_ = catalogued ? spec.fileNumber : 0;
-    if (!FileExists(spec.path)) {
+    slotFile_ = catalogued ? query.fileNumber : 0;
+    if (!FileExists(query.path)) {
         status_ = btr::kFileNotFound;
         return CursorOpen::Missing;
     }
     // The record length the slot hands the engine: the catalogue's, then the file's own.
-    uint32_t length = catalogued ? CatalogueEntryFor(spec.fileNumber).recordLength : 1;
+    uint32_t length = catalogued ? CatalogueEntryFor(query.fileNumber).recordLength : 1;
     for (int attempt = 0; attempt < 2; ++attempt) {
-        status_ = bank_.OuvertureFichierBTrieve(spec.base, slotFile_, spec.path, length,
-                                                spec.station, btr::kOpenReadOnly);
+        status_ = bank_.OuvertureFichierBTrieve(query.base, slotFile_, query.path, length,
+                                                query.station, btr::kOpenReadOnly);
         if (status_ == btr::kFileNotFound) return CursorOpen::Missing;
         if (status_ == btr::kNotARecordFile) return CursorOpen::NotRecordFile;
         if (status_ != btr::kSuccess) return CursorOpen::Failed;
         open_ = true;
-        status_ = bank_.Stat(spec.base, slotFile_, spec.station, structure_);
+        status_ = bank_.Stat(query.base, slotFile_, query.station, structure_);
         if (status_ != btr::kSuccess) return CursorOpen::Failed;
         if (structure_.RecLen == length) break;
         length = structure_.RecLen;
     }
 
     const auto keys = KeysOfStructure(structure_);
-    if (spec.keyNumber < 0 || spec.keyNumber >= static_cast<int>(keys.size())) {
+    if (query.keyNumber < 0 || query.keyNumber >= static_cast<int>(keys.size())) {
         Close();
         return CursorOpen::BadKey;
     }
     keyLength_ = 0;
     caseless_ = false;
-    for (const btr::KeySpec& segment : keys[static_cast<size_t>(spec.keyNumber)]) {
+    for (const btr::KeySpec& segment : keys[static_cast<size_t>(query.keyNumber)]) {
         keyLength_ += segment.length;
         caseless_ = caseless_ || (segment.flags & btr::kKeyCaseInsensitive) != 0;
     }
@@ -89,12 +89,12 @@ CursorOpen RecordCursor::Open(const CursorSpec& spec) {
         std::string value = Cp1252FromUtf8(utf8);
         return FixedWidth(caseless_ ? UpperCp1252(value) : value, keyLength_, pad);
     };
-    low_ = bound(spec.from, '\0');
-    high_ = spec.to.empty() ? "" : bound(spec.to, '\xff');
+    low_ = bound(query.from, '\0');
+    high_ = query.to.empty() ? "" : bound(query.to, '\xff');
 
-    const RecordLayout& layout = LayoutFor(spec.fileNumber);
+    const RecordLayout& layout = LayoutFor(query.fileNumber);
     cut_ = catalogued && !layout.fields.empty() && layout.recordLength == structure_.RecLen;
-    headings_ = cut_ ? VisuDataInitCol(spec.fileNumber) : std::vector<std::string>{"Record"};
+    headings_ = cut_ ? VisuDataInitCol(query.fileNumber) : std::vector<std::string>{"Record"};
     return CursorOpen::Ok;
 }
 

@@ -65,7 +65,7 @@ class RecordCursor {
     RecordCursor(const RecordCursor&) = delete;
     RecordCursor& operator=(const RecordCursor&) = delete;
 
-    CursorOpen Open(const CursorSpec& spec);
+    CursorOpen Open(const CursorSpec& query);
     void Close();
 
     // The file as the engine describes it (valid after Open reached the file).

@@ -18,7 +18,7 @@
 
 namespace toverin::ui {
 
-std::string RunExport(QWidget* parent, const CursorSpec& spec, bool excel, long long totalRows) {
+std::string RunExport(QWidget* parent, const CursorSpec& query, bool excel, long long totalRows) {
     // The export serves the interface while it writes: a backup started meanwhile would run
     // inside it, and it inside a backup. One long operation at a time.
     LongRun run("Export de la visualisation");
@@ -34,7 +34,7 @@ std::string RunExport(QWidget* parent, const CursorSpec& spec, bool excel, long 
     progress.setAutoClose(false);
     progress.setAutoReset(false);
     VisualisationExportRequest request;
-    request.spec = spec;
+    request.query = query;
     request.excel = excel;
     request.startFolder = QDir::homePath().toStdString();
     request.logFolder = Site().appSettingsFolder;
@@ -48,8 +48,8 @@ std::string RunExport(QWidget* parent, const CursorSpec& spec, bool excel, long 
     return written;
 }
 
-FrmExport::FrmExport(const CursorSpec& spec, bool excel, QWidget* parent)
-    : QDialog(parent), spec_(spec), excel_(excel) {
+FrmExport::FrmExport(const CursorSpec& query, bool excel, QWidget* parent)
+    : QDialog(parent), spec_(query), excel_(excel) {
     setObjectName("FrmExport");
     setWindowTitle("Export");
     auto* layout = new QVBoxLayout(this);
@@ -63,11 +63,11 @@ FrmExport::FrmExport(const CursorSpec& spec, bool excel, QWidget* parent)
     TexteNature->setObjectName("TexteNature");
     TexteNature->setReadOnly(true);
     form->addRow("Nature", TexteNature);
-    form->addRow("Fichier", new QLabel(QString::fromStdString(FileListLine(spec.fileNumber) + " (" +
-                                                              spec.path + ")")));
-    std::string range = spec.from.empty() ? "début" : "'" + spec.from + "'";
-    range += " à " + (spec.to.empty() ? std::string("fin") : "'" + spec.to + "'");
-    form->addRow(QString::fromUtf8("Clé"), new QLabel(QString::number(spec.keyNumber) + ": " +
+    form->addRow("Fichier", new QLabel(QString::fromStdString(FileListLine(query.fileNumber) +
+                                                              " (" + query.path + ")")));
+    std::string range = query.from.empty() ? "début" : "'" + query.from + "'";
+    range += " à " + (query.to.empty() ? std::string("fin") : "'" + query.to + "'");
+    form->addRow(QString::fromUtf8("Clé"), new QLabel(QString::number(query.keyNumber) + ": " +
                                                       QString::fromStdString(range)));
     layout->addLayout(form);
     connect(Mnu01Export, &QAction::triggered, this, &FrmExport::Mnu01Export_Click);

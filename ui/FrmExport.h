@@ -16,12 +16,12 @@ namespace toverin::ui {
 // The export of a listing with a progress window that can cancel it: asks for the target, asks
 // before overwriting, exports, reports and offers to open the file. `totalRows` sizes the
 // progress bar (0 when unknown). Returns the file written, "" when none.
-std::string RunExport(QWidget* parent, const CursorSpec& spec, bool excel, long long totalRows);
+std::string RunExport(QWidget* parent, const CursorSpec& query, bool excel, long long totalRows);
 
 class FrmExport : public QDialog {
     Q_OBJECT
   public:
-    FrmExport(const CursorSpec& spec, bool excel, QWidget* parent = nullptr);
+    FrmExport(const CursorSpec& query, bool excel, QWidget* parent = nullptr);
 
     void Mnu01Export_Click();
 

@@ -260,17 +260,17 @@ void FrmToolsVisualisation::ShowKeyDescription() {
 }
 
 CursorSpec FrmToolsVisualisation::SpecFromControls() const {
-    CursorSpec spec;
-    spec.base = std::max(0, SftTabsBases->currentIndex());
-    spec.fileNumber = SelectedFile();
-    spec.station = CatalogueEntryFor(spec.fileNumber).perStation == 'O'
-                       ? ComboVisualisationStation->currentIndex() + 1
-                       : 1;
-    spec.keyNumber = ComboVisualisationNoCle->currentIndex();
-    spec.from = TextCle[0]->text().toStdString();
-    spec.to = TextCle[1]->text().toStdString();
-    spec.path = DataFilePath(spec.base, spec.fileNumber, spec.station);
-    return spec;
+    CursorSpec query;
+    query.base = std::max(0, SftTabsBases->currentIndex());
+    query.fileNumber = SelectedFile();
+    query.station = CatalogueEntryFor(query.fileNumber).perStation == 'O'
+                        ? ComboVisualisationStation->currentIndex() + 1
+                        : 1;
+    query.keyNumber = ComboVisualisationNoCle->currentIndex();
+    query.from = TextCle[0]->text().toStdString();
+    query.to = TextCle[1]->text().toStdString();
+    query.path = DataFilePath(query.base, query.fileNumber, query.station);
+    return query;
 }
 
 void FrmToolsVisualisation::Choose(int base, int fileNumber, int station, int keyNumber,
@@ -286,31 +286,31 @@ void FrmToolsVisualisation::Choose(int base, int fileNumber, int station, int ke
 }
 
 void FrmToolsVisualisation::CommandVisualiser_Click() {
-    const CursorSpec spec = SpecFromControls();
-    if (spec.fileNumber < 0) return;
-    if (!FileExists(spec.path)) {
+    const CursorSpec query = SpecFromControls();
+    if (query.fileNumber < 0) return;
+    if (!FileExists(query.path)) {
         model_->Clear();
         TexteStructure->clear();
-        AffMsg("Fichier: " + spec.path + " non trouvé", MsgButtons::Ok, MsgIcon::Critical);
+        AffMsg("Fichier: " + query.path + " non trouvé", MsgButtons::Ok, MsgIcon::Critical);
         return;
     }
-    TexteStructure->setPlainText(Q(LectureStructureFichier(spec.fileNumber, spec.path)));
-    setWindowTitle(Q("Visualisation: " + spec.path));
-    TraceLog("Visualisation: " + spec.path + " key " + std::to_string(spec.keyNumber));
-    switch (model_->Start(spec)) {
+    TexteStructure->setPlainText(Q(LectureStructureFichier(query.fileNumber, query.path)));
+    setWindowTitle(Q("Visualisation: " + query.path));
+    TraceLog("Visualisation: " + query.path + " key " + std::to_string(query.keyNumber));
+    switch (model_->Start(query)) {
         case CursorOpen::Ok:
-            shown_ = spec;
+            shown_ = query;
             break;
         case CursorOpen::BadKey:
             AffMsg("N° de clé invalide (Clé max: " + std::to_string(model_->KeyCount() - 1) + ")",
                    MsgButtons::Ok, MsgIcon::Critical);
             break;
         case CursorOpen::Missing:
-            AffMsg("Fichier: " + spec.path + " non trouvé", MsgButtons::Ok, MsgIcon::Critical);
+            AffMsg("Fichier: " + query.path + " non trouvé", MsgButtons::Ok, MsgIcon::Critical);
             break;
         case CursorOpen::NotRecordFile:
         case CursorOpen::Failed:
-            AffMsg(ErreurBTrieveLibelle(model_->OpenStatus(), spec.path), MsgButtons::Ok,
+            AffMsg(ErreurBTrieveLibelle(model_->OpenStatus(), query.path), MsgButtons::Ok,
                    MsgIcon::Critical);
             break;
     }
@@ -323,15 +323,15 @@ void FrmToolsVisualisation::ShowCount(qint64 rows, bool complete) {
 }
 
 void FrmToolsVisualisation::CommandVisualisationExporter_Click() {
-    const CursorSpec spec = SpecFromControls();
-    if (spec.fileNumber < 0) return;
-    if (!FileExists(spec.path)) {
-        AffMsg("Fichier: " + spec.path + " non trouvé", MsgButtons::Ok, MsgIcon::Critical);
+    const CursorSpec query = SpecFromControls();
+    if (query.fileNumber < 0) return;
+    if (!FileExists(query.path)) {
+        AffMsg("Fichier: " + query.path + " non trouvé", MsgButtons::Ok, MsgIcon::Critical);
         return;
     }
-    RunExport(this, spec, CheckExportExcel->isChecked(),
-              model_->CountComplete() && spec.path == shown_.path ? model_->CountedRows()
-                                                                  : RecordCountOfFile(spec.path));
+    RunExport(this, query, CheckExportExcel->isChecked(),
+              model_->CountComplete() && query.path == shown_.path ? model_->CountedRows()
+                                                                   : RecordCountOfFile(query.path));
 }
 
 void FrmToolsVisualisation::OpenExportWindow(bool excel) {

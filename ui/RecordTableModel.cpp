@@ -34,10 +34,10 @@ void RecordTableModel::Clear() {
     endResetModel();
 }
 
-CursorOpen RecordTableModel::Start(const CursorSpec& spec) {
+CursorOpen RecordTableModel::Start(const CursorSpec& query) {
     Clear();
-    CursorOpen opened = reader_.Open(spec);
-    if (opened == CursorOpen::Ok) opened = counter_.Open(spec);
+    CursorOpen opened = reader_.Open(query);
+    if (opened == CursorOpen::Ok) opened = counter_.Open(query);
     if (opened != CursorOpen::Ok) return opened;
     beginResetModel();
     headings_ = reader_.Headings();

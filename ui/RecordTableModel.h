@@ -30,8 +30,8 @@ class RecordTableModel final : public QAbstractTableModel {
     explicit RecordTableModel(QObject* parent = nullptr);
     ~RecordTableModel() override;
 
-    // Starts listing `spec`; the grid empties first. Anything but Ok leaves it empty.
-    CursorOpen Start(const CursorSpec& spec);
+    // Starts listing `query`; the grid empties first. Anything but Ok leaves it empty.
+    CursorOpen Start(const CursorSpec& query);
     void Clear();
 
     // The rows counted so far, whether the count has reached the end of the range, and the

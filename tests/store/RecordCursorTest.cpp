@@ -42,9 +42,9 @@ class RecordCursorTest : public testing::AccessLayerTest {
     }
 
     // The first cell of every row of the range.
-    std::string Ids(const CursorSpec& spec) {
+    std::string Ids(const CursorSpec& query) {
         RecordCursor cursor;
-        EXPECT_EQ(cursor.Open(spec), CursorOpen::Ok);
+        EXPECT_EQ(cursor.Open(query), CursorOpen::Ok);
         std::string ids;
         CursorRow row;
         while (cursor.Next(row)) ids += row.cells[0] + " ";

@@ -206,7 +206,7 @@ TEST_F(Visualisation, EmptyRangesMissingFilesBadKeysAndTheOverwriteQuestion) {
     dialogs.QueueSaveFile(target);
     dialogs.QueueAnswer(MsgAnswer::Yes);
     VisualisationExportRequest request;
-    request.spec = window->SpecFromControls();
+    request.query = window->SpecFromControls();
     request.progress = [](uint64_t) { return false; };
     EXPECT_EQ(ExportVisualisation(request), "");
     EXPECT_EQ(dialogs.messages.size(), 5u);
