@@ -24,19 +24,10 @@
 #include "content/DuplicationGrid.h"
 #include "ui/ControlName.h"
 #include "ui/Frm_Main.h"
+#include "ui/Widgets.h"
 
 namespace toverin::ui {
 namespace {
-
-QString Q(const std::string& s) {
-    return QString::fromStdString(s);
-}
-
-template <class W>
-W* Named(W* widget, const char* control, int index) {
-    widget->setObjectName(ControlName(control, index));
-    return widget;
-}
 
 QDate ToQDate(LocalTime t) {
     const std::string key = DateKey(t);
@@ -92,12 +83,6 @@ std::array<bool, kMaxStations> Selected(QListWidget* list) {
     for (int i = 0; i < list->count() && i < kMaxStations; ++i)
         selected[static_cast<size_t>(i)] = list->item(i)->isSelected();
     return selected;
-}
-
-QLineEdit* ReadOnlyText(QWidget* parent, const char* control, int index) {
-    auto* text = Named(new QLineEdit(parent), control, index);
-    text->setReadOnly(true);
-    return text;
 }
 
 // A run's events on its page: the caption while it lasts, the button, the hourglass, the
@@ -221,7 +206,7 @@ void DuplicationPages::BuildSchedulePage(int b, QWidget* page) {
     auto* progress = new QGroupBox("Progression", page);
     auto* pl = new QVBoxLayout(progress);
     for (int i = 0; i < 3; ++i) {
-        QLineEdit* text = ReadOnlyText(progress, "TexteDuplication", b);
+        QLineEdit* text = ReadOnlyBox(progress, "TexteDuplication", b);
         text->setObjectName(QString("TexteDuplication_%1_%2").arg(b).arg(i + 1));  // items 1..3
         p.TexteDuplication[static_cast<size_t>(i)] = text;
         pl->addWidget(text);
@@ -284,7 +269,7 @@ void DuplicationPages::BuildLabelPage(int b, QWidget* page) {
     layout->addWidget(p.CommandDuplicationLibelle, 0, Qt::AlignLeft);
     auto* progress = new QGroupBox("Progression", page);
     auto* pl = new QVBoxLayout(progress);
-    p.TexteDuplicationLibelle = ReadOnlyText(progress, "TexteDuplicationLibelle", b);
+    p.TexteDuplicationLibelle = ReadOnlyBox(progress, "TexteDuplicationLibelle", b);
     p.LabelDuplicationLibelle = Named(new QLabel(progress), "LabelDuplicationLibelle", b);
     pl->addWidget(p.TexteDuplicationLibelle);
     pl->addWidget(p.LabelDuplicationLibelle);

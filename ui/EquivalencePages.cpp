@@ -25,6 +25,7 @@
 #include "app/Text.h"
 #include "ui/ControlName.h"
 #include "ui/Frm_Main.h"
+#include "ui/Widgets.h"
 
 namespace toverin::ui {
 
@@ -34,10 +35,6 @@ namespace {
 constexpr int kSpareRows = 20;
 constexpr int kMinRows = 100;
 constexpr int kColumnWidth = 230;
-
-QString Q(const std::string& text) {
-    return QString::fromStdString(text);
-}
 
 std::string StationLabel(int base, int station) {
     const auto& stations = Site().bases[static_cast<size_t>(base)].stations;

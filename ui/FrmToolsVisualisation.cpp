@@ -28,6 +28,7 @@
 #include "store/RecordLayout.h"
 #include "ui/FrmExport.h"
 #include "ui/RecordTableModel.h"
+#include "ui/Widgets.h"
 
 namespace toverin::ui {
 
@@ -36,10 +37,6 @@ namespace {
 const char* kOptionKey = "Software\\Brennick\\KV3_Toverin\\Option_";
 const char* kLockValue = "VerrouillageVisualisation";
 constexpr int kMaxKeyNumber = 8;
-
-QString Q(const std::string& text) {
-    return QString::fromStdString(text);
-}
 
 // "Clé 5: Title (20) avec doublons, majuscules et minuscules confondues", from the catalogue.
 std::string KeyDescription(int fileNumber, int keyNumber) {

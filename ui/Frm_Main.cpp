@@ -42,6 +42,7 @@
 #include "ui/OperationPages.h"
 #include "ui/PlanningPages.h"
 #include "ui/SingleInstance.h"
+#include "ui/Widgets.h"
 
 namespace toverin::ui {
 
@@ -49,10 +50,6 @@ namespace {
 
 const char* kOptionKey = "Software\\Brennick\\KV3_Toverin\\Option_";
 const char* kToolsKey = "Software\\Brennick\\KV3_Toverin\\Tools_";
-
-QString Q(const std::string& s) {
-    return QString::fromStdString(s);
-}
 
 }  // namespace
 

@@ -29,20 +29,11 @@
 #include "content/ImportXMLReader.h"
 #include "ui/ControlName.h"
 #include "ui/Frm_Main.h"
+#include "ui/Widgets.h"
 
 namespace toverin::ui {
 
 namespace {
-
-QString Q(const std::string& s) {
-    return QString::fromStdString(s);
-}
-
-template <class W>
-W* Named(W* widget, const char* control, int index) {
-    widget->setObjectName(ControlName(control, index));
-    return widget;
-}
 
 // The lines of one section of a file, and how many records each section holds.
 class SectionLines final : public XmlDeliveryVisitor {

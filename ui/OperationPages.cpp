@@ -24,25 +24,10 @@
 #include "operations/Restore.h"
 #include "store/Catalogue.h"
 #include "ui/Frm_Main.h"
+#include "ui/Widgets.h"
 
 namespace toverin::ui {
 namespace {
-
-QString Q(const std::string& s) {
-    return QString::fromStdString(s);
-}
-
-template <class W>
-W* Named(W* widget, const char* control, int index) {
-    widget->setObjectName(ControlName(control, index));
-    return widget;
-}
-
-QLineEdit* ReadOnlyBox(QWidget* parent, const char* control, int index) {
-    auto* box = Named(new QLineEdit(parent), control, index);
-    box->setReadOnly(true);
-    return box;
-}
 
 QProgressBar* Bar(QWidget* parent, const char* control, int index) {
     auto* bar = Named(new QProgressBar(parent), control, index);

@@ -10,15 +10,12 @@
 #include "app/DateTime.h"
 #include "app/Dialogs.h"
 #include "operations/BackupHealth.h"
+#include "ui/Widgets.h"
 
 namespace toverin::ui {
 namespace {
 
 using namespace progress;
-
-QString Q(const std::string& s) {
-    return QString::fromStdString(s);
-}
 
 template <class... F>
 struct Overloaded : F... {

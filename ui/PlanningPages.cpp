@@ -17,6 +17,7 @@
 #include "app/Text.h"
 #include "ui/ControlName.h"
 #include "ui/Frm_Main.h"
+#include "ui/Widgets.h"
 
 namespace toverin::ui {
 namespace {
@@ -27,16 +28,6 @@ struct KindNames {
     const char* next;     // the next-date box
     MainTab tab;
 };
-
-QString Q(const std::string& s) {
-    return QString::fromStdString(s);
-}
-
-template <class W>
-W* Named(W* w, const std::string& control, int index) {
-    w->setObjectName(ControlName(control, index));
-    return w;
-}
 
 }  // namespace
 
