@@ -172,27 +172,16 @@ void LabelRun::Walk(const LabelFile& file, const std::string& kind) {
 }
 
 LabelDuplicationOutcome LabelRun::Run() {
-    LocalTime start = AppClock().Now();
     const std::string label = Site().bases[static_cast<size_t>(r_.base)].label;
+    duplication::RunFrame frame(observer_, "Duplication Labels",
+                                "Duplication des libellés de la base " + label);
     auto end = [&](progress::Outcome outcome, const std::string& summary) {
         outcome_.outcome = outcome;
-        const LocalTime now = AppClock().Now();
-        observer_.OnProgress(progress::Ended{now, SecondsBetween(start, now), outcome, summary});
+        frame.End(outcome, summary);
         return outcome_;
     };
-    LongRun run("Duplication des libellés de la base " + label);
-    if (!run.ok()) {
-        AffMsg(run.Refusal(), MsgButtons::Ok, MsgIcon::Critical);
+    if (!frame.Begin(r_.base, [this] { return Validate(); }))
         return end(progress::Outcome::Refused, "");
-    }
-    if (!Validate()) {
-        TraceLog("Duplication Labels: Not started");
-        return end(progress::Outcome::Refused, "");
-    }
-    start = AppClock().Now();  // the run's duration leaves out the questions' time
-    observer_.OnProgress(
-        progress::Started{start, OperationCaption(" - Duplication en cours de la base ", r_.base)});
-    TraceLogEncadre("Duplication Labels: Started", '=');
     std::vector<int> stations = targets_;
     stations.push_back(r_.sourceStation);
     for (int station : stations) {
@@ -230,9 +219,7 @@ LabelDuplicationOutcome LabelRun::Run() {
              " |Rewritten: " + std::to_string(outcome_.rewritten) + " |Missing on a target: " +
              std::to_string(outcome_.missing) + " |Errors: " + std::to_string(outcome_.errors));
     const std::string summary = std::to_string(outcome_.rewritten) + " libellés réécrits";
-    return end(duplication::EndOfRun("Duplication Labels", start,
-                                     "Duplication des libellés terminée", outcome_.errors),
-               summary);
+    return end(frame.Finish("Duplication des libellés terminée", outcome_.errors), summary);
 }
 
 }  // namespace

@@ -661,27 +661,16 @@ bool ScheduleRun::CloseFiles() {
 }
 
 ScheduleDuplicationOutcome ScheduleRun::Run() {
-    LocalTime start = AppClock().Now();
     const std::string label = Site().bases[static_cast<size_t>(r_.base)].label;
+    duplication::RunFrame frame(observer_, "Duplication",
+                                "Duplication du conducteur musical de la base " + label);
     auto end = [&](progress::Outcome outcome, const std::string& summary) {
         outcome_.outcome = outcome;
-        const LocalTime now = AppClock().Now();
-        observer_.OnProgress(progress::Ended{now, SecondsBetween(start, now), outcome, summary});
+        frame.End(outcome, summary);
         return outcome_;
     };
-    LongRun run("Duplication du conducteur musical de la base " + label);
-    if (!run.ok()) {
-        AffMsg(run.Refusal(), MsgButtons::Ok, MsgIcon::Critical);
+    if (!frame.Begin(r_.base, [this] { return Validate(); }))
         return end(progress::Outcome::Refused, "");
-    }
-    if (!Validate()) {
-        TraceLog("Duplication: Not started");
-        return end(progress::Outcome::Refused, "");
-    }
-    start = AppClock().Now();  // the run's duration leaves out the questions' time
-    observer_.OnProgress(
-        progress::Started{start, OperationCaption(" - Duplication en cours de la base ", r_.base)});
-    TraceLogEncadre("Duplication: Started", '=');
     std::string targets;
     for (int station : targets_) targets += (targets.empty() ? "" : ",") + std::to_string(station);
     TraceLog("Duplication: Base " + std::to_string(r_.base + 1) + " |Source: Station " +
@@ -719,8 +708,7 @@ ScheduleDuplicationOutcome ScheduleRun::Run() {
              std::to_string(outcome_.copied) + " |Raised: " + std::to_string(outcome_.raised) +
              " |Replaced: " + std::to_string(outcome_.replaced) +
              " |Errors: " + std::to_string(outcome_.errors));
-    return end(duplication::EndOfRun("Duplication", start,
-                                     "Duplication du conducteur musical terminée", outcome_.errors),
+    return end(frame.Finish("Duplication du conducteur musical terminée", outcome_.errors),
                summary);
 }
 

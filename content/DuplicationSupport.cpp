@@ -98,10 +98,32 @@ bool OpenStationFile(SlotBank& bank, int base, int station, int fileNumber, int8
     return false;
 }
 
-progress::Outcome EndOfRun(const std::string& logName, LocalTime start, const std::string& done,
-                           long long errors) {
+RunFrame::RunFrame(ProgressObserver& observer, std::string logName, std::string activity)
+    : observer_(observer),
+      logName_(std::move(logName)),
+      activity_(std::move(activity)),
+      start_(AppClock().Now()) {}
+
+bool RunFrame::Begin(int base, const std::function<bool()>& validate) {
+    run_.emplace(activity_);
+    if (!run_->ok()) {
+        AffMsg(run_->Refusal(), MsgButtons::Ok, MsgIcon::Critical);
+        return false;
+    }
+    if (!validate()) {
+        TraceLog(logName_ + ": Not started");
+        return false;
+    }
+    start_ = AppClock().Now();
+    observer_.OnProgress(
+        progress::Started{start_, OperationCaption(" - Duplication en cours de la base ", base)});
+    TraceLogEncadre(logName_ + ": Started", '=');
+    return true;
+}
+
+progress::Outcome RunFrame::Finish(const std::string& done, long long errors) const {
     TraceLogEncadre(
-        logName + ": Ended. Duration: " + FormatDuration(SecondsBetween(start, AppClock().Now())),
+        logName_ + ": Ended. Duration: " + FormatDuration(SecondsBetween(start_, AppClock().Now())),
         '=');
     TraceLogForce();
     if (errors == 0) {
@@ -111,6 +133,11 @@ progress::Outcome EndOfRun(const std::string& logName, LocalTime start, const st
     AffMsg(done + " avec des erreurs (" + std::to_string(errors) + ") : voir le journal du jour.",
            MsgButtons::Ok, MsgIcon::Exclamation);
     return progress::Outcome::Incomplete;
+}
+
+void RunFrame::End(progress::Outcome outcome, const std::string& summary) const {
+    const LocalTime now = AppClock().Now();
+    observer_.OnProgress(progress::Ended{now, SecondsBetween(start_, now), outcome, summary});
 }
 
 }  // namespace toverin::duplication

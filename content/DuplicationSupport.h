@@ -5,12 +5,15 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "app/Clock.h"
 #include "app/Errors.h"
+#include "app/LongRun.h"
 #include "app/Progress.h"
 #include "app/Site.h"
 #include "store/Pervasive.h"
@@ -77,10 +80,29 @@ class Calls {
 bool OpenStationFile(SlotBank& bank, int base, int station, int fileNumber, int8_t openMode,
                      const std::string& procedure);
 
-// The end of a finished run: the log's framed last line with the duration since `start`, then
-// `done` shown, or `done` with the error count and the way to the log; the run's outcome.
-progress::Outcome EndOfRun(const std::string& logName, LocalTime start, const std::string& done,
-                           long long errors);
+// The frame of a run: the program's long run held, Started told once the run's checks and
+// questions are passed (its duration leaves their time out), the end framed in the log.
+class RunFrame {
+  public:
+    // `logName` heads the log's lines, `activity` names the run to a start it refuses.
+    RunFrame(ProgressObserver& observer, std::string logName, std::string activity);
+
+    // Holds the program and asks `validate`; false when another run holds the program or
+    // `validate` refuses (the caller ends as refused). True: the run is started and told.
+    bool Begin(int base, const std::function<bool()>& validate);
+    // The end of a run that went through: the log's framed last line with the duration, then
+    // `done` shown, or `done` with the error count and the way to the log; the run's outcome.
+    progress::Outcome Finish(const std::string& done, long long errors) const;
+    // Tells the end of the run, however it ended.
+    void End(progress::Outcome outcome, const std::string& summary) const;
+
+  private:
+    ProgressObserver& observer_;
+    std::string logName_;
+    std::string activity_;
+    std::optional<LongRun> run_;
+    LocalTime start_;
+};
 
 // Runs `run` (which returns an Outcome) when the request's base and source station exist; an
 // exception is reported as the program's error, and the run ends as failed.
