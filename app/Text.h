@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace toverin {
 
@@ -16,6 +17,8 @@ std::string Cp1252FromUtf8(std::string_view text);
 inline bool IsBlank(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
+// The lines of `text`, each without its "\n" or "\r\n"; no empty line after a final newline.
+std::vector<std::string_view> SplitLines(std::string_view text);
 std::string Trim(std::string_view text);
 inline std::string_view TrimView(std::string_view text) {
     size_t b = 0, e = text.size();

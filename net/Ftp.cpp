@@ -113,17 +113,11 @@ bool ParsePwdReply(const std::string& replies, std::string& path) {
 // Last server reply line whose code says failure, for the log's error text.
 std::string LastFailureReply(const std::string& replies) {
     std::string found;
-    size_t start = 0;
-    while (start < replies.size()) {
-        size_t end = replies.find('\n', start);
-        if (end == std::string::npos) end = replies.size();
-        std::string line = replies.substr(start, end - start);
-        while (!line.empty() && (line.back() == '\r' || line.back() == '\n')) line.pop_back();
+    for (std::string_view line : SplitLines(replies)) {
         if (line.size() >= 4 && (line[0] == '4' || line[0] == '5') &&
             std::isdigit(static_cast<unsigned char>(line[1])) &&
             std::isdigit(static_cast<unsigned char>(line[2])))
             found = line;
-        start = end + 1;
     }
     return found;
 }
@@ -137,17 +131,11 @@ bool CommandNotKnown(const std::string& reply) {
 std::vector<std::string> FinalReplies(const std::string& replies,
                                       std::initializer_list<const char*> codes) {
     std::vector<std::string> out;
-    size_t start = 0;
-    while (start < replies.size()) {
-        size_t end = replies.find('\n', start);
-        if (end == std::string::npos) end = replies.size();
-        std::string line = replies.substr(start, end - start);
-        start = end + 1;
-        while (!line.empty() && (line.back() == '\r' || line.back() == '\n')) line.pop_back();
+    for (std::string_view line : SplitLines(replies)) {
         if (line.size() < 4 || line[3] != ' ') continue;
         for (const char* code : codes)
             if (StartsWith(line, code)) {
-                out.push_back(line);
+                out.emplace_back(line);
                 break;
             }
     }
@@ -156,14 +144,8 @@ std::vector<std::string> FinalReplies(const std::string& replies,
 
 // A 1xx reply: the server opened the data transfer, so the remote file was opened.
 bool HasPreliminaryReply(const std::string& replies) {
-    size_t start = 0;
-    while (start < replies.size()) {
-        if (replies[start] == '1' && start + 3 < replies.size() && replies[start + 3] == ' ')
-            return true;
-        size_t end = replies.find('\n', start);
-        if (end == std::string::npos) break;
-        start = end + 1;
-    }
+    for (std::string_view line : SplitLines(replies))
+        if (line.size() >= 4 && line[0] == '1' && line[3] == ' ') return true;
     return false;
 }
 

@@ -3,6 +3,7 @@
 #include <cctype>
 
 #include "app/DateTime.h"
+#include "app/Text.h"
 
 namespace toverin {
 namespace {
@@ -178,13 +179,7 @@ bool ParseFtpTime(std::string_view text, LocalTime& out) {
 
 std::vector<FtpDirEntry> ParseMlsdListing(std::string_view listing) {
     std::vector<FtpDirEntry> entries;
-    size_t start = 0;
-    while (start < listing.size()) {
-        size_t end = listing.find('\n', start);
-        if (end == std::string_view::npos) end = listing.size();
-        std::string_view line = listing.substr(start, end - start);
-        start = end + 1;
-        if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    for (std::string_view line : SplitLines(listing)) {
         // The facts end at the first blank; the name is everything after it, blanks included.
         size_t blank = line.find(' ');
         if (blank == std::string_view::npos || blank + 1 >= line.size()) continue;
@@ -250,13 +245,7 @@ bool FtpNameMatches(std::string_view pattern, std::string_view name) {
 
 std::vector<FtpDirEntry> ParseListListing(std::string_view listing, LocalTime now) {
     std::vector<FtpDirEntry> entries;
-    size_t start = 0;
-    while (start < listing.size()) {
-        size_t end = listing.find('\n', start);
-        if (end == std::string_view::npos) end = listing.size();
-        std::string_view line = listing.substr(start, end - start);
-        start = end + 1;
-        if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    for (std::string_view line : SplitLines(listing)) {
         FtpDirEntry entry;
         if (!ParseUnixLine(line, now, entry) && !ParseDosLine(line, entry)) continue;
         if (entry.name.empty() || entry.name == "." || entry.name == "..") continue;

@@ -54,13 +54,8 @@ std::string WithoutLineFeeds(std::string text) {
 }
 
 void LogReport(const std::string& text) {
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find('\n', start);
-        if (end == std::string::npos) end = text.size();
-        if (end > start) TraceLog(std::string_view(text).substr(start, end - start));
-        start = end + 1;
-    }
+    for (std::string_view line : SplitLines(text))
+        if (!line.empty()) TraceLog(line);
 }
 
 }  // namespace
