@@ -87,6 +87,20 @@ std::string CheckOnSite(const std::string& what, const Stations& s) {
     return "";
 }
 
+// Reads the site at `root`, checks the stations on it and puts them into the request `r`: 0, or
+// the exit status after saying what is wrong.
+template <class Request>
+int OpenSiteFor(const std::string& what, const std::string& root, const Stations& stations,
+                Request& r) {
+    Args site = RootArgs(root);
+    if (int status = OpenSite(site, what)) return status;
+    if (std::string error = CheckOnSite(what, stations); !error.empty()) return Fail(error);
+    r.base = stations.base;
+    r.sourceStation = stations.source;
+    r.targets = stations.targets;
+    return 0;
+}
+
 struct Session {
     Session() : dialogs(true) { SetAppDialogs(&dialogs); }
     ~Session() {
@@ -139,12 +153,7 @@ int Schedule(Args args) {
     if (!args.empty()) return Fail(what + ": unexpected '" + args[0] + "'");
 
     Session session;
-    Args site = RootArgs(root);
-    if (int status = OpenSite(site, what)) return status;
-    if (std::string error = CheckOnSite(what, stations); !error.empty()) return Fail(error);
-    r.base = stations.base;
-    r.sourceStation = stations.source;
-    r.targets = stations.targets;
+    if (int status = OpenSiteFor(what, root, stations, r)) return status;
     r.history = history;
     InitSettingsDuplication(r.grid);
     TraceLog("toverinctl: duplicate schedule: base " + std::to_string(r.base) + " station " +
@@ -186,12 +195,7 @@ int Labels(Args args) {
     if (!args.empty()) return Fail(what + ": unexpected '" + args[0] + "'");
 
     Session session;
-    Args site = RootArgs(root);
-    if (int status = OpenSite(site, what)) return status;
-    if (std::string error = CheckOnSite(what, stations); !error.empty()) return Fail(error);
-    r.base = stations.base;
-    r.sourceStation = stations.source;
-    r.targets = stations.targets;
+    if (int status = OpenSiteFor(what, root, stations, r)) return status;
     TraceLog("toverinctl: duplicate labels: base " + std::to_string(r.base) + " station " +
              std::to_string(r.sourceStation) + " groups " + groups +
              (r.changeCategory ? " change-category" : "") + (r.allZones ? " all-zones" : ""));
