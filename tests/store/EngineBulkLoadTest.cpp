@@ -14,6 +14,7 @@ namespace toverin {
 namespace {
 
 using engine::EngineFile;
+using testing::IndexNames;
 using testing::NumberOf;
 using testing::Padded;
 using testing::Song;
@@ -21,22 +22,6 @@ using testing::SongFile;
 using testing::SongFileBuf;
 using testing::SongNumber;
 using testing::TempDir;
-
-std::string Indexes(const std::string& path) {
-    sqlite3* raw = nullptr;
-    sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READONLY, nullptr);
-    sqlite3_stmt* stmt = nullptr;
-    sqlite3_prepare_v2(raw,
-                       "SELECT group_concat(name, ' ') FROM (SELECT name FROM sqlite_master "
-                       "WHERE type = 'index' ORDER BY name)",
-                       -1, &stmt, nullptr);
-    std::string names;
-    if (sqlite3_step(stmt) == SQLITE_ROW && sqlite3_column_text(stmt, 0) != nullptr)
-        names = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
-    sqlite3_finalize(stmt);
-    sqlite3_close(raw);
-    return names;
-}
 
 std::string IntegrityCheck(const std::string& path) {
     sqlite3* raw = nullptr;
@@ -92,8 +77,8 @@ TEST(EngineBulkLoad, ABulkLoadedFileReadsLikeANormallyWrittenOne) {
                   btr::kSuccess);
         for (int n = 1; n <= kSongs; ++n) ASSERT_EQ(f.Insert(LoadSong(n)), btr::kSuccess);
     }
-    EXPECT_EQ(Indexes(normal), "records_k0 records_k1 records_k2");
-    EXPECT_EQ(Indexes(bulk), "") << "the load put every index off";
+    EXPECT_EQ(IndexNames(normal), "records_k0 records_k1 records_k2");
+    EXPECT_EQ(IndexNames(bulk), "") << "the load put every index off";
     EXPECT_EQ(IntegrityCheck(bulk), "ok");
 
     SongFile a, b;
@@ -121,7 +106,7 @@ TEST(EngineBulkLoad, ABulkLoadedFileReadsLikeANormallyWrittenOne) {
               WalkFrom(a, btr::kGetLessOrEqual, btr::kGetPrevious, 1, soleil));
     EXPECT_EQ(WalkFrom(b, btr::kGetGreaterOrEqual, btr::kGetNext, 2, "012026010"),
               WalkFrom(a, btr::kGetGreaterOrEqual, btr::kGetNext, 2, "012026010"));
-    EXPECT_EQ(Indexes(bulk), "") << "a read-only open builds nothing";
+    EXPECT_EQ(IndexNames(bulk), "") << "a read-only open builds nothing";
 
     // Opened to be written, the first read by each key builds its index.
     SongFile c;
@@ -129,7 +114,7 @@ TEST(EngineBulkLoad, ABulkLoadedFileReadsLikeANormallyWrittenOne) {
     for (int8_t key : {0, 1, 2}) {
         EXPECT_EQ(WalkAll(c, key, false), WalkAll(a, key, false));
     }
-    EXPECT_EQ(Indexes(bulk), "records_k0 records_k1 records_k2") << "built by the first reads";
+    EXPECT_EQ(IndexNames(bulk), "records_k0 records_k1 records_k2") << "built by the first reads";
     EXPECT_EQ(IntegrityCheck(bulk), "ok");
 }
 
@@ -193,7 +178,7 @@ TEST(EngineBulkLoad, UniqueKeysRefuseDuplicatesWhileTheirIndexesWait) {
         for (int n = 10; n <= 50; n += 10)
             ASSERT_EQ(f.Insert(Song(n, "T" + SongNumber(n))), btr::kSuccess);
     }
-    ASSERT_EQ(Indexes(path), "");
+    ASSERT_EQ(IndexNames(path), "");
     // Later loads go on in order and leave the indexes waiting, until a value comes that is not
     // above the newest row's: then that key's index is built, and refuses what it must.
     {
@@ -202,7 +187,7 @@ TEST(EngineBulkLoad, UniqueKeysRefuseDuplicatesWhileTheirIndexesWait) {
         ASSERT_EQ(f.Insert(Song(60, "T" + SongNumber(60))), btr::kSuccess);
         EXPECT_EQ(f.Insert(Song(60, "U")), btr::kDuplicateKey) << "the newest number again";
     }
-    EXPECT_EQ(Indexes(path), "records_k0");
+    EXPECT_EQ(IndexNames(path), "records_k0");
     {
         SongFile f;
         ASSERT_EQ(f.Open(path, btr::kOpenAccelerated), btr::kSuccess);
@@ -210,7 +195,7 @@ TEST(EngineBulkLoad, UniqueKeysRefuseDuplicatesWhileTheirIndexesWait) {
             << "the newest title, in other case";
         ASSERT_EQ(f.Insert(Song(5, "A")), btr::kSuccess) << "out of order but new";
     }
-    EXPECT_EQ(Indexes(path), "records_k0 records_k1");
+    EXPECT_EQ(IndexNames(path), "records_k0 records_k1");
 
     // A value further back than the newest, and an update that changes a waiting unique key.
     std::string other = dir.file("FRAD031.bt6");
@@ -222,7 +207,7 @@ TEST(EngineBulkLoad, UniqueKeysRefuseDuplicatesWhileTheirIndexesWait) {
             ASSERT_EQ(f.Insert(Song(n, "T" + SongNumber(n))), btr::kSuccess);
         EXPECT_EQ(f.Insert(Song(3, "Z")), btr::kDuplicateKey);
     }
-    EXPECT_EQ(Indexes(other), "records_k0");
+    EXPECT_EQ(IndexNames(other), "records_k0");
     SongFile f;
     ASSERT_EQ(f.Open(other, btr::kOpenAccelerated), btr::kSuccess);
     ASSERT_EQ(f.Get(btr::kGetEqual, 0, SongNumber(5)), btr::kSuccess);
@@ -235,7 +220,7 @@ TEST(EngineBulkLoad, UniqueKeysRefuseDuplicatesWhileTheirIndexesWait) {
     ASSERT_EQ(f.file.Stat(stat), btr::kSuccess);
     EXPECT_EQ(uint32_t{stat.RecordCount}, 5u);
     f.file.Close();
-    EXPECT_EQ(Indexes(other), "records_k0 records_k1");
+    EXPECT_EQ(IndexNames(other), "records_k0 records_k1");
 }
 
 // A copy read newest first gives its unique key in falling order: the index waits as for a
@@ -250,9 +235,9 @@ TEST(EngineBulkLoad, AFallingLoadStillRefusesEveryDuplicate) {
         SongFile f;
         ASSERT_EQ(f.Open(path, btr::kOpenAccelerated), btr::kSuccess);
         for (int n = 200; n >= 101; --n) ASSERT_EQ(f.Insert(LoadSong(n)), btr::kSuccess) << n;
-        EXPECT_EQ(Indexes(path), "") << "falling values wait like rising ones";
+        EXPECT_EQ(IndexNames(path), "") << "falling values wait like rising ones";
         EXPECT_EQ(f.Insert(LoadSong(101)), btr::kDuplicateKey) << "the newest again";
-        EXPECT_EQ(Indexes(path), "");
+        EXPECT_EQ(IndexNames(path), "");
         EXPECT_EQ(f.Insert(LoadSong(150)), btr::kDuplicateKey) << "inside the range";
         EXPECT_EQ(f.Insert(LoadSong(101)), btr::kDuplicateKey) << "the lowest";
         EXPECT_EQ(f.Insert(LoadSong(200)), btr::kDuplicateKey) << "the highest";
@@ -311,9 +296,9 @@ TEST(EngineBulkLoad, ANormalWriteBuildsEveryWaitingIndexFirst) {
     SongFile f;
     ASSERT_EQ(f.Open(path), btr::kSuccess);
     ASSERT_EQ(f.Get(btr::kGetEqual, 0, SongNumber(30)), btr::kSuccess);
-    EXPECT_EQ(Indexes(path), "records_k0") << "a read builds only the index it needs";
+    EXPECT_EQ(IndexNames(path), "records_k0") << "a read builds only the index it needs";
     EXPECT_EQ(f.Insert(LoadSong(10)), btr::kDuplicateKey);
-    EXPECT_EQ(Indexes(path), "records_k0 records_k1 records_k2");
+    EXPECT_EQ(IndexNames(path), "records_k0 records_k1 records_k2");
     ASSERT_EQ(f.Insert(Song(1, "Normal")), btr::kSuccess);
     ASSERT_EQ(f.Get(btr::kGetFirst, 0), btr::kSuccess);
     EXPECT_EQ(f.number(), 1);
@@ -366,7 +351,7 @@ TEST(EngineBulkLoad, ReadsGoOnWithoutAnIndexThatCannotBeBuiltYet) {
         for (int n = 1; n <= 100; ++n) ASSERT_EQ(bulk.Insert(LoadSong(n)), btr::kSuccess);
         expected = WalkAll(bulk, 1, true);  // builds key 1's index inside the load
     }
-    ASSERT_EQ(Indexes(path), "records_k1");
+    ASSERT_EQ(IndexNames(path), "records_k1");
     // Copied in rising key order and in falling key order (as history is backed up).
     for (bool rising : {true, false}) {
         SCOPED_TRACE(rising ? "rising load" : "falling load");
@@ -387,7 +372,7 @@ TEST(EngineBulkLoad, ReadsGoOnWithoutAnIndexThatCannotBeBuiltYet) {
             EXPECT_EQ(WalkAll(f, 0, true), WalkAll(indexed, 0, true));
             EXPECT_EQ(WalkAll(f, 0, false), WalkAll(indexed, 0, false));
             EXPECT_EQ(Searches(f), Searches(indexed));
-            EXPECT_EQ(Indexes(copy), "");
+            EXPECT_EQ(IndexNames(copy), "");
             EXPECT_EQ(f.Insert(Song(999, "Late")), btr::kRecordLocked);
         }
         sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
@@ -398,7 +383,7 @@ TEST(EngineBulkLoad, ReadsGoOnWithoutAnIndexThatCannotBeBuiltYet) {
             EXPECT_EQ(WalkAll(f, 1, true), expected);
         }
         EXPECT_EQ(WalkAll(f, 0, false).front(), LoadSong(100));
-        EXPECT_EQ(Indexes(copy), rising ? "records_k0 records_k1" : "records_k0");
+        EXPECT_EQ(IndexNames(copy), rising ? "records_k0 records_k1" : "records_k0");
     }
 }
 

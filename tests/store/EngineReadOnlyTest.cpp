@@ -16,6 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using engine::EngineFile;
+using testing::IndexNames;
 using testing::Listing;
 using testing::OtherProcess;
 using testing::Padded;
@@ -25,23 +26,6 @@ using testing::SongFile;
 using testing::SongFileBuf;
 using testing::SongNumber;
 using testing::TempDir;
-
-// The names of the file's indexes; opened read-write, so that SQLite removes the log it makes.
-std::string IndexNames(const std::string& path) {
-    sqlite3* raw = nullptr;
-    sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE, nullptr);
-    sqlite3_stmt* stmt = nullptr;
-    sqlite3_prepare_v2(raw,
-                       "SELECT group_concat(name, ' ') FROM (SELECT name FROM sqlite_master "
-                       "WHERE type = 'index' ORDER BY name)",
-                       -1, &stmt, nullptr);
-    std::string names;
-    if (sqlite3_step(stmt) == SQLITE_ROW && sqlite3_column_text(stmt, 0) != nullptr)
-        names = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
-    sqlite3_finalize(stmt);
-    sqlite3_close(raw);
-    return names;
-}
 
 // Song n: titles repeat in several cases, station + date too.
 std::string Loaded(int n, const std::string& note = "") {

@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+#include <sqlite3.h>
+
 #include "store/engine/Btrieve.h"
 #include "store/engine/EngineFile.h"
 
@@ -67,6 +69,24 @@ inline std::string Song(int number, const std::string& title, const std::string&
     return Padded(
         SongNumber(number) + Padded(title, 20) + Padded(station, 2) + Padded(date, 8) + note,
         kSongLength);
+}
+
+// The names of a file's indexes, as SQLite holds them. Opened read-write, so that SQLite removes
+// the log it makes on closing.
+inline std::string IndexNames(const std::string& path) {
+    sqlite3* raw = nullptr;
+    sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE, nullptr);
+    sqlite3_stmt* stmt = nullptr;
+    sqlite3_prepare_v2(raw,
+                       "SELECT group_concat(name, ' ') FROM (SELECT name FROM sqlite_master "
+                       "WHERE type = 'index' ORDER BY name)",
+                       -1, &stmt, nullptr);
+    std::string names;
+    if (sqlite3_step(stmt) == SQLITE_ROW && sqlite3_column_text(stmt, 0) != nullptr)
+        names = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
+    sqlite3_finalize(stmt);
+    sqlite3_close(raw);
+    return names;
 }
 
 inline int NumberOf(const std::string& record) {
