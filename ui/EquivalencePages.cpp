@@ -20,6 +20,7 @@
 
 #include "app/Dialogs.h"
 #include "app/Log.h"
+#include "app/LongRun.h"
 #include "app/Site.h"
 #include "app/Startup.h"
 #include "app/Text.h"
@@ -406,6 +407,13 @@ void EquivalencePages::Changed(EquivalencePage& p, int rowNumber, int station) {
 
 bool EquivalencePages::SaveSettingsEquivalence(int b) {
     EquivalencePage& p = page(b);
+    // The file is emptied and written again; a box about a record error would serve the
+    // interface meanwhile, and a scheduled backup must not copy the table half written.
+    LongRun run("Enregistrement de la table d'équivalence");
+    if (!run.ok()) {
+        AffMsg(run.Refusal(), MsgButtons::Ok, MsgIcon::Critical);
+        return false;
+    }
     bool saved;
     {
         BusyCursor busy;

@@ -15,6 +15,7 @@
 #include <memory>
 
 #include "app/EventPump.h"
+#include "app/LongRun.h"
 #include "app/Startup.h"
 #include "app/Text.h"
 #include "content/EquivalenceTable.h"
@@ -202,6 +203,17 @@ TEST_F(EquivalenceTab, ATitleDraggedFromTheTreeLandsOnlyInItsStationsColumn) {
     EXPECT_TRUE(Code(9, 2).isEmpty());
     EXPECT_EQ(dialogs.messages.size(), 1u);
     testing::SaveScreenshot(frm.get(), "equivalence_tab_after_drop");
+
+    // Refused while another run holds the program: nothing written, the changes kept.
+    {
+        LongRun backup("Backup de la base Base 01");
+        Click(p.CommandEnregistrerEquivalence, p.CommandEnregistrerEquivalence->rect().center(),
+              Qt::LeftButton);
+    }
+    ASSERT_EQ(dialogs.messages.size(), 2u);
+    EXPECT_NE(dialogs.messages[1].text.find("Backup de la base Base 01"), std::string::npos);
+    EXPECT_EQ(File46(), before);
+    EXPECT_TRUE(Startup().equivalenceModified);
 
     // Saved by the button: two more records, the rest as it was.
     Click(p.CommandEnregistrerEquivalence, p.CommandEnregistrerEquivalence->rect().center(),
