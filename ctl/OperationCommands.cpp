@@ -164,6 +164,8 @@ int RunRestoreCommand(const Args& input) {
               << " failed";
     if (!outcome.failedNames.empty())
         std::cout << " (left as they were): " << NameList(outcome.failedNames);
+    if (!outcome.missingNames.empty())
+        std::cout << ", not in the backup: " << NameList(outcome.missingNames);
     std::cout << "\n";
     return !outcome.refused && !outcome.failed && !outcome.stopped && outcome.restoredFiles > 0 &&
                    outcome.failedFiles == 0

@@ -27,10 +27,13 @@ bool AnyStation(const std::array<bool, kMaxStations>& stations, int count) {
     return false;
 }
 
+// A run that restored nothing of what was asked did not end well, whatever the reason.
 progress::Outcome RestoreResult(const RestoreOutcome& outcome) {
     if (outcome.failed) return progress::Outcome::Failed;
     if (outcome.stopped) return progress::Outcome::Stopped;
-    if (outcome.failedFiles > 0) return progress::Outcome::Incomplete;
+    const bool left = outcome.failedFiles > 0 || !outcome.missingNames.empty();
+    if (left && outcome.restoredFiles == 0) return progress::Outcome::Failed;
+    if (left) return progress::Outcome::Incomplete;
     return progress::Outcome::Finished;
 }
 
@@ -38,6 +41,17 @@ std::string Names(const std::vector<std::string>& names) {
     std::string list;
     for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
     return list;
+}
+
+// What the tab says beside the result: the files left as they were, and how many the day's
+// backup does not hold (the closing message names them).
+std::string ResultSummary(const RestoreOutcome& outcome, const std::string& dayName) {
+    std::string summary;
+    if (outcome.failedFiles > 0) summary = "laissés tels quels : " + Names(outcome.failedNames);
+    if (!outcome.missingNames.empty())
+        summary += (summary.empty() ? "" : " ; ") + std::to_string(outcome.missingNames.size()) +
+                   " fichier(s) absent(s) du backup du " + dayName;
+    return summary;
 }
 
 // One run of the restore of a base.
@@ -104,6 +118,7 @@ bool RestoreRun::StationFile(int f, int s) {
     const std::string backupFile = ExistingCase(backupFolder_ + BackupFileName(name));
     if (!FileExists(backupFile)) {
         TraceLog("Err: File not found: " + backupFile);
+        outcome.missingNames.push_back(name);
         return true;
     }
     TraceLog("File found: " + backupFile);
@@ -181,11 +196,10 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, const Backup
         const RestoreOutcome& outcome = restore.outcome;
         TraceLog("Restore: Summary: " + std::to_string(outcome.restoredFiles) +
                  " files restored, " + std::to_string(outcome.failedFiles) + " failed" +
-                 (outcome.failedNames.empty() ? "" : " (" + Names(outcome.failedNames) + ")"));
+                 (outcome.failedNames.empty() ? "" : " (" + Names(outcome.failedNames) + ")") +
+                 ", " + std::to_string(outcome.missingNames.size()) + " not in the backup");
         TraceLogEncadre("Restore: Ended. Duration: " + FormatDuration(seconds), '=');
-        ended = {end, seconds, RestoreResult(outcome),
-                 outcome.failedFiles > 0 ? "laissés tels quels : " + Names(outcome.failedNames)
-                                         : std::string()};
+        ended = {end, seconds, RestoreResult(outcome), ResultSummary(outcome, request.dayName)};
     }
     progress.OnProgress(ended);
     const RestoreOutcome& outcome = restore.outcome;
@@ -195,8 +209,14 @@ RestoreOutcome RestoreData(int base, const RestoreRequest& request, const Backup
                                          ? "\r\n\r\nFichiers non restaurés, laissés tels quels : " +
                                                Names(outcome.failedNames)
                                          : "";
+        const std::string missing = outcome.missingNames.empty()
+                                        ? ""
+                                        : "\r\n\r\nFichiers absents du backup du " +
+                                              request.dayName +
+                                              ", non restaurés : " + Names(outcome.missingNames);
         if (outcome.restoredFiles > 0)
-            AffMsg("Restauration terminée" + failures, MsgButtons::Ok, MsgIcon::Information);
+            AffMsg("Restauration terminée" + failures + missing, MsgButtons::Ok,
+                   MsgIcon::Information);
         else
             AffMsg("Aucune restauration à faire" + failures, MsgButtons::Ok, MsgIcon::Critical);
     }

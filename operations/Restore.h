@@ -31,9 +31,10 @@ struct RestoreOutcome {
     int restoredFiles = 0;
     int failedFiles = 0;  // left as they were: backup unreadable, file in use, copy failed
     std::vector<std::string> failedNames;
-    bool refused = false;  // no station selected, or another run under way
-    bool stopped = false;  // the program's shutdown
-    bool failed = false;   // the data folder takes no writes: the restore stopped there
+    std::vector<std::string> missingNames;  // selected, but the day's backup holds no copy
+    bool refused = false;                   // no station selected, or another run under way
+    bool stopped = false;                   // the program's shutdown
+    bool failed = false;  // the data folder takes no writes: the restore stopped there
 };
 
 RestoreOutcome RestoreData(int base, const RestoreRequest& request, const BackupOptions& options,

@@ -129,11 +129,27 @@ TEST_F(Restore, NoStationOrNoBackupIsSaidPlainly) {
     request.dayName = "Mardi";
     RestoreOutcome outcome = RestoreData(0, request, options, view);
     EXPECT_EQ(outcome.restoredFiles, 0);
+    EXPECT_EQ(outcome.missingNames.size(), 3u);
     EXPECT_EQ(dialogs.messages.back().text, "Aucune restauration à faire");
+    // Nothing was restored: the tab does not say the run went well.
+    EXPECT_EQ(view.Last<progress::Ended>()->outcome, progress::Outcome::Failed);
+    EXPECT_EQ(view.Last<progress::Ended>()->summary, "3 fichier(s) absent(s) du backup du Mardi");
     EXPECT_NE(
         Log().find("Err: File not found: " + dir.folder() + "C/KV_Data/_Backup/Mardi/FRADA22.btr"),
         std::string::npos);
     EXPECT_EQ(ReadAll(DataPath(22, 1)), originals[22]) << "nothing touched";
+
+    // A backup that lacks one of the files: the others come back, and the missing one is named.
+    fs::remove(dir.folder() + "C/KV_Data/_Backup/Lundi/FRADA35.btr");
+    request.dayName = "Lundi";
+    outcome = RestoreData(0, request, options, view);
+    EXPECT_EQ(outcome.restoredFiles, 2);
+    EXPECT_EQ(outcome.missingNames, std::vector<std::string>{"FRADA35.bt6"});
+    EXPECT_EQ(view.Last<progress::Ended>()->outcome, progress::Outcome::Incomplete);
+    EXPECT_EQ(dialogs.messages.back().text,
+              "Restauration terminée\r\n\r\nFichiers absents du backup du Lundi, non restaurés : "
+              "FRADA35.bt6");
+    EXPECT_EQ(dialogs.messages.back().icon, MsgIcon::Information);
 }
 
 TEST_F(Restore, ABackupThatCannotBeReadLeavesTheLiveFileAsItWas) {
@@ -159,7 +175,8 @@ TEST_F(Restore, ABackupThatCannotBeReadLeavesTheLiveFileAsItWas) {
               "FRADA22.bt6");
     EXPECT_EQ(view.Last<progress::Ended>()->outcome, progress::Outcome::Incomplete);
     EXPECT_NE(Log().find("Err: Can't open the file: " + backup), std::string::npos);
-    EXPECT_NE(Log().find("Restore: Summary: 1 files restored, 1 failed (FRADA22.bt6)"),
+    EXPECT_NE(Log().find("Restore: Summary: 1 files restored, 1 failed (FRADA22.bt6), 0 not in "
+                         "the backup"),
               std::string::npos);
 
     // The whole-file way checks the backup the same way before it copies anything.
