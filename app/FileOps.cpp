@@ -549,6 +549,14 @@ int ShellEx(const std::string& file, const std::string& parameters) {
     return result;
 }
 
+bool OpenForUser(const std::string& file) {
+    const int result = ShellEx(file);
+    if (result >= 33) return true;
+    AffMsg("Impossible d'ouvrir '" + file + "' :\r\n\r\n" + ShellExError(result).text,
+           MsgButtons::Ok, MsgIcon::Exclamation);
+    return false;
+}
+
 std::vector<std::string> SplitParameters(const std::string& parameters) {
     // As a Windows command line is cut: blanks separate, double quotes group, and "" inside
     // quotes is one quote.

@@ -74,6 +74,9 @@ bool IsFileInUse(const std::string& path);
 // file given parameters) with its parameters; returns the shell result (33 or more is success)
 // and reports failures with their French texts.
 int ShellEx(const std::string& file, const std::string& parameters = "");
+// Opens a document or an address that the user asked to see; when nothing opens it, the user is
+// told why (the log alone would leave a click that does nothing). True when it was opened.
+bool OpenForUser(const std::string& file);
 // A parameter line cut into arguments as Windows cuts a command line (blanks, double quotes).
 std::vector<std::string> SplitParameters(const std::string& parameters);
 // The text and error number a shell result is reported with.

@@ -92,7 +92,7 @@ std::string ExportVisualisation(const VisualisationExportRequest& request) {
     TraceLog("Export: " + target);
     if (AffMsg("Fichier " + target + " créé\n\nVoulez-vous l'ouvrir ?", MsgButtons::YesNo,
                MsgIcon::Question, "", MsgAnswer::No) == MsgAnswer::Yes)
-        ShellEx(target);
+        OpenForUser(target);
     return target;
 }
 

@@ -123,7 +123,7 @@ void ReportMissingComponents(const std::string& missing, const std::string& inst
     if (installerAddress.empty()) return;  // nothing to download
     if (AffMsg("Voulez-vous télécharger le fichier et faire l'installation ?", MsgButtons::YesNo,
                MsgIcon::Question, "Installation des composants Kavella") == MsgAnswer::Yes)
-        ShellEx(installerAddress);
+        OpenForUser(installerAddress);
 }
 
 int RunToverin(int argc, char** argv) {

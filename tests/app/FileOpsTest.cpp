@@ -218,6 +218,16 @@ TEST_F(FileOps, ShellExStartsProgramsWithTheirArgumentsAndMapsTheOpenersFailures
     EXPECT_EQ(ShellEx(dir.file("no-folder/doc.txt")), 3);
     setenv("PATH", "/nonexistent", 1);
     EXPECT_EQ(ShellEx(dir.file("doc.txt")), 31);
+    // What the user asked to see and nothing opens is said on screen, not only in the log.
+    const size_t shown = dialogs.messages.size();
+    EXPECT_FALSE(OpenForUser(dir.file("doc.txt")));
+    ASSERT_EQ(dialogs.messages.size(), shown + 1);
+    EXPECT_EQ(dialogs.messages.back().text,
+              "Impossible d'ouvrir '" + dir.file("doc.txt") +
+                  "' :\r\n\r\nIl n'y a aucune application associée à ce type de fichier");
+    setenv("PATH", (bin + ":" + path).c_str(), 1);
+    EXPECT_TRUE(OpenForUser(dir.file("doc.txt")));
+    EXPECT_EQ(dialogs.messages.size(), shown + 1);
     setenv("PATH", path.c_str(), 1);
     unsetenv("OPENED");
     unsetenv("OPENER_EXIT");

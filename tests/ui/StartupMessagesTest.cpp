@@ -73,9 +73,9 @@ TEST_F(StartupMessages, ComponentsMissingSaysWhatAndOffersTheInstaller) {
         dir.file("Settings/_Local/KV3_Toverin_Local.ini"),
         "[Composants]\r\nAdresse_Installation=" + dir.file("Kavella_3.47.030.run") + "\r\n");
     const std::string missing = "- moteur de fichiers (BTRCALL) sans réponse\r\n";
-    BoxAnswerer answerer({"OK", "Oui"}, "components_missing");
+    BoxAnswerer answerer({"OK", "Oui", "OK"}, "components_missing");
     ui::ReportMissingComponents(missing, ui::InstallerAddress());
-    ASSERT_EQ(answerer.seen.size(), 2u);
+    ASSERT_EQ(answerer.seen.size(), 3u);
     const auto& message = answerer.seen[0];
     EXPECT_EQ(message.text,
               "Cette mise-à-jour nécessite l'installation de la version 3.47.030 des composants "
@@ -88,7 +88,9 @@ TEST_F(StartupMessages, ComponentsMissingSaysWhatAndOffersTheInstaller) {
     EXPECT_EQ(question.title, "Installation des composants Kavella");
     EXPECT_EQ(question.text, "Voulez-vous télécharger le fichier et faire l'installation ?");
     EXPECT_EQ(question.icon, QMessageBox::Question);
-    // Yes opens the address: here a file that is not there, so the opener's failure is logged.
+    // Yes opens the address: here a file that is not there, which is said and logged.
+    EXPECT_EQ(answerer.seen[2].text, "Impossible d'ouvrir '" + dir.file("Kavella_3.47.030.run") +
+                                         "' :\r\n\r\nChemin d'accès non trouvé");
     std::string log = env.LogText();
     EXPECT_NE(log.find("Err: Components missing: - moteur de fichiers (BTRCALL) sans réponse"),
               std::string::npos);
