@@ -31,6 +31,12 @@ int HistoryDays(const std::string& text) {
     return static_cast<int>(value < 5 ? 5 : value);
 }
 
+bool HistoryDaysReadable(const std::string& text) {
+    const std::string t = Trim(text);
+    const size_t i = (!t.empty() && (t[0] == '-' || t[0] == '+')) ? 1 : 0;
+    return i < t.size() && t[i] >= '0' && t[i] <= '9';
+}
+
 BackupOptions LoadBackupOptions(int base) {
     BackupOptions o;
     const BaseConfig* b =

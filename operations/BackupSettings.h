@@ -38,5 +38,8 @@ void SaveBackupOptions(int base, const BackupOptions& options);
 // The days of history a limited backup keeps: the absolute value of the number in the text,
 // raised to 5 when smaller.
 int HistoryDays(const std::string& text);
+// The text holds a number for HistoryDays to read (a sign, then digits, blanks around); "abc" or
+// "" would silently mean the 5-day floor.
+bool HistoryDaysReadable(const std::string& text);
 
 }  // namespace toverin

@@ -14,9 +14,12 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
+#include "app/Clock.h"
 #include "app/DateTime.h"
+#include "app/Dialogs.h"
 #include "app/Errors.h"
 #include "app/Log.h"
+#include "app/Paths.h"
 #include "app/Registry.h"
 #include "app/Site.h"
 #include "app/Text.h"
@@ -35,7 +38,7 @@ FrmSetup::FrmSetup(QWidget* parent) : QDialog(parent) {
     setObjectName("FrmSetup");
     setWindowTitle("Options");
     auto* layout = new QVBoxLayout(this);
-    auto* tabs = new QTabWidget(this);
+    auto* tabs = tabs_ = new QTabWidget(this);
     tabs->setObjectName("SftTabsSetup");
 
     auto* general = new QWidget(tabs);
@@ -77,7 +80,7 @@ FrmSetup::FrmSetup(QWidget* parent) : QDialog(parent) {
     SftTabsDuplication = BuildDuplicationPage(tabs);
     tabs->addTab(SftTabsDuplication, "Duplication");
 
-    auto* logPage = new QWidget(tabs);
+    auto* logPage = logPage_ = new QWidget(tabs);
     auto* ll = new QVBoxLayout(logPage);
     log_ = new QListWidget(logPage);
     log_->setObjectName("ListeLog");
@@ -88,14 +91,19 @@ FrmSetup::FrmSetup(QWidget* parent) : QDialog(parent) {
     tabs->addTab(logPage, "Journal");
 
     layout->addWidget(tabs);
+    auto* bottom = new QHBoxLayout();
+    // Said beside the buttons: a save that shows nothing reads as a button that does nothing.
+    LabelEnregistrement = new QLabel(this);
+    LabelEnregistrement->setObjectName("LabelEnregistrement");
+    bottom->addWidget(LabelEnregistrement, 1);
     auto* buttons = new QDialogButtonBox(this);
     QPushButton* save = buttons->addButton("Enregistrer", QDialogButtonBox::ApplyRole);
     save->setObjectName("CommandEnregistrer");
-    connect(save, &QPushButton::clicked, this, &FrmSetup::SaveBaseSettings);
-    connect(save, &QPushButton::clicked, this, &FrmSetup::SaveDuplicationGrid);
+    connect(save, &QPushButton::clicked, this, &FrmSetup::CommandEnregistrer_Click);
     buttons->addButton("Fermer", QDialogButtonBox::RejectRole);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::close);
-    layout->addWidget(buttons);
+    bottom->addWidget(buttons);
+    layout->addLayout(bottom);
     resize(700, 500);
     RefreshLog();
 }
@@ -133,7 +141,9 @@ QWidget* FrmSetup::BuildBasePage(int b, QWidget* parent) {
     return page;
 }
 
-void FrmSetup::SaveBaseSettings() {
+bool FrmSetup::SaveBaseSettings() {
+    // Every base is checked before any is written: a refusal leaves the settings as they were.
+    std::vector<BackupOptions> all;
     for (int b = 0; b < Site().baseCount; ++b) {
         BackupOptions o = LoadBackupOptions(b);
         if (auto* w = findChild<QLineEdit*>(ControlName("TexteDossierDonnees", b)))
@@ -148,9 +158,36 @@ void FrmSetup::SaveBaseSettings() {
             o.keyOnError = w->isChecked();
         if (auto* w = findChild<QSpinBox*>(ControlName("TexteBkpAlerteJours", b)))
             o.staleDays = w->value();
-        SaveBackupOptions(b, o);
+        const std::string& label = Site().bases[static_cast<size_t>(b)].label;
+        if (!HistoryDaysReadable(o.historyDaysText)) {
+            AffMsg("Base " + label +
+                       " : le nombre de jours d'historique à sauvegarder doit être un nombre ('" +
+                       o.historyDaysText +
+                       "' n'en est pas un).\r\n\r\nLes options n'ont pas été "
+                       "enregistrées.",
+                   MsgButtons::Ok, MsgIcon::Critical);
+            return false;
+        }
+        const std::string data = NormaliseFolder(Trim(o.serverDataFolder));
+        if (!data.empty() && !FolderExists(data) &&
+            AffMsg("Base " + label + " : " + GestErr_Fra(OwnError::FolderNotFound, data) +
+                       ".\r\n\r\nLe backup et la restauration de cette base échoueront tant que "
+                       "ce dossier n'existe pas.\r\n\r\nEnregistrer quand même ?",
+                   MsgButtons::YesNo, MsgIcon::Question, "", MsgAnswer::No) != MsgAnswer::Yes)
+            return false;
+        all.push_back(o);
     }
+    for (int b = 0; b < static_cast<int>(all.size()); ++b)
+        SaveBackupOptions(b, all[static_cast<size_t>(b)]);
     TraceLog("FrmSetup: Settings saved");
+    return true;
+}
+
+void FrmSetup::CommandEnregistrer_Click() {
+    LabelEnregistrement->clear();
+    if (!SaveBaseSettings() || !SaveDuplicationGrid()) return;
+    LabelEnregistrement->setText(QString::fromUtf8("Options enregistrées à ") +
+                                 QString::fromStdString(FormatTime(AppClock().Now())));
 }
 
 QWidget* FrmSetup::BuildDuplicationPage(QWidget* parent) {
@@ -243,6 +280,11 @@ void FrmSetup::CommandDuplication_Click(int index) {
 
 bool FrmSetup::SaveDuplicationGrid() {
     return SaveSettingsDuplication(duplicationGrid_, 0);
+}
+
+void FrmSetup::ShowLogPage() {
+    tabs_->setCurrentWidget(logPage_);
+    RefreshLog();
 }
 
 void FrmSetup::RefreshLog() {

@@ -9,7 +9,9 @@
 class QListWidget;
 class QCheckBox;
 class QComboBox;
+class QLabel;
 class QPushButton;
+class QTabWidget;
 
 namespace toverin::ui {
 
@@ -18,8 +20,14 @@ class FrmSetup : public QDialog {
   public:
     explicit FrmSetup(QWidget* parent = nullptr);
     void RefreshLog();
-    // Writes every base's backup settings from the controls.
-    void SaveBaseSettings();
+    // Brings the log page to the front, with the latest lines.
+    void ShowLogPage();
+    // Writes every base's backup settings from the controls, once they are all sound; false
+    // when the user was told why nothing was written.
+    bool SaveBaseSettings();
+    // "Enregistrer": the bases' settings, then the duplication grid; says when it is done.
+    void CommandEnregistrer_Click();
+    QLabel* LabelEnregistrement = nullptr;
     QCheckBox* CheckForcerVeille;
 
     // The duplication grid page: the station, one box per weekday and hour (Monday first, in
@@ -39,6 +47,8 @@ class FrmSetup : public QDialog {
     QWidget* BuildDuplicationPage(QWidget* parent);
     void ShowDuplicationStation();
     int DuplicationStation() const;
+    QTabWidget* tabs_;
+    QWidget* logPage_;
     QListWidget* log_;
     DuplicationGrid duplicationGrid_;
     bool showingGrid_ = false;  // the boxes are being set from the grid, not by the user

@@ -280,6 +280,48 @@ TEST_F(OperationTabs, TheAgeThatRaisesAnAlertIsSetInTheOptions) {
     EXPECT_EQ(LoadBackupOptions(0).staleDays, 4);
 }
 
+// What the backup could not use is refused or asked about before anything is written, and a
+// save that went through says so.
+TEST_F(OperationTabs, OptionsAreCheckedBeforeTheyAreSaved) {
+    const BackupOptions before = LoadBackupOptions(0);
+    ui::FrmSetup setup;
+    auto* days = setup.findChild<QLineEdit*>(ControlName("TexteBackupNbJour", 0));
+    auto* data = setup.findChild<QLineEdit*>(ControlName("TexteDossierDonnees", 0));
+    auto* save = setup.findChild<QPushButton*>("CommandEnregistrer");
+    ASSERT_TRUE(days && data && save);
+    const std::string elsewhere = dir.folder() + "elsewhere/";
+    days->setText("abc");  // would quietly have meant five days of history
+    data->setText(QString::fromStdString(elsewhere));
+    save->click();
+    ASSERT_EQ(dialogs.messages.size(), 1u);
+    EXPECT_EQ(dialogs.messages[0].text,
+              "Base Radio Test : le nombre de jours d'historique à sauvegarder doit être un "
+              "nombre ('abc' n'en est pas un).\r\n\r\nLes options n'ont pas été enregistrées.");
+    EXPECT_EQ(dialogs.messages[0].icon, MsgIcon::Critical);
+    EXPECT_EQ(LoadBackupOptions(0).historyDaysText, before.historyDaysText);
+    EXPECT_EQ(LoadBackupOptions(0).serverDataFolder, before.serverDataFolder);
+    EXPECT_TRUE(setup.LabelEnregistrement->text().isEmpty());
+
+    days->setText(" -12 ");
+    dialogs.QueueAnswer(MsgAnswer::No);
+    save->click();
+    ASSERT_EQ(dialogs.messages.size(), 2u);
+    EXPECT_EQ(dialogs.messages[1].text,
+              "Base Radio Test : Dossier '" + elsewhere +
+                  "' non trouvé.\r\n\r\nLe backup et la restauration de cette base échoueront "
+                  "tant que ce dossier n'existe pas.\r\n\r\nEnregistrer quand même ?");
+    EXPECT_EQ(LoadBackupOptions(0).serverDataFolder, before.serverDataFolder);
+    EXPECT_TRUE(setup.LabelEnregistrement->text().isEmpty());
+
+    dialogs.QueueAnswer(MsgAnswer::Yes);  // the share is mounted later
+    save->click();
+    EXPECT_EQ(LoadBackupOptions(0).serverDataFolder, elsewhere);
+    EXPECT_EQ(HistoryDays(LoadBackupOptions(0).historyDaysText), 12);
+    EXPECT_TRUE(
+        setup.LabelEnregistrement->text().startsWith(QString::fromUtf8("Options enregistrées à ")));
+    testing::SaveScreenshot(&setup, "options_saved");
+}
+
 TEST_F(OperationTabs, PlansAreShownSavedAndAskedAboutAtShutdown) {
     Frm_Main frm(instance.get());
     ASSERT_TRUE(frm.Form_Load());
