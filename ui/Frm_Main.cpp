@@ -294,10 +294,7 @@ void Frm_Main::BuildWindow() {
     connect(veille, &QAction::triggered, this, &Frm_Main::CommandMiseEnVeille_Click);
     QAction* journal = menu->addAction("Journal du jour");
     journal->setObjectName("MnuLectureLog");
-    connect(journal, &QAction::triggered, this, [] {
-        TraceLogForce();
-        ShellEx(LogFilePath(AppClock().Now()));
-    });
+    connect(journal, &QAction::triggered, this, &Frm_Main::MnuLectureLog_Click);
     QAction* options = menu->addAction("Options...");
     options->setObjectName("Mnu01Options");
     connect(options, &QAction::triggered, this, &Frm_Main::ShowSetup);
@@ -540,6 +537,18 @@ void Frm_Main::UpdateTrayStatus() {
     }
     tray_->SetStatus(TrayToolTip(bases), std::any_of(bases.begin(), bases.end(),
                                                      [](auto& s) { return s.lastRunFailed; }));
+}
+
+void Frm_Main::MnuLectureLog_Click() {
+    TraceLogForce();
+    if (ShellEx(LogFilePath(AppClock().Now())) >= 33) return;
+    // No editor on this machine (a bare server): the log page shows the same lines.
+    ShowSetup();
+    setup_->ShowLogPage();
+}
+
+FrmSetup* Frm_Main::setupWindow() const {
+    return setup_;
 }
 
 void Frm_Main::ShowSetup() {

@@ -70,6 +70,11 @@ class Frm_Main : public QMainWindow {
     void EnterStandby();
     // The standby button and menu entry.
     void CommandMiseEnVeille_Click();
+    // "Journal du jour": the day's log in the desktop's editor, or on the options window's log
+    // page when no program opens it.
+    void MnuLectureLog_Click();
+    // The options window, once it has been shown.
+    FrmSetup* setupWindow() const;
     void ShowFromStandby();
     // The tray's tooltip: the last and next backups, a warning after a failed planned run.
     void UpdateTrayStatus();

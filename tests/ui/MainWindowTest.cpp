@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QAction>
 #include <QComboBox>
 #include <QFileInfo>
 #include <QListWidget>
@@ -18,6 +19,7 @@
 #include "tests/support/TestSupport.h"
 #include "tests/ui/UiTestSupport.h"
 #include "ui/ControlName.h"
+#include "ui/FrmSetup.h"
 #include "ui/Frm_Main.h"
 #include "ui/SingleInstance.h"
 
@@ -155,6 +157,29 @@ TEST_F(MainWindow, QuitAsksAndIsRefusedWhenLocked) {
     std::string log = env.LogText();
     EXPECT_NE(log.find("Application closed by human action (Menu action)\r\n"), std::string::npos);
     EXPECT_NE(log.find("Form closed by code action\r\n"), std::string::npos);
+}
+
+// "Journal du jour" where nothing opens a log (a bare server): the day's lines come up on the
+// options window's log page, rather than a click that does nothing.
+TEST_F(MainWindow, TheDaysLogIsShownEvenWithoutAnEditor) {
+    Frm_Main frm(instance.get());
+    ASSERT_TRUE(frm.Form_Load());
+    const std::string path = getenv("PATH") ? getenv("PATH") : "";
+    setenv("PATH", "/nonexistent", 1);  // no desktop opener at all
+    QAction* journal = frm.findChild<QAction*>("MnuLectureLog");
+    ASSERT_NE(journal, nullptr);
+    journal->trigger();
+    setenv("PATH", path.c_str(), 1);
+    ui::FrmSetup* setup = frm.setupWindow();
+    ASSERT_NE(setup, nullptr);
+    EXPECT_TRUE(setup->isVisible());
+    auto* tabs = setup->findChild<QTabWidget*>("SftTabsSetup");
+    ASSERT_NE(tabs, nullptr);
+    EXPECT_EQ(tabs->tabText(tabs->currentIndex()), "Journal");
+    auto* lines = setup->findChild<QListWidget*>("ListeLog");
+    ASSERT_NE(lines, nullptr);
+    EXPECT_FALSE(lines->findItems("Id Radio: Radio Nord FM", Qt::MatchEndsWith).isEmpty());
+    EXPECT_TRUE(dialogs.messages.empty());
 }
 
 // The window's close button ends the program and the planned backups with it: it asks as
