@@ -7,10 +7,12 @@
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QProgressDialog>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 #include "app/Dialogs.h"
 #include "app/LongRun.h"
+#include "app/Paths.h"
 #include "app/Site.h"
 #include "operations/DataExport.h"
 #include "store/Catalogue.h"
@@ -19,6 +21,11 @@
 namespace toverin::ui {
 
 std::string RunExport(QWidget* parent, const CursorSpec& query, bool excel, long long totalRows) {
+    // Said before the target is asked for: afterwards it would read as a fault of the target.
+    if (!FileExists(query.path)) {
+        AffMsg("Fichier: " + query.path + " non trouvé", MsgButtons::Ok, MsgIcon::Critical);
+        return "";
+    }
     // The export serves the interface while it writes: a backup started meanwhile would run
     // inside it, and it inside a backup. One long operation at a time.
     LongRun run("Export de la visualisation");
@@ -70,7 +77,12 @@ FrmExport::FrmExport(const CursorSpec& query, bool excel, QWidget* parent)
     form->addRow(QString::fromUtf8("Clé"), new QLabel(QString::number(query.keyNumber) + ": " +
                                                       QString::fromStdString(range)));
     layout->addLayout(form);
+    // The menu entry alone is easily missed in so small a window.
+    CommandExporter = new QPushButton(QString::fromUtf8("Exporter..."), this);
+    CommandExporter->setObjectName("CommandExporter");
+    layout->addWidget(CommandExporter, 0, Qt::AlignRight);
     connect(Mnu01Export, &QAction::triggered, this, &FrmExport::Mnu01Export_Click);
+    connect(CommandExporter, &QPushButton::clicked, this, &FrmExport::Mnu01Export_Click);
 }
 
 void FrmExport::Mnu01Export_Click() {

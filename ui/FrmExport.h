@@ -1,6 +1,6 @@
 // The standalone export window: the listing it exports, its nature in TexteNature ("Export Excel"
-// or "Export XML") and the menu entry Mnu01Export that runs the export, the same procedure as the
-// viewer's "Exporter..." button.
+// or "Export XML") and the menu entry Mnu01Export and button CommandExporter that run the export,
+// the same procedure as the viewer's "Exporter..." button.
 #pragma once
 
 #include <QDialog>
@@ -10,10 +10,12 @@
 class QAction;
 class QLabel;
 class QLineEdit;
+class QPushButton;
 
 namespace toverin::ui {
 
-// The export of a listing with a progress window that can cancel it: asks for the target, asks
+// The export of a listing with a progress window that can cancel it: refuses a listing whose file
+// is missing, asks for the target, asks
 // before overwriting, exports, reports and offers to open the file. `totalRows` sizes the
 // progress bar (0 when unknown). Returns the file written, "" when none.
 std::string RunExport(QWidget* parent, const CursorSpec& query, bool excel, long long totalRows);
@@ -27,6 +29,7 @@ class FrmExport : public QDialog {
 
     QLineEdit* TexteNature;
     QAction* Mnu01Export;
+    QPushButton* CommandExporter;
 
   private:
     CursorSpec spec_;

@@ -322,10 +322,6 @@ void FrmToolsVisualisation::ShowCount(qint64 rows, bool complete) {
 void FrmToolsVisualisation::CommandVisualisationExporter_Click() {
     const CursorSpec query = SpecFromControls();
     if (query.fileNumber < 0) return;
-    if (!FileExists(query.path)) {
-        AffMsg("Fichier: " + query.path + " non trouvé", MsgButtons::Ok, MsgIcon::Critical);
-        return;
-    }
     RunExport(this, query, CheckExportExcel->isChecked(),
               model_->CountComplete() && query.path == shown_.path ? model_->CountedRows()
                                                                    : RecordCountOfFile(query.path));

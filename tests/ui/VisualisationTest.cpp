@@ -232,6 +232,18 @@ TEST_F(Visualisation, TheStandaloneExportWindowAndTheToolsLock) {
     EXPECT_EQ(dialogs.messages.back().text,
               "Fichier " + dir.file("Artistes.xml") + " créé\n\nVoulez-vous l'ouvrir ?");
     EXPECT_EQ(ui::FrmExport(window->SpecFromControls(), true).TexteNature->text(), "Export Excel");
+    // Its button runs the same export as the menu entry.
+    dialogs.QueueSaveFile(dir.file("Artistes-2.xml"));
+    dialogs.QueueAnswer(MsgAnswer::No);
+    exportWindow.CommandExporter->click();
+    EXPECT_TRUE(fs::exists(dir.file("Artistes-2.xml")));
+    // The listing's file went away meanwhile: said at once, and no target asked for.
+    const size_t asked = dialogs.saveFilters.size();
+    fs::remove(window->SpecFromControls().path);
+    exportWindow.CommandExporter->click();
+    EXPECT_EQ(dialogs.messages.back().text,
+              "Fichier: " + window->SpecFromControls().path + " non trouvé");
+    EXPECT_EQ(dialogs.saveFilters.size(), asked);
 
     ui::SetVisualisationLocked(true);
     EXPECT_EQ(ui::OpenVisualisation(nullptr), nullptr);
