@@ -34,7 +34,7 @@ const char* kUsage =
     "      [--groups categ,theme,horlo,000,jin,lin,rub,inf] [--change-category] [--all-zones]\n"
     "      (a duplication's questions are answered Yes, and logged)\n"
     "exit status: 0 ok, 1 failed (any file that failed, a site not found), 2 usage error,\n"
-    "  3 missing file, 4 not a record file,\n"
+    "  3 missing file (ftp: no connection to the server), 4 not a record file,\n"
     "  5 import-xml ran to its end but refused records (listed on the output)\n";
 
 }  // namespace
