@@ -1,5 +1,7 @@
 #include "operations/Restore.h"
 
+#include <algorithm>
+
 #include "app/DateTime.h"
 #include "app/Dialogs.h"
 #include "app/Errors.h"
@@ -239,6 +241,12 @@ CreationOutcome CreateData(int base, const CreationRequest& request, ProgressObs
         outcome.refused = true;
         return outcome;
     }
+    if (std::none_of(request.files.begin(), request.files.end(), [](bool f) { return f; })) {
+        // Otherwise the click would end at once without a word.
+        AffMsg("Vous devez sélectionner au moins un fichier", MsgButtons::Ok, MsgIcon::Critical);
+        outcome.refused = true;
+        return outcome;
+    }
     const LocalTime start = AppClock().Now();
     progress::Ended ended;
     {
@@ -277,6 +285,9 @@ CreationOutcome CreateData(int base, const CreationRequest& request, ProgressObs
                                        "Kavella, voire éteindre les postes.\r\n\r\nPuis "
                                        "recommencez l'opération.",
                                    MsgButtons::Ok, MsgIcon::Critical);
+                        else
+                            outcome.unsaidFailures.push_back(path + " (statut " +
+                                                             std::to_string(status) + ")");
                         ++outcome.failed;
                         continue;
                     }
@@ -298,6 +309,13 @@ CreationOutcome CreateData(int base, const CreationRequest& request, ProgressObs
                  ""};
     }
     progress.OnProgress(ended);
+    if (!outcome.unsaidFailures.empty()) {
+        std::string list;
+        for (const std::string& line : outcome.unsaidFailures) list += line + "\r\n";
+        AffMsg("Les fichiers suivants n'ont pas été créés :\r\n\r\n" + list +
+                   "\r\nLe journal du jour donne le détail.",
+               MsgButtons::Ok, MsgIcon::Critical);
+    }
     TraceLogForce();
     return outcome;
 }

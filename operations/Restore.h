@@ -50,6 +50,8 @@ struct CreationOutcome {
     int created = 0;
     int kept = 0;  // the user chose to keep a file that held records
     int failed = 0;
+    // The failures no box has named yet (a file in use has its own), said at the end of the run.
+    std::vector<std::string> unsaidFailures;
     bool refused = false;
 };
 

@@ -259,6 +259,24 @@ TEST(Creation, AsksBeforeEmptyingAFileThatHoldsRecords) {
         std::string::npos);
     EXPECT_EQ(site.dialogs.messages.back().text,
               "Le fichier '" + site.DataPath(22, 1) + "' a été créé à vide\r\n\r\nMorceaux");
+
+    // No file chosen: said, rather than a click that ends without a word.
+    CreationRequest none = request;
+    none.files.fill(false);
+    EXPECT_TRUE(CreateData(0, none, view).refused);
+    EXPECT_EQ(site.dialogs.messages.back().text, "Vous devez sélectionner au moins un fichier");
+
+    // A file that cannot be made (a folder stands in its place): the run ends saying so.
+    fs::remove(site.DataPath(22, 2));
+    fs::create_directory(site.DataPath(22, 2));
+    request.stations = {false, true};
+    outcome = CreateData(0, request, view);
+    EXPECT_EQ(outcome.failed, 1);
+    EXPECT_EQ(view.Last<progress::Ended>()->outcome, progress::Outcome::Incomplete);
+    EXPECT_EQ(site.dialogs.messages.back().text,
+              "Les fichiers suivants n'ont pas été créés :\r\n\r\n" + site.DataPath(22, 2) +
+                  " (statut 11)\r\n\r\nLe journal du jour donne le détail.");
+    EXPECT_EQ(site.dialogs.messages.back().icon, MsgIcon::Critical);
 }
 
 }  // namespace
