@@ -278,6 +278,28 @@ struct cFTP::Request {
 
 cFTP::cFTP() = default;
 
+std::string FtpFailureText(int number) {
+    switch (number) {
+        case CURLE_COULDNT_RESOLVE_HOST:
+            return "serveur inconnu (nom introuvable)";
+        case CURLE_COULDNT_CONNECT:
+            return "aucun serveur FTP ne répond à cette adresse";
+        case CURLE_OPERATION_TIMEDOUT:
+            return "le serveur ne répond pas (délai dépassé)";
+        case CURLE_LOGIN_DENIED:
+            return "identifiant ou mot de passe refusé";
+        case CURLE_REMOTE_ACCESS_DENIED:
+        case CURLE_QUOTE_ERROR:
+            return "refusé par le serveur (dossier ou fichier absent, ou droits insuffisants)";
+        case CURLE_FTP_ACCEPT_FAILED:
+        case CURLE_FTP_ACCEPT_TIMEOUT:
+        case CURLE_FTP_PORT_FAILED:
+            return "le serveur n'a pas pu se connecter à ce poste (essayez le mode passif)";
+        default:
+            return "erreur " + std::to_string(number) + " (voir le journal du jour)";
+    }
+}
+
 cFTP::~cFTP() {
     CloseConnection();
 }

@@ -31,6 +31,9 @@ struct FtpBlockPlan {
 };
 FtpBlockPlan PlanUploadBlocks(int64_t length);
 
+// A failure number of cFTP in the user's words, for the windows (the log keeps libcurl's text).
+std::string FtpFailureText(int number);
+
 class cFTP {
   public:
     static constexpr int kTransferAscii = 1;
@@ -49,6 +52,8 @@ class cFTP {
     // The current remote directory as last set or read (absolute, as the server writes it).
     const std::string& Directory() const { return directory_; }
     std::string GetLastErrorMessage() const { return lastErrorMessage_; }
+    // The number of the last failure (libcurl's codes; 0 before any), for FtpFailureText.
+    int GetLastErrorNumber() const { return lastErrorNumber_; }
     // `server` is "host" or "host:port" (port 21 when absent); an open connection is closed first.
     bool OpenConnection(const std::string& server, const std::string& user,
                         const std::string& password);

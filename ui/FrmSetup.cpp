@@ -1,5 +1,6 @@
 #include "ui/FrmSetup.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDialogButtonBox>
@@ -23,10 +24,12 @@
 #include "app/Registry.h"
 #include "app/Site.h"
 #include "app/Text.h"
+#include "net/Ftp.h"
 #include "operations/BackupSettings.h"
 #include "store/Pervasive.h"
 #include "ui/ControlName.h"
 #include "ui/FrmToolsVisualisation.h"
+#include "ui/Widgets.h"
 
 namespace toverin::ui {
 
@@ -79,6 +82,8 @@ FrmSetup::FrmSetup(QWidget* parent) : QDialog(parent) {
     tabs->addTab(bases, "Bases");
     SftTabsDuplication = BuildDuplicationPage(tabs);
     tabs->addTab(SftTabsDuplication, "Duplication");
+
+    tabs->addTab(BuildFtpPage(tabs), "FTP");
 
     auto* logPage = logPage_ = new QWidget(tabs);
     auto* ll = new QVBoxLayout(logPage);
@@ -188,6 +193,95 @@ void FrmSetup::CommandEnregistrer_Click() {
     if (!SaveBaseSettings() || !SaveDuplicationGrid()) return;
     LabelEnregistrement->setText(QString::fromUtf8("Options enregistrées à ") +
                                  QString::fromStdString(FormatTime(AppClock().Now())));
+}
+
+QWidget* FrmSetup::BuildFtpPage(QWidget* parent) {
+    auto* page = new QWidget(parent);
+    auto* layout = new QVBoxLayout(page);
+    auto* form = new QFormLayout();
+    auto field = [&](const char* name, const char* key, const QString& label) {
+        auto* box = new QLineEdit(Q(GetRegValue(kHkeyCurrentUser, kOptionKey, key, "")), page);
+        box->setObjectName(name);
+        form->addRow(label, box);
+        return box;
+    };
+    TexteFtpServeur = field("TexteFtpServeur", "FTP_Serveur", "Serveur (nom ou nom:port):");
+    TexteFtpUtilisateur = field("TexteFtpUtilisateur", "FTP_Utilisateur", "Utilisateur:");
+    // The password is typed for each test: it is kept nowhere.
+    TexteFtpMotDePasse = new QLineEdit(page);
+    TexteFtpMotDePasse->setObjectName("TexteFtpMotDePasse");
+    TexteFtpMotDePasse->setEchoMode(QLineEdit::Password);
+    form->addRow("Mot de passe:", TexteFtpMotDePasse);
+    TexteFtpDossier = field("TexteFtpDossier", "FTP_Dossier", "Dossier (facultatif):");
+    CheckFtpPassif = new QCheckBox("Mode passif (derrière un pare-feu)", page);
+    CheckFtpPassif->setObjectName("CheckFtpPassif");
+    CheckFtpPassif->setChecked(GetRegValue(kHkeyCurrentUser, kOptionKey, "FTP_Passif", "0") == "1");
+    form->addRow(CheckFtpPassif);
+    layout->addLayout(form);
+    auto* row = new QHBoxLayout();
+    auto* test = new QPushButton("Tester la connexion", page);
+    test->setObjectName("CommandFtpTester");
+    connect(test, &QPushButton::clicked, this, &FrmSetup::CommandFtpTester_Click);
+    row->addWidget(test);
+    row->addStretch();
+    layout->addLayout(row);
+    LabelFtpResultat = new QLabel(page);
+    LabelFtpResultat->setObjectName("LabelFtpResultat");
+    LabelFtpResultat->setWordWrap(true);
+    layout->addWidget(LabelFtpResultat);
+    ListeFtp = new QListWidget(page);
+    ListeFtp->setObjectName("ListeFtp");
+    layout->addWidget(ListeFtp, 1);
+    return page;
+}
+
+// Connects with the program's own FTP client, goes to the folder and lists it: what the transfers
+// will meet, said in the user's words (the log keeps the client's own lines).
+void FrmSetup::CommandFtpTester_Click() {
+    const std::string server = Trim(TexteFtpServeur->text().toStdString());
+    const std::string user = Trim(TexteFtpUtilisateur->text().toStdString());
+    const std::string folder = Trim(TexteFtpDossier->text().toStdString());
+    ListeFtp->clear();
+    if (server.empty()) {
+        LabelFtpResultat->setText("Indiquez le serveur FTP.");
+        return;
+    }
+    SetRegValue(kHkeyCurrentUser, kOptionKey, "FTP_Serveur", server);
+    SetRegValue(kHkeyCurrentUser, kOptionKey, "FTP_Utilisateur", user);
+    SetRegValue(kHkeyCurrentUser, kOptionKey, "FTP_Dossier", folder);
+    SetRegValue(kHkeyCurrentUser, kOptionKey, "FTP_Passif",
+                CheckFtpPassif->isChecked() ? "1" : "0");
+    LabelFtpResultat->setText("Connexion en cours...");
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    QApplication::processEvents();
+    cFTP ftp;
+    ftp.SetTimeouts(std::chrono::seconds(10), std::chrono::seconds(30));
+    if (CheckFtpPassif->isChecked()) ftp.SetModePassive();
+    std::string result;
+    if (!ftp.OpenConnection(server, user, TexteFtpMotDePasse->text().toStdString())) {
+        result = "Connexion impossible à " + server + " : " +
+                 FtpFailureText(ftp.GetLastErrorNumber()) + ".";
+    } else if (!folder.empty() && !ftp.SetFTPDirectory(folder)) {
+        result = "Connecté, mais le dossier '" + folder +
+                 "' n'est pas accessible : " + FtpFailureText(ftp.GetLastErrorNumber()) + ".";
+    } else {
+        const std::vector<FtpDirEntry> entries = ftp.GetDirectoryListing();
+        if (entries.empty() && !ftp.GetLastErrorMessage().empty()) {
+            result = "Connecté, mais la liste du dossier a échoué : " +
+                     FtpFailureText(ftp.GetLastErrorNumber()) + ".";
+        } else {
+            result = "Connexion réussie. Dossier " + ftp.GetFTPDirectory() + " : " +
+                     std::to_string(entries.size()) + " élément(s).";
+            for (const FtpDirEntry& e : entries)
+                ListeFtp->addItem(
+                    Q(FormatDateTime(e.date) + "  " + e.name +
+                      (e.isDirectory ? "/" : "  (" + std::to_string(e.size) + " octets)")));
+        }
+    }
+    ftp.CloseConnection();
+    QApplication::restoreOverrideCursor();
+    TraceLog("FrmSetup: FTP test: " + server + ": " + result);
+    LabelFtpResultat->setText(Q(result));
 }
 
 QWidget* FrmSetup::BuildDuplicationPage(QWidget* parent) {

@@ -10,6 +10,7 @@ class QListWidget;
 class QCheckBox;
 class QComboBox;
 class QLabel;
+class QLineEdit;
 class QPushButton;
 class QTabWidget;
 
@@ -42,9 +43,21 @@ class FrmSetup : public QDialog {
     bool SaveDuplicationGrid();
     const DuplicationGrid& duplicationGrid() const { return duplicationGrid_; }
 
+    // The FTP page: a connection test with the program's own client (server, account, folder,
+    // mode kept for the next time; the password never).
+    QLineEdit* TexteFtpServeur = nullptr;
+    QLineEdit* TexteFtpUtilisateur = nullptr;
+    QLineEdit* TexteFtpMotDePasse = nullptr;
+    QLineEdit* TexteFtpDossier = nullptr;
+    QCheckBox* CheckFtpPassif = nullptr;
+    QLabel* LabelFtpResultat = nullptr;
+    QListWidget* ListeFtp = nullptr;
+    void CommandFtpTester_Click();
+
   private:
     QWidget* BuildBasePage(int base, QWidget* parent);
     QWidget* BuildDuplicationPage(QWidget* parent);
+    QWidget* BuildFtpPage(QWidget* parent);
     void ShowDuplicationStation();
     int DuplicationStation() const;
     QTabWidget* tabs_;

@@ -10,6 +10,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSpinBox>
+#include <QTabWidget>
 
 #include "app/EventPump.h"
 #include "app/Incidents.h"
@@ -20,6 +21,7 @@
 #include "operations/OperationState.h"
 #include "operations/Scheduler.h"
 #include "tests/operations/SiteFixture.h"
+#include "tests/support/FtpTestServer.h"
 #include "tests/ui/UiTestSupport.h"
 #include "ui/ControlName.h"
 #include "ui/FrmSetup.h"
@@ -319,7 +321,59 @@ TEST_F(OperationTabs, OptionsAreCheckedBeforeTheyAreSaved) {
     EXPECT_EQ(HistoryDays(LoadBackupOptions(0).historyDaysText), 12);
     EXPECT_TRUE(
         setup.LabelEnregistrement->text().startsWith(QString::fromUtf8("Options enregistrées à ")));
+    auto* tabs = setup.findChild<QTabWidget*>("SftTabsSetup");
+    tabs->setCurrentIndex(1);  // the bases
     testing::SaveScreenshot(&setup, "options_saved");
+}
+
+// The options' FTP test against a real server on loopback: what the transfers would meet, in
+// the user's words, and the account kept for the next time without its password.
+TEST_F(OperationTabs, TheFtpPageTestsAConnectionAndSaysWhatFailed) {
+    const std::filesystem::path root = dir.file("ftp-root");
+    std::filesystem::create_directories(root / "Export");
+    testing::WriteFile((root / "Export" / "FRADA22.bt6").string(), "0123456789");
+    testing::FtpTestServer server{root};
+    ASSERT_TRUE(server.ready());
+    auto run = [](ui::FrmSetup& setup, const std::string& address, const std::string& password,
+                  const std::string& folder) {
+        setup.TexteFtpServeur->setText(QString::fromStdString(address));
+        setup.TexteFtpUtilisateur->setText(testing::FtpTestServer::kUser);
+        setup.TexteFtpMotDePasse->setText(QString::fromStdString(password));
+        setup.TexteFtpDossier->setText(QString::fromStdString(folder));
+        setup.findChild<QPushButton*>("CommandFtpTester")->click();
+        return setup.LabelFtpResultat->text().toStdString();
+    };
+    {
+        ui::FrmSetup setup;
+        setup.CheckFtpPassif->setChecked(true);
+        EXPECT_EQ(run(setup, "", "", ""), "Indiquez le serveur FTP.");
+        EXPECT_EQ(run(setup, server.address(), server.password(), "Export"),
+                  "Connexion réussie. Dossier /Export : 1 élément(s).");
+        ASSERT_EQ(setup.ListeFtp->count(), 1);
+        EXPECT_TRUE(setup.ListeFtp->item(0)->text().endsWith("FRADA22.bt6  (10 octets)"));
+        auto* tabs = setup.findChild<QTabWidget*>("SftTabsSetup");
+        tabs->setCurrentWidget(setup.TexteFtpServeur->parentWidget());
+        testing::SaveScreenshot(&setup, "options_ftp_test");
+
+        EXPECT_EQ(run(setup, server.address(), server.password(), "Import"),
+                  "Connecté, mais le dossier 'Import' n'est pas accessible : refusé par le serveur "
+                  "(dossier ou fichier absent, ou droits insuffisants).");
+        EXPECT_EQ(setup.ListeFtp->count(), 0);
+        EXPECT_EQ(run(setup, server.address(), "not-the-password", ""),
+                  "Connexion impossible à " + server.address() +
+                      " : identifiant ou mot de passe refusé.");
+        const std::string nobody = "127.0.0.1:" + std::to_string(testing::UnusedLoopbackPort());
+        EXPECT_EQ(
+            run(setup, nobody, server.password(), ""),
+            "Connexion impossible à " + nobody + " : aucun serveur FTP ne répond à cette adresse.");
+        EXPECT_TRUE(dialogs.messages.empty()) << "said on the page, no box";
+    }
+    ui::FrmSetup again;
+    EXPECT_TRUE(again.TexteFtpServeur->text().startsWith("127.0.0.1:"));
+    EXPECT_EQ(again.TexteFtpUtilisateur->text(), testing::FtpTestServer::kUser);
+    EXPECT_TRUE(again.TexteFtpMotDePasse->text().isEmpty());
+    EXPECT_TRUE(again.CheckFtpPassif->isChecked());
+    EXPECT_EQ(Log().find(server.password()), std::string::npos);
 }
 
 TEST_F(OperationTabs, PlansAreShownSavedAndAskedAboutAtShutdown) {
