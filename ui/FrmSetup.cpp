@@ -19,6 +19,7 @@
 #include "app/DateTime.h"
 #include "app/Dialogs.h"
 #include "app/Errors.h"
+#include "app/FileOps.h"
 #include "app/Log.h"
 #include "app/Paths.h"
 #include "app/Registry.h"
@@ -381,9 +382,22 @@ void FrmSetup::ShowLogPage() {
     RefreshLog();
 }
 
+// The day's log file as it stands (earlier runs of the day, last night's backup), else what this
+// run has logged when the file cannot be read.
 void FrmSetup::RefreshLog() {
+    constexpr size_t kShownLines = 2000;
+    TraceLogForce();
+    const std::string text = ReadWholeFile(LogFilePath(AppClock().Now()));
+    std::vector<std::string_view> lines = SplitLines(text);
     log_->clear();
-    for (const auto& line : RecentLogLines(2000)) log_->addItem(QString::fromStdString(line));
+    if (lines.empty()) {
+        for (const auto& line : RecentLogLines(kShownLines)) log_->addItem(Q(line));
+    } else {
+        const size_t first = lines.size() > kShownLines ? lines.size() - kShownLines : 0;
+        for (size_t i = first; i < lines.size(); ++i)
+            log_->addItem(
+                QString::fromUtf8(lines[i].data(), static_cast<qsizetype>(lines[i].size())));
+    }
     log_->scrollToBottom();
 }
 

@@ -164,6 +164,11 @@ TEST_F(MainWindow, QuitAsksAndIsRefusedWhenLocked) {
 TEST_F(MainWindow, TheDaysLogIsShownEvenWithoutAnEditor) {
     Frm_Main frm(instance.get());
     ASSERT_TRUE(frm.Form_Load());
+    // What is only in the day's file now, as an earlier run of the day (last night's backup)
+    // would have left it.
+    TraceLog("Backup: Ended. Duration: 3 min 12 s");
+    TraceLogForce();
+    ResetLog();
     const std::string path = getenv("PATH") ? getenv("PATH") : "";
     setenv("PATH", "/nonexistent", 1);  // no desktop opener at all
     QAction* journal = frm.findChild<QAction*>("MnuLectureLog");
@@ -179,6 +184,8 @@ TEST_F(MainWindow, TheDaysLogIsShownEvenWithoutAnEditor) {
     auto* lines = setup->findChild<QListWidget*>("ListeLog");
     ASSERT_NE(lines, nullptr);
     EXPECT_FALSE(lines->findItems("Id Radio: Radio Nord FM", Qt::MatchEndsWith).isEmpty());
+    EXPECT_FALSE(
+        lines->findItems("Backup: Ended. Duration: 3 min 12 s", Qt::MatchEndsWith).isEmpty());
     EXPECT_TRUE(dialogs.messages.empty());
 }
 
