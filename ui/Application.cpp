@@ -7,7 +7,10 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QFontDatabase>
+#include <QLibraryInfo>
+#include <QLocale>
 #include <QSocketNotifier>
+#include <QTranslator>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -126,6 +129,19 @@ void ReportMissingComponents(const std::string& missing, const std::string& inst
         OpenForUser(installerAddress);
 }
 
+QTranslator* InstallFrenchTranslations(QCoreApplication& app) {
+    QLocale::setDefault(QLocale(QLocale::French, QLocale::France));
+    auto* translator = new QTranslator(&app);
+    if (!translator->load(QLocale(QLocale::French), "qtbase", "_",
+                          QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
+        TraceLog("Qt translations (qtbase_fr) not found: Qt's own texts stay in English");
+        delete translator;
+        return nullptr;
+    }
+    QCoreApplication::installTranslator(translator);
+    return translator;
+}
+
 int RunToverin(int argc, char** argv) {
     std::vector<std::string> args(argv + 1, argv + argc);
     if (Asks(args, {"--help", "-h", "/?"})) {
@@ -150,6 +166,7 @@ int RunToverin(int argc, char** argv) {
     QApplication app(argc, argv);
     app.setApplicationName("Toverin");
     app.setQuitOnLastWindowClosed(false);  // standby hides every window and keeps running
+    InstallFrenchTranslations(app);
 
     QtDialogs qtDialogs;
     if (QApplication::platformName() == "offscreen") {

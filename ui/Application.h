@@ -4,9 +4,17 @@
 
 #include <string>
 
+class QCoreApplication;
+class QTranslator;
+
 namespace toverin::ui {
 
 int RunToverin(int argc, char** argv);
+
+// Qt's own texts (file dialogs, standard buttons, edit menus) in French like the program's, and
+// French dates and numbers in its widgets. Returns the translator installed (owned by `app`), or
+// nullptr when Qt's translations are not on this machine (the texts then stay in English).
+QTranslator* InstallFrenchTranslations(QCoreApplication& app);
 
 // What "toverin --help" prints.
 std::string UsageText();

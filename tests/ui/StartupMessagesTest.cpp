@@ -3,10 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QDialogButtonBox>
+#include <QFileDialog>
 #include <QLabel>
+#include <QLocale>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTimer>
+#include <QTranslator>
 #include <functional>
 
 #include "app/DateTime.h"
@@ -130,6 +134,26 @@ TEST(TrayToolTip, LastAndNextBackupOfEachBaseAndAWarningAfterAFailedRun) {
     tray.SetStatus(ui::TrayToolTip({sud}), true);
     EXPECT_TRUE(tray.warning());
     EXPECT_TRUE(tray.toolTip().startsWith("Kavella: Toverin\nRadio Sud: Attention"));
+}
+
+// Qt's own texts (standard buttons, the file dialog of the exports) speak French like the rest of
+// the program.
+TEST_F(StartupMessages, QtsOwnTextsAreInFrench) {
+    const QLocale before;
+    QTranslator* translator = ui::InstallFrenchTranslations(*QApplication::instance());
+    ASSERT_NE(translator, nullptr) << "Qt's translations (scripts/setup) are missing";
+    QDialogButtonBox box(QDialogButtonBox::Save | QDialogButtonBox::Cancel);
+    EXPECT_EQ(box.button(QDialogButtonBox::Cancel)->text().remove('&'), "Annuler");
+    EXPECT_EQ(box.button(QDialogButtonBox::Save)->text().remove('&'), "Enregistrer");
+    QFileDialog dialog(nullptr, "Exporter");
+    dialog.setOption(QFileDialog::DontUseNativeDialog);
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    auto* name = dialog.findChild<QLabel*>("fileNameLabel");
+    ASSERT_NE(name, nullptr);
+    EXPECT_EQ(name->text().remove('&').toStdString(), "Nom de fichier :");
+    testing::SaveScreenshot(&dialog, "export_file_dialog");
+    QApplication::removeTranslator(translator);
+    QLocale::setDefault(before);
 }
 
 }  // namespace
