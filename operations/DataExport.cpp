@@ -71,21 +71,25 @@ std::string ExportVisualisation(const VisualisationExportRequest& request) {
                MsgIcon::Question, "", MsgAnswer::No) != MsgAnswer::Yes)
         return "";
 
-    RecordCursor cursor("Visualisation");
-    bool exported = false;
-    if (cursor.Open(request.query) == CursorOpen::Ok) {
-        ExportOptions options;
-        options.logFolder = request.logFolder;
-        auto writer = OpenExport(FormatOf(target, request.excel), target, options);
-        ExportOutcome outcome = ExportRecords(cursor, *writer, request.progress);
-        if (outcome == ExportOutcome::Cancelled) {
-            TraceLog("Export cancelled: " + target);
-            return "";
+    if (request.writing) request.writing();
+    ExportOutcome outcome = ExportOutcome::ReadFailed;
+    {
+        RecordCursor cursor("Visualisation");
+        if (cursor.Open(request.query) == CursorOpen::Ok) {
+            ExportOptions options;
+            options.logFolder = request.logFolder;
+            auto writer = OpenExport(FormatOf(target, request.excel), target, options);
+            outcome = ExportRecords(cursor, *writer, request.progress);
+            if (outcome != ExportOutcome::Done && outcome != ExportOutcome::Cancelled)
+                TraceLog("Err: Export " + target + ": " + writer->Message());
         }
-        exported = outcome == ExportOutcome::Done;
-        if (!exported) TraceLog("Err: Export " + target + ": " + writer->Message());
     }
-    if (!exported) {
+    if (request.written) request.written();
+    if (outcome == ExportOutcome::Cancelled) {
+        TraceLog("Export cancelled: " + target);
+        return "";
+    }
+    if (outcome != ExportOutcome::Done) {
         AffMsg("Erreur lors de l'export du fichier " + target, MsgButtons::Ok, MsgIcon::Critical);
         return "";
     }

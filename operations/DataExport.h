@@ -40,6 +40,10 @@ struct VisualisationExportRequest {
     std::string startFolder;
     std::string logFolder;
     ExportProgress progress;
+    // Told once the target is settled, when the writing starts, and when it is over, before the
+    // outcome is reported: a progress window lives between the two, never over the questions.
+    std::function<void()> writing;
+    std::function<void()> written;
 };
 std::string ExportVisualisation(const VisualisationExportRequest& request);
 

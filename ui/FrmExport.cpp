@@ -9,6 +9,7 @@
 #include <QProgressDialog>
 #include <QPushButton>
 #include <QVBoxLayout>
+#include <memory>
 
 #include "app/Dialogs.h"
 #include "app/LongRun.h"
@@ -33,26 +34,30 @@ std::string RunExport(QWidget* parent, const CursorSpec& query, bool excel, long
         AffMsg(run.Refusal(), MsgButtons::Ok, MsgIcon::Critical);
         return "";
     }
-    QProgressDialog progress(QString::fromUtf8("Export en cours..."), "Annuler", 0,
-                             static_cast<int>(std::max(0LL, totalRows)), parent);
-    progress.setObjectName("ProgressExport");
-    progress.setWindowModality(Qt::WindowModal);
-    progress.setMinimumDuration(500);
-    progress.setAutoClose(false);
-    progress.setAutoReset(false);
+    std::unique_ptr<QProgressDialog> progress;
     VisualisationExportRequest request;
     request.query = query;
     request.excel = excel;
     request.startFolder = QDir::homePath().toStdString();
     request.logFolder = Site().appSettingsFolder;
-    request.progress = [&progress, totalRows](uint64_t rows) {
-        if (totalRows > 0) progress.setValue(static_cast<int>(std::min<uint64_t>(rows, totalRows)));
-        QApplication::processEvents();
-        return !progress.wasCanceled();
+    request.writing = [&progress, parent, totalRows] {
+        progress =
+            std::make_unique<QProgressDialog>(QString::fromUtf8("Export en cours..."), "Annuler", 0,
+                                              static_cast<int>(std::max(0LL, totalRows)), parent);
+        progress->setObjectName("ProgressExport");
+        progress->setWindowModality(Qt::WindowModal);
+        progress->setMinimumDuration(500);
+        progress->setAutoClose(false);
+        progress->setAutoReset(false);
     };
-    std::string written = ExportVisualisation(request);
-    progress.close();
-    return written;
+    request.written = [&progress] { progress.reset(); };
+    request.progress = [&progress, totalRows](uint64_t rows) {
+        if (progress && totalRows > 0)
+            progress->setValue(static_cast<int>(std::min<uint64_t>(rows, totalRows)));
+        QApplication::processEvents();
+        return !progress || !progress->wasCanceled();
+    };
+    return ExportVisualisation(request);
 }
 
 FrmExport::FrmExport(const CursorSpec& query, bool excel, QWidget* parent)

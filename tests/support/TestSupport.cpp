@@ -34,6 +34,7 @@ ScriptedDialogs::~ScriptedDialogs() {
 }
 
 MsgAnswer ScriptedDialogs::Message(const MsgRequest& request) {
+    if (onShow) onShow();
     messages.push_back(request);
     if (answers.empty()) return UnattendedAnswer(request);
     MsgAnswer a = answers.front();
@@ -58,6 +59,7 @@ std::string ScriptedDialogs::SelectFolder(const std::string&, const std::string&
 
 std::string ScriptedDialogs::SaveFileName(const std::string&, const std::string& filter,
                                           const std::string&) {
+    if (onShow) onShow();
     saveFilters.push_back(filter);
     if (saveFiles.empty()) return "";
     auto f = saveFiles.front();

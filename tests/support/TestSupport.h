@@ -4,6 +4,7 @@
 
 #include <deque>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,8 @@ class ScriptedDialogs final : public Dialogs {
     std::vector<std::string> saveFilters;  // the filter of every save dialog shown
     std::vector<MsgRequest> messages;
     std::vector<InputRequest> prompts;
+    // Called as each message box or save dialog comes up, to look at the screen behind it.
+    std::function<void()> onShow;
 };
 
 // Installs a fake clock for its lifetime.

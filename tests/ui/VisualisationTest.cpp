@@ -9,6 +9,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPlainTextEdit>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTableView>
@@ -114,12 +115,19 @@ TEST_F(Visualisation, ListsADemoFileByKeyRangeAndExportsItToExcelAndXml) {
     testing::SaveScreenshot(window, "visualisation-morceaux");
     EXPECT_TRUE(dialogs.messages.empty());
 
-    // Excel: the name gets ".xls"; the file is reported and not opened (No).
+    // Excel: the name gets ".xls"; the file is reported and not opened (No). No progress window
+    // stands over the save dialog or the closing question (it would hold them, being modal).
     testing::Rows expected = {VisuDataInitCol(22)};
     for (int r = 0; r < 10; ++r) expected.push_back(GridRow(grid, r));
     dialogs.QueueSaveFile(dir.file("Morceaux"));
     dialogs.QueueAnswer(MsgAnswer::No);
+    int progressOverADialog = 0;
+    dialogs.onShow = [&] {
+        progressOverADialog += static_cast<int>(window->findChildren<QProgressDialog*>().size());
+    };
     window->CommandVisualisationExporter->click();
+    dialogs.onShow = nullptr;
+    EXPECT_EQ(progressOverADialog, 0);
     ASSERT_EQ(dialogs.saveFilters.back(), "Fichiers xls|*.xls|Fichiers xlsx|*.xlsx");
     ASSERT_EQ(dialogs.messages.size(), 1u);
     EXPECT_EQ(dialogs.messages[0].text,
