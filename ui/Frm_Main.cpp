@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QScreen>
 #include <QStatusBar>
@@ -50,6 +51,20 @@ namespace {
 
 const char* kOptionKey = "Software\\Brennick\\KV3_Toverin\\Option_";
 const char* kToolsKey = "Software\\Brennick\\KV3_Toverin\\Tools_";
+
+// At a close during a run, the dialog the run waits on (a question, a file dialog, an export's
+// progress) gets its cancel answer: otherwise a shutdown, or a second start asking this one to
+// quit, would wait for somebody to answer it.
+void DismissWaitingDialog() {
+    QWidget* modal = QApplication::activeModalWidget();
+    if (auto* progress = qobject_cast<QProgressDialog*>(modal)) {
+        progress->cancel();
+    } else if (auto* dialog = qobject_cast<QDialog*>(modal)) {
+        dialog->reject();
+    } else if (modal) {
+        modal->close();
+    }
+}
 
 }  // namespace
 
@@ -436,6 +451,7 @@ void Frm_Main::closeEvent(QCloseEvent* event) {
                      "): the run is asked to stop");
             RequestShutdownStop();
         }
+        DismissWaitingDialog();
         event->ignore();
         QTimer::singleShot(50, this, [this] { CloseWithMode(pendingUnloadMode_); });
         return;

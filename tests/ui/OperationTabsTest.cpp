@@ -7,10 +7,12 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMessageBox>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QTabWidget>
+#include <QTimer>
 
 #include "app/EventPump.h"
 #include "app/Incidents.h"
@@ -28,6 +30,7 @@
 #include "ui/FrmSysTray.h"
 #include "ui/Frm_Main.h"
 #include "ui/PlanningPages.h"
+#include "ui/QtDialogs.h"
 #include "ui/SingleInstance.h"
 
 namespace toverin {
@@ -269,6 +272,47 @@ TEST_F(OperationTabs, QuitterDuringAPausedBackupStopsItThenUnloads) {
     EXPECT_LT(log.find("Backup: Summary: Stopped"), log.find("---------- Form_Unload: Start"));
     EXPECT_EQ(LectureIni(dir.file("C/KV_Config/BK_PRG.ini"), "Data_Backup", "Start", ""), "0FF");
     EXPECT_EQ(LectureIni(dir.file("C/KV_Config/BK_PRG.ini"), "Data_Backup", "Pause", ""), "0FF");
+}
+
+// A shutdown (or a second start asking this one to quit) while a run waits on a question: the
+// question gets its safe answer and the window unloads, rather than waiting for somebody.
+TEST_F(OperationTabs, AShutdownDuringARunsQuestionAnswersItAndUnloads) {
+    ui::QtDialogs qt;
+    SetAppDialogs(&qt);
+    Frm_Main frm(instance.get());
+    ASSERT_TRUE(frm.Form_Load());
+    frm.show();
+    Control<QListWidget>(frm, "ListeCreationStation")->item(0)->setSelected(true);
+    frm.BasePage(MainTab::Creation, 0)
+        ->findChild<QListWidget*>(ControlName("ListeDesFichiers", 0))
+        ->item(22)
+        ->setSelected(true);
+    int ticks = 0, askedAt = -1;
+    bool stillWaiting = false;
+    QTimer watcher;
+    QObject::connect(&watcher, &QTimer::timeout, [&] {
+        ++ticks;
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (!box || !box->isVisible()) return;
+        if (askedAt < 0) {
+            askedAt = ticks;  // "... contient 400 enregistrements ... recréer à vide ?"
+            frm.CloseWithMode(ui::kAppWindows);
+        } else if (ticks - askedAt > 25) {
+            stillWaiting = true;  // nobody answered it: answer, so that the test ends
+            box->reject();
+        }
+    });
+    watcher.start(20);
+    clock->SetAutoAdvance(Milliseconds(50));  // the unload's half-second wait
+    Control<QPushButton>(frm, "CommandCreationNow")->click();
+    testing::Pump(400);
+    watcher.stop();
+    SetAppDialogs(&dialogs);
+    EXPECT_GE(askedAt, 0);
+    EXPECT_FALSE(stillWaiting) << "the question held the shutdown";
+    EXPECT_TRUE(frm.unloaded());
+    EXPECT_EQ(ReadAll(DataPath(22, 1)).size(), 400u) << "the safe answer keeps the file";
+    EXPECT_NE(Log().find("Form closed because Windows is shutting down"), std::string::npos);
 }
 
 TEST_F(OperationTabs, TheAgeThatRaisesAnAlertIsSetInTheOptions) {
