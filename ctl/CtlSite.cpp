@@ -51,16 +51,27 @@ int OpenSite(Args& args, const std::string& command) {
     return OpenSiteAt(root) ? 0 : Fail(command + ": the site could not be read", kExitFailed);
 }
 
-bool ParseBase(Args& args, int& base) {
+std::string ParseBaseText(const std::string& command, const std::string& text, int& base) {
+    if (text.empty() || text.size() > 3 ||
+        text.find_first_not_of("0123456789") != std::string::npos)
+        return command + ": --base takes a base number (0 = the first base), not '" + text + "'";
+    base = std::stoi(text);
+    return "";
+}
+
+std::string CheckBase(const std::string& command, int base) {
+    if (base < Site().baseCount) return "";
+    return command + ": --base " + std::to_string(base) + ": the site has " +
+           std::to_string(Site().baseCount) + " base(s) (0.." +
+           std::to_string(Site().baseCount - 1) + ")";
+}
+
+std::string ParseBase(Args& args, const std::string& command, int& base) {
     std::string text;
-    if (!TakeOption(args, "--base", text)) return false;
-    try {
-        size_t used = 0;
-        base = std::stoi(text, &used);
-        return used == text.size() && base >= 0 && base < Site().baseCount;
-    } catch (...) {
-        return false;
-    }
+    if (!TakeOption(args, "--base", text))
+        return command + ": --base N (0 = the first base) is required";
+    if (std::string error = ParseBaseText(command, text, base); !error.empty()) return error;
+    return CheckBase(command, base);
 }
 
 }  // namespace toverin::ctl

@@ -34,8 +34,13 @@ bool OpenSiteAt(const std::string& root);
 // Takes --root from `args`, finds the site and reads it: 0, or the exit status after saying
 // what is wrong in the name of `command`.
 int OpenSite(Args& args, const std::string& command);
-// "--base N", N a configured base (0 = the first).
-bool ParseBase(Args& args, int& base);
+// A base number as written (digits only): "" when it reads, else what is wrong.
+std::string ParseBaseText(const std::string& command, const std::string& text, int& base);
+// The base exists in the site read: "" when it does, else what is wrong.
+std::string CheckBase(const std::string& command, int base);
+// "--base N", N a configured base (0 = the first), once the site is read: "" when it reads, else
+// what is wrong (absent, not a number, not a base of the site).
+std::string ParseBase(Args& args, const std::string& command, int& base);
 
 // A list of numbers first..last: "1,3", "2-4" or "all". "" when it reads, else what is wrong.
 template <size_t N>

@@ -43,6 +43,16 @@ bool ParseDay(const std::string& text, LocalTime& out) {
     return true;
 }
 
+// "--option YYYY-MM-DD": "" when it reads, else what is wrong (absent, or not a date).
+std::string TakeDay(Args& args, const std::string& what, const std::string& option,
+                    const std::string& meaning, std::string& text, LocalTime& out) {
+    if (!TakeOption(args, option, text))
+        return what + ": " + option + " YYYY-MM-DD (" + meaning + ") is required";
+    if (!ParseDay(text, out))
+        return what + ": " + option + " takes a date YYYY-MM-DD, not '" + text + "'";
+    return "";
+}
+
 // The site is read only once the whole command line is known to be good.
 Args RootArgs(const std::string& root) {
     return root.empty() ? Args{} : Args{"--root", root};
@@ -61,12 +71,18 @@ struct Stations {
     std::array<bool, kMaxStations> targets{};
 };
 
+// A value given but unreadable is named: "is required" would send the user looking for a typo
+// in the option's name.
 std::string TakeStations(Args& args, const std::string& what, Stations& out) {
     std::string base, source, targets;
-    if (!TakeOption(args, "--base", base) || !ParseNumber(base, 0, kMaxBases - 1, out.base))
+    if (!TakeOption(args, "--base", base))
         return what + ": --base N (0 = the first base) is required";
-    if (!TakeOption(args, "--source", source) || !ParseNumber(source, 1, kMaxStations, out.source))
+    if (!ParseNumber(base, 0, kMaxBases - 1, out.base))
+        return what + ": --base takes a base number (0 = the first base), not '" + base + "'";
+    if (!TakeOption(args, "--source", source))
         return what + ": --source S (a station, 1 = the first) is required";
+    if (!ParseNumber(source, 1, kMaxStations, out.source))
+        return what + ": --source takes a station number (1 = the first), not '" + source + "'";
     if (!TakeOption(args, "--targets", targets))
         return what + ": --targets LIST (for example 2,3 or 2-4) is required";
     if (std::string error = ParseList("--targets", targets, 1, out.targets); !error.empty())
@@ -134,13 +150,17 @@ int Schedule(Args args) {
     if (std::string error = TakeStations(args, what, stations); !error.empty()) return Fail(error);
     ScheduleDuplicationRequest r;
     std::string from, to, target, hours = "00-23", targetHour;
-    if (!TakeOption(args, "--from", from) || !ParseDay(from, r.dateDeb))
-        return Fail(what + ": --from YYYY-MM-DD (the first source day) is required");
-    if (!TakeOption(args, "--to", to) || !ParseDay(to, r.dateFin))
-        return Fail(what + ": --to YYYY-MM-DD (the last source day) is required");
+    if (std::string e = TakeDay(args, what, "--from", "the first source day", from, r.dateDeb);
+        !e.empty())
+        return Fail(e);
+    if (std::string e = TakeDay(args, what, "--to", "the last source day", to, r.dateFin);
+        !e.empty())
+        return Fail(e);
     if (r.dateFin < r.dateDeb) return Fail(what + ": --to is before --from");
-    if (!TakeOption(args, "--target-date", target) || !ParseDay(target, r.dateCible))
-        return Fail(what + ": --target-date YYYY-MM-DD (the first target day) is required");
+    if (std::string e =
+            TakeDay(args, what, "--target-date", "the first target day", target, r.dateCible);
+        !e.empty())
+        return Fail(e);
     TakeOption(args, "--hours", hours);
     if (hours.size() != 5 || hours[2] != '-' ||
         !ParseNumber(hours.substr(0, 2), 0, 23, r.hourDeb) ||

@@ -33,8 +33,8 @@ int Show(Args& args) {
     } restore;
     if (int status = OpenSite(args, "equivalence")) return status;
     int base = 0;
-    if (!ParseBase(args, base))
-        return Fail("equivalence: --base N (0 = the first base) is required");
+    if (std::string error = ParseBase(args, "equivalence", base); !error.empty())
+        return Fail(error);
     if (!args.empty()) return Fail("equivalence: unexpected '" + args[0] + "'");
 
     SlotBank bank("toverinctl");

@@ -24,23 +24,6 @@
 namespace toverin::ctl {
 namespace {
 
-// A base number as written: digits only.
-std::string ParseBaseText(const std::string& command, const std::string& text, int& base) {
-    if (text.empty() || text.size() > 3 ||
-        text.find_first_not_of("0123456789") != std::string::npos)
-        return command + ": --base takes a base number (0 = the first base), not '" + text + "'";
-    base = std::stoi(text);
-    return "";
-}
-
-// The base exists in the site read.
-std::string CheckBase(const std::string& command, int base) {
-    if (base < Site().baseCount) return "";
-    return command + ": --base " + std::to_string(base) + ": the site has " +
-           std::to_string(Site().baseCount) + " base(s) (0.." +
-           std::to_string(Site().baseCount - 1) + ")";
-}
-
 // The stations chosen exist in the base; "all" is every station the base has.
 std::string CheckStations(const std::string& command, int base, const std::string& text,
                           std::array<bool, kMaxStations>& stations) {
@@ -208,8 +191,8 @@ int RunImportXmlCommand(const Args& input) {
     TakeOption(args, "--categorie", options.categorie);
     Session session(false);
     if (int status = OpenSite(args, "import-xml")) return status;
-    if (!ParseBase(args, options.base))
-        return Fail("import-xml: --base N (0 = the first base) is required");
+    if (std::string error = ParseBase(args, "import-xml", options.base); !error.empty())
+        return Fail(error);
     std::string station;
     const int stations = Site().bases[static_cast<size_t>(options.base)].stationCount;
     try {

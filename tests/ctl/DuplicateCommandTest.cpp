@@ -95,6 +95,18 @@ TEST_F(DuplicateCommand, TheCommandLineIsCheckedBeforeAnySiteIsRead) {
         EXPECT_EQ(run.status, 2) << run.err;
         EXPECT_NE(run.err.find("duplicate schedule: "), std::string::npos) << run.err;
     }
+    // A value given but wrong is named, not reported as missing.
+    testing::CtlRun badDay = schedule({"--targets", "2", "--from", "2026-02-30", "--to",
+                                       "2026-02-30", "--target-date", "2026-11-25"});
+    EXPECT_NE(badDay.err.find("--from takes a date YYYY-MM-DD, not '2026-02-30'"),
+              std::string::npos)
+        << badDay.err;
+    testing::CtlRun badBase = RunCaptured({"duplicate", "labels", "--root", nowhere, "--base", "x",
+                                           "--source", "1", "--targets", "2"});
+    EXPECT_EQ(badBase.status, 2);
+    EXPECT_NE(badBase.err.find("--base takes a base number (0 = the first base), not 'x'"),
+              std::string::npos)
+        << badBase.err;
     testing::CtlRun labels =
         RunCaptured({"duplicate", "labels", "--root", nowhere, "--base", "0", "--source", "1",
                      "--targets", "2", "--groups", "categ,songs"});

@@ -104,6 +104,18 @@ TEST(OperationCommands, OnASiteValuesAreNamedFailedFilesToldAndTargetsProtected)
     auto base = RunCaptured({"backup", "--root", root, "--base", "5"});
     EXPECT_EQ(base.status, ctl::kExitUsage);
     EXPECT_NE(base.err.find("backup: --base 5: the site has 2 base(s) (0..1)"), std::string::npos);
+    // The content tools name a base the site lacks the same way.
+    for (const std::string tool : {"equivalence", "import-xml"}) {
+        ctl::Args args =
+            tool == "equivalence"
+                ? ctl::Args{"equivalence", "show", "--root", root, "--base", "5"}
+                : ctl::Args{"import-xml", "--root", root, "x.xml", "--base", "5", "--station", "1"};
+        auto refused = RunCaptured(args);
+        EXPECT_EQ(refused.status, ctl::kExitUsage) << tool;
+        EXPECT_NE(refused.err.find(tool + ": --base 5: the site has 2 base(s) (0..1)"),
+                  std::string::npos)
+            << refused.err;
+    }
     auto stations = RunCaptured(
         {"restore", "--root", root, "--base", "0", "--day", "Lundi", "--stations", "2-4"});
     EXPECT_EQ(stations.status, ctl::kExitUsage);
