@@ -93,10 +93,7 @@ std::string ShortString(const std::string& ascii) {
     return s + ascii;
 }
 
-struct FileCloser {
-    void operator()(std::FILE* f) const { std::fclose(f); }
-};
-using Spool = std::unique_ptr<std::FILE, FileCloser>;
+using Spool = OwnedFile;
 
 Spool NewSpool() {
     Spool spool(std::tmpfile());
