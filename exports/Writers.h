@@ -46,6 +46,19 @@ inline bool AsIs(std::string_view text, uint8_t needs) {
     return true;
 }
 
+// Little-endian numbers appended to a binary record.
+inline void Add16(std::string& b, uint16_t v) {
+    b += static_cast<char>(v & 0xFF);
+    b += static_cast<char>(v >> 8);
+}
+inline void Add32(std::string& b, uint32_t v) {
+    for (int i = 0; i < 4; ++i) b += static_cast<char>((v >> (8 * i)) & 0xFF);
+}
+inline void Add64(std::string& b, uint64_t v) {
+    Add32(b, static_cast<uint32_t>(v));
+    Add32(b, static_cast<uint32_t>(v >> 32));
+}
+
 struct FileCloser {
     void operator()(std::FILE* f) const { std::fclose(f); }
 };
