@@ -34,6 +34,8 @@ bool EqualsIgnoreCase(std::string_view a, std::string_view b);
 size_t FindIgnoreCase(std::string_view haystack, std::string_view needle);
 std::string ReplaceAllIgnoreCase(std::string_view text, std::string_view from, std::string_view to);
 std::string ReplaceAll(std::string_view text, std::string_view from, std::string_view to);
+// `text` fit for XML content or an attribute value: & < > " ' as entities.
+std::string XmlEscaped(std::string_view text);
 bool StartsWith(std::string_view text, std::string_view prefix);
 bool EndsWith(std::string_view text, std::string_view suffix);
 // Cut or pad with `fill` to exactly `width` characters.

@@ -340,30 +340,7 @@ const std::vector<AccentRepair>& AccentRepairs() {
 }
 
 std::string ImportXMLEchappe(std::string_view text) {
-    std::string out;
-    out.reserve(text.size());
-    for (char c : text) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            case '\'':
-                out += "&apos;";
-                break;
-            default:
-                out += c;
-        }
-    }
-    return out;
+    return XmlEscaped(text);
 }
 
 XmlItemLine::XmlItemLine(std::string item) : item_(std::move(item)) {}

@@ -56,33 +56,6 @@ class TextOutput {
     std::ostream* out_;
 };
 
-// What a byte of a cell asks of a writer. Most cells are printable ASCII without a character
-// that means something to the format, and are copied as they are.
-enum ByteNeeds : uint8_t {
-    kCleanUp = 1,    // a control character or a byte of a multi-byte character: see CellText
-    kCsvQuote = 2,   // ';' or '"' in a CSV field
-    kXmlEscape = 4,  // '&', '<', '>' or '"' in XML text
-};
-
-constexpr std::array<uint8_t, 256> kByteNeeds = [] {
-    std::array<uint8_t, 256> needs{};
-    for (int c = 0; c < 256; ++c) needs[c] = c < 0x20 || c >= 0x80 ? kCleanUp : 0;
-    needs[';'] |= kCsvQuote;
-    needs['"'] |= kCsvQuote | kXmlEscape;
-    needs['&'] |= kXmlEscape;
-    needs['<'] |= kXmlEscape;
-    needs['>'] |= kXmlEscape;
-    return needs;
-}();
-
-// True when no byte of `text` needs any of `needs`.
-bool AsIs(std::string_view text, uint8_t needs) {
-    for (char c : text) {
-        if (kByteNeeds[static_cast<unsigned char>(c)] & needs) return false;
-    }
-    return true;
-}
-
 // ---- CSV: ';' between fields, a field holding ';' or '"' quoted with its quotes doubled.
 
 void AppendCsvField(std::string& line, const std::string& value) {

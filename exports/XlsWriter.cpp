@@ -42,15 +42,6 @@ enum : uint16_t {
     kLabelSst = 0x00FD,
 };
 
-void Add16(std::string& b, uint16_t v) {
-    b += static_cast<char>(v & 0xFF);
-    b += static_cast<char>(v >> 8);
-}
-
-void Add32(std::string& b, uint32_t v) {
-    for (int i = 0; i < 4; ++i) b += static_cast<char>((v >> (8 * i)) & 0xFF);
-}
-
 void AddRecord(std::string& out, uint16_t type, const std::string& data) {
     Add16(out, type);
     Add16(out, static_cast<uint16_t>(data.size()));
@@ -93,10 +84,7 @@ std::string ShortString(const std::string& ascii) {
     return s + ascii;
 }
 
-struct FileCloser {
-    void operator()(std::FILE* f) const { std::fclose(f); }
-};
-using Spool = std::unique_ptr<std::FILE, FileCloser>;
+using Spool = OwnedFile;
 
 Spool NewSpool() {
     Spool spool(std::tmpfile());

@@ -209,7 +209,7 @@ TEST(ExportSafetyTest, AnUnfinishedExportLeavesTheTargetAsItWas) {
         {
             auto out = OpenExport(format, target, {dir.folder()});
             out->Headings({"A", "B"});
-            for (int i = 0; i < 1000; ++i) out->AddRow({"1", "2"});
+            for (int i = 0; i < 30000; ++i) out->AddRow({"1", "2"});  // a few pieces deflated
             out->Abandon();
             EXPECT_FALSE(out->AddRow({"3", "4"}));
             EXPECT_FALSE(out->Finish());

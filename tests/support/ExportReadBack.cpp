@@ -45,15 +45,7 @@ std::string ReadBack(const std::string& kind, const std::string& exported,
     // The system's Python, which has the Debian readers.
     std::string command = "/usr/bin/python3 " TOVERIN_SOURCE_DIR "/tests/support/check_export.py " +
                           kind + " '" + exported + "' '" + expected + "' 2>&1";
-    std::string output;
-    if (FILE* pipe = popen(command.c_str(), "r")) {
-        char buffer[4096];
-        size_t n;
-        while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) output.append(buffer, n);
-        pclose(pipe);
-    }
-    while (!output.empty() && output.back() == '\n') output.pop_back();
-    return output;
+    return CommandOutput(command);
 }
 
 }  // namespace toverin::testing

@@ -81,5 +81,7 @@ class ScopedLogAndRegistry {
 
 std::string ReadFile(const std::filesystem::path& file);
 void WriteFile(const std::filesystem::path& file, const std::string& bytes);
+// What `command` (run by the shell) writes to its standard output, without its last line ends.
+std::string CommandOutput(const std::string& command);
 
 }  // namespace toverin::testing
