@@ -107,44 +107,91 @@ FrmSetup::FrmSetup(QWidget* parent) : QDialog(parent) {
     save->setObjectName("CommandEnregistrer");
     connect(save, &QPushButton::clicked, this, &FrmSetup::CommandEnregistrer_Click);
     buttons->addButton("Fermer", QDialogButtonBox::RejectRole);
-    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::close);
+    connect(buttons, &QDialogButtonBox::rejected, this, &FrmSetup::reject);
     bottom->addWidget(buttons);
     layout->addLayout(bottom);
     resize(700, 500);
+    ShowSavedSettings();
     RefreshLog();
 }
 
 QWidget* FrmSetup::BuildBasePage(int b, QWidget* parent) {
-    BackupOptions o = LoadBackupOptions(b);
     auto* page = new QWidget(parent);
     auto* form = new QFormLayout(page);
-    auto* data = new QLineEdit(QString::fromStdString(o.serverDataFolder), page);
+    auto* data = new QLineEdit(page);
     data->setObjectName(ControlName("TexteDossierDonnees", b));
-    auto* local = new QLineEdit(QString::fromStdString(o.localBackupFolder), page);
+    auto* local = new QLineEdit(page);
     local->setObjectName(ControlName("TexteDossierDonneesLocal", b));
     form->addRow(QString::fromUtf8("Dossiers des données:"), data);
     form->addRow(QString::fromUtf8("Dossiers de sauvegarde local:"), local);
     for (int i = 0; i < 2; ++i) {
         auto* option = new QRadioButton(QString::fromUtf8(kOptionBackupCaptions[i]), page);
         option->setObjectName(ControlName("OptionBackup", b * 2 + i));
-        option->setChecked(o.optionBackup == i);
+        connect(option, &QRadioButton::toggled, this, &FrmSetup::MarkModified);
         form->addRow(option);
     }
-    auto* days = new QLineEdit(QString::fromStdString(o.historyDaysText), page);
+    auto* days = new QLineEdit(page);
     days->setObjectName(ControlName("TexteBackupNbJour", b));
     form->addRow(QString::fromUtf8("Nombre de jours d'historique à sauvegarder:"), days);
     auto* key = new QCheckBox(
         QString::fromUtf8("Saisir une clé en cas d'erreur lors du backup des données"), page);
     key->setObjectName(ControlName("CheckBkpErr", b));
-    key->setChecked(o.keyOnError);
     form->addRow(key);
     auto* stale = new QSpinBox(page);
     stale->setObjectName(ControlName("TexteBkpAlerteJours", b));
     stale->setRange(1, 60);
-    stale->setValue(o.staleDays);
     stale->setSuffix(" jour(s)");
     form->addRow(QString::fromUtf8("Alerte quand le dernier backup réussi a plus de:"), stale);
+    for (QLineEdit* box : {data, local, days})
+        connect(box, &QLineEdit::textEdited, this, &FrmSetup::MarkModified);
+    connect(key, &QCheckBox::toggled, this, &FrmSetup::MarkModified);
+    connect(stale, &QSpinBox::valueChanged, this, &FrmSetup::MarkModified);
     return page;
+}
+
+void FrmSetup::ShowSavedSettings() {
+    showingGrid_ = true;
+    for (int b = 0; b < Site().baseCount; ++b) {
+        const BackupOptions o = LoadBackupOptions(b);
+        if (auto* w = findChild<QLineEdit*>(ControlName("TexteDossierDonnees", b)))
+            w->setText(Q(o.serverDataFolder));
+        if (auto* w = findChild<QLineEdit*>(ControlName("TexteDossierDonneesLocal", b)))
+            w->setText(Q(o.localBackupFolder));
+        if (auto* w = findChild<QRadioButton*>(ControlName("OptionBackup", b * 2 + o.optionBackup)))
+            w->setChecked(true);
+        if (auto* w = findChild<QLineEdit*>(ControlName("TexteBackupNbJour", b)))
+            w->setText(Q(o.historyDaysText));
+        if (auto* w = findChild<QCheckBox*>(ControlName("CheckBkpErr", b)))
+            w->setChecked(o.keyOnError);
+        if (auto* w = findChild<QSpinBox*>(ControlName("TexteBkpAlerteJours", b)))
+            w->setValue(o.staleDays);
+    }
+    showingGrid_ = false;
+    InitSettingsDuplication(duplicationGrid_);
+    ShowDuplicationStation();
+    modified_ = false;
+}
+
+void FrmSetup::MarkModified() {
+    if (!showingGrid_) modified_ = true;
+}
+
+// "Fermer", the window's close button and Escape: changes not saved are not left on screen as if
+// they were, to be taken for the settings the next time the window is opened.
+void FrmSetup::reject() {
+    if (modified_) {
+        const MsgAnswer answer =
+            AffMsg("Enregistrer les modifications des options ?", MsgButtons::YesNoCancel,
+                   MsgIcon::Question, "", MsgAnswer::No);
+        if (answer == MsgAnswer::Cancel) return;
+        if (answer == MsgAnswer::Yes) {
+            CommandEnregistrer_Click();
+            if (modified_) return;  // refused: the window stays, with the reason said
+        } else {
+            ShowSavedSettings();
+        }
+    }
+    QDialog::reject();
 }
 
 bool FrmSetup::SaveBaseSettings() {
@@ -192,6 +239,7 @@ bool FrmSetup::SaveBaseSettings() {
 void FrmSetup::CommandEnregistrer_Click() {
     LabelEnregistrement->clear();
     if (!SaveBaseSettings() || !SaveDuplicationGrid()) return;
+    modified_ = false;
     LabelEnregistrement->setText(QString::fromUtf8("Options enregistrées à ") +
                                  QString::fromStdString(FormatTime(AppClock().Now())));
 }
@@ -286,7 +334,6 @@ void FrmSetup::CommandFtpTester_Click() {
 }
 
 QWidget* FrmSetup::BuildDuplicationPage(QWidget* parent) {
-    InitSettingsDuplication(duplicationGrid_);
     auto* page = new QWidget(parent);
     page->setObjectName("SftTabsDuplication");
     auto* layout = new QVBoxLayout(page);
@@ -343,7 +390,6 @@ QWidget* FrmSetup::BuildDuplicationPage(QWidget* parent) {
     layout->addStretch();
     connect(ComboDuplicationStation, &QComboBox::currentIndexChanged, this,
             &FrmSetup::ShowDuplicationStation);
-    ShowDuplicationStation();
     return page;
 }
 
@@ -361,6 +407,7 @@ void FrmSetup::ShowDuplicationStation() {
 
 void FrmSetup::CheckDuplication_Click(int index) {
     if (showingGrid_) return;
+    modified_ = true;
     // The same sections serve every base: the grid is kept for all of them at once.
     const bool allowed = CheckDuplication[static_cast<size_t>(index)]->isChecked();
     for (int base = 0; base < kMaxBases; ++base)
@@ -368,6 +415,7 @@ void FrmSetup::CheckDuplication_Click(int index) {
 }
 
 void FrmSetup::CommandDuplication_Click(int index) {
+    modified_ = true;
     for (int base = 0; base < kMaxBases; ++base)
         duplicationGrid_.SetAll(base, DuplicationStation(), index == 0);
     ShowDuplicationStation();

@@ -28,6 +28,9 @@ class FrmSetup : public QDialog {
     bool SaveBaseSettings();
     // "Enregistrer": the bases' settings, then the duplication grid; says when it is done.
     void CommandEnregistrer_Click();
+    // Closing with changes not saved asks whether to save them; No puts back the saved ones.
+    void reject() override;
+    bool modified() const { return modified_; }
     QLabel* LabelEnregistrement = nullptr;
     QCheckBox* CheckForcerVeille;
 
@@ -59,12 +62,16 @@ class FrmSetup : public QDialog {
     QWidget* BuildDuplicationPage(QWidget* parent);
     QWidget* BuildFtpPage(QWidget* parent);
     void ShowDuplicationStation();
+    // The controls from the settings as saved.
+    void ShowSavedSettings();
+    void MarkModified();
     int DuplicationStation() const;
     QTabWidget* tabs_;
     QWidget* logPage_;
     QListWidget* log_;
     DuplicationGrid duplicationGrid_;
-    bool showingGrid_ = false;  // the boxes are being set from the grid, not by the user
+    bool showingGrid_ = false;  // the boxes are being set from the settings, not by the user
+    bool modified_ = false;     // a change the user made is not saved yet
 };
 
 }  // namespace toverin::ui

@@ -483,7 +483,7 @@ void Frm_Main::Form_Unload() {
         WaitOnDuration(500);  // a tick already under way can finish
         PositionFeuilleSauvegarde();
         TraceLog("Unload: FrmSetup: Start");
-        if (setup_) setup_->close();
+        delete setup_;  // unsaved options are dropped: nobody is asked while the program ends
         unloaded_ = true;
         TraceLogForce();
         return 0;

@@ -4,6 +4,7 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -368,6 +369,51 @@ TEST_F(OperationTabs, OptionsAreCheckedBeforeTheyAreSaved) {
     auto* tabs = setup.findChild<QTabWidget*>("SftTabsSetup");
     tabs->setCurrentIndex(1);  // the bases
     testing::SaveScreenshot(&setup, "options_saved");
+}
+
+// Closing the options with changes not saved asks first; No puts back what is saved, so that
+// the window does not show them the next time as if they were the settings.
+TEST_F(OperationTabs, ClosingTheOptionsWithUnsavedChangesAsks) {
+    const std::string saved = LoadBackupOptions(0).historyDaysText;
+    ui::FrmSetup setup;
+    setup.show();
+    auto* days = setup.findChild<QLineEdit*>(ControlName("TexteBackupNbJour", 0));
+    ASSERT_NE(days, nullptr);
+    auto type = [&](const QString& text) {  // as the keyboard does it
+        days->setFocus();
+        days->selectAll();
+        for (QChar c : text) {
+            QKeyEvent press(QEvent::KeyPress, 0, Qt::NoModifier, QString(c));
+            QApplication::sendEvent(days, &press);
+        }
+    };
+    setup.reject();  // nothing changed: closed without a word
+    EXPECT_FALSE(setup.isVisible());
+    EXPECT_TRUE(dialogs.messages.empty());
+
+    setup.show();
+    type("12");
+    dialogs.QueueAnswer(MsgAnswer::Cancel);
+    setup.reject();
+    ASSERT_EQ(dialogs.messages.size(), 1u);
+    EXPECT_EQ(dialogs.messages[0].text, "Enregistrer les modifications des options ?");
+    EXPECT_TRUE(setup.isVisible()) << "Annuler keeps the window and the change";
+    EXPECT_EQ(days->text(), "12");
+
+    dialogs.QueueAnswer(MsgAnswer::No);
+    setup.reject();
+    EXPECT_FALSE(setup.isVisible());
+    EXPECT_EQ(days->text().toStdString(), saved) << "the saved value is back on screen";
+    EXPECT_EQ(LoadBackupOptions(0).historyDaysText, saved);
+
+    setup.show();
+    type("14");
+    setup.CheckDuplication[0]->click();  // the duplication grid counts as a change too
+    dialogs.QueueAnswer(MsgAnswer::Yes);
+    setup.reject();
+    EXPECT_FALSE(setup.isVisible());
+    EXPECT_EQ(LoadBackupOptions(0).historyDaysText, "14");
+    EXPECT_FALSE(setup.modified());
 }
 
 // The options' FTP test against a real server on loopback: what the transfers would meet, in
