@@ -142,15 +142,16 @@ QWidget* FrmSetup::BuildBasePage(int b, QWidget* parent) {
     stale->setRange(1, 60);
     stale->setSuffix(" jour(s)");
     form->addRow(QString::fromUtf8("Alerte quand le dernier backup réussi a plus de:"), stale);
+    // Any change of the text, however it came; what ShowSavedSettings puts there is none.
     for (QLineEdit* box : {data, local, days})
-        connect(box, &QLineEdit::textEdited, this, &FrmSetup::MarkModified);
+        connect(box, &QLineEdit::textChanged, this, &FrmSetup::MarkModified);
     connect(key, &QCheckBox::toggled, this, &FrmSetup::MarkModified);
     connect(stale, &QSpinBox::valueChanged, this, &FrmSetup::MarkModified);
     return page;
 }
 
 void FrmSetup::ShowSavedSettings() {
-    showingGrid_ = true;
+    showingSaved_ = true;
     for (int b = 0; b < Site().baseCount; ++b) {
         const BackupOptions o = LoadBackupOptions(b);
         if (auto* w = findChild<QLineEdit*>(ControlName("TexteDossierDonnees", b)))
@@ -166,14 +167,14 @@ void FrmSetup::ShowSavedSettings() {
         if (auto* w = findChild<QSpinBox*>(ControlName("TexteBkpAlerteJours", b)))
             w->setValue(o.staleDays);
     }
-    showingGrid_ = false;
+    showingSaved_ = false;
     InitSettingsDuplication(duplicationGrid_);
     ShowDuplicationStation();
     modified_ = false;
 }
 
 void FrmSetup::MarkModified() {
-    if (!showingGrid_) modified_ = true;
+    if (!showingSaved_) modified_ = true;
 }
 
 // "Fermer", the window's close button and Escape: changes not saved are not left on screen as if
@@ -398,15 +399,15 @@ int FrmSetup::DuplicationStation() const {
 }
 
 void FrmSetup::ShowDuplicationStation() {
-    showingGrid_ = true;
+    showingSaved_ = true;
     for (int i = 0; i < kGridCells; ++i)
         CheckDuplication[static_cast<size_t>(i)]->setChecked(
             duplicationGrid_.Cell(0, DuplicationStation(), i));
-    showingGrid_ = false;
+    showingSaved_ = false;
 }
 
 void FrmSetup::CheckDuplication_Click(int index) {
-    if (showingGrid_) return;
+    if (showingSaved_) return;
     modified_ = true;
     // The same sections serve every base: the grid is kept for all of them at once.
     const bool allowed = CheckDuplication[static_cast<size_t>(index)]->isChecked();

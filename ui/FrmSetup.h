@@ -70,8 +70,8 @@ class FrmSetup : public QDialog {
     QWidget* logPage_;
     QListWidget* log_;
     DuplicationGrid duplicationGrid_;
-    bool showingGrid_ = false;  // the boxes are being set from the settings, not by the user
-    bool modified_ = false;     // a change the user made is not saved yet
+    bool showingSaved_ = false;  // the boxes are being set from the settings, not by the user
+    bool modified_ = false;      // a change the user made is not saved yet
 };
 
 }  // namespace toverin::ui

@@ -393,8 +393,12 @@ TEST_F(OperationTabs, ClosingTheOptionsWithUnsavedChangesAsks) {
 
     setup.show();
     type("12");
+    QPushButton* fermer = nullptr;
+    for (QPushButton* b : setup.findChildren<QPushButton*>())
+        if (b->text() == "Fermer") fermer = b;
+    ASSERT_NE(fermer, nullptr);
     dialogs.QueueAnswer(MsgAnswer::Cancel);
-    setup.reject();
+    fermer->click();
     ASSERT_EQ(dialogs.messages.size(), 1u);
     EXPECT_EQ(dialogs.messages[0].text, "Enregistrer les modifications des options ?");
     EXPECT_TRUE(setup.isVisible()) << "Annuler keeps the window and the change";
