@@ -172,16 +172,10 @@ void LabelRun::Walk(const LabelFile& file, const std::string& kind) {
 }
 
 LabelDuplicationOutcome LabelRun::Run() {
-    const std::string label = Site().bases[static_cast<size_t>(r_.base)].label;
     duplication::RunFrame frame(observer_, "Duplication Labels",
-                                "Duplication des libellés de la base " + label);
-    auto end = [&](progress::Outcome outcome, const std::string& summary) {
-        outcome_.outcome = outcome;
-        frame.End(outcome, summary);
-        return outcome_;
-    };
-    if (!frame.Begin(r_.base, [this] { return Validate(); }))
-        return end(progress::Outcome::Refused, "");
+                                "Duplication des libellés de la base ", r_.base);
+    if (!frame.Begin([this] { return Validate(); }))
+        return frame.Ended(outcome_, progress::Outcome::Refused, "");
     std::vector<int> stations = targets_;
     stations.push_back(r_.sourceStation);
     for (int station : stations) {
@@ -190,7 +184,7 @@ LabelDuplicationOutcome LabelRun::Run() {
                                               "DuplicationLibelle")) {
                 bank_.CloseAll();
                 TraceLogEncadre("Duplication Labels: Ended: files could not be opened", '=');
-                return end(progress::Outcome::Failed, "Fichiers non ouverts");
+                return frame.Ended(outcome_, progress::Outcome::Failed, "Fichiers non ouverts");
             }
         }
     }
@@ -219,7 +213,8 @@ LabelDuplicationOutcome LabelRun::Run() {
              " |Rewritten: " + std::to_string(outcome_.rewritten) + " |Missing on a target: " +
              std::to_string(outcome_.missing) + " |Errors: " + std::to_string(outcome_.errors));
     const std::string summary = std::to_string(outcome_.rewritten) + " libellés réécrits";
-    return end(frame.Finish("Duplication des libellés terminée", outcome_.errors), summary);
+    return frame.Ended(outcome_, frame.Finish("Duplication des libellés terminée", outcome_.errors),
+                       summary);
 }
 
 }  // namespace

@@ -661,16 +661,10 @@ bool ScheduleRun::CloseFiles() {
 }
 
 ScheduleDuplicationOutcome ScheduleRun::Run() {
-    const std::string label = Site().bases[static_cast<size_t>(r_.base)].label;
     duplication::RunFrame frame(observer_, "Duplication",
-                                "Duplication du conducteur musical de la base " + label);
-    auto end = [&](progress::Outcome outcome, const std::string& summary) {
-        outcome_.outcome = outcome;
-        frame.End(outcome, summary);
-        return outcome_;
-    };
-    if (!frame.Begin(r_.base, [this] { return Validate(); }))
-        return end(progress::Outcome::Refused, "");
+                                "Duplication du conducteur musical de la base ", r_.base);
+    if (!frame.Begin([this] { return Validate(); }))
+        return frame.Ended(outcome_, progress::Outcome::Refused, "");
     std::string targets;
     for (int station : targets_) targets += (targets.empty() ? "" : ",") + std::to_string(station);
     TraceLog("Duplication: Base " + std::to_string(r_.base + 1) + " |Source: Station " +
@@ -685,7 +679,7 @@ ScheduleDuplicationOutcome ScheduleRun::Run() {
     if (!OpenFiles()) {
         CloseFiles();
         TraceLogEncadre("Duplication: Ended: files could not be opened", '=');
-        return end(progress::Outcome::Failed, "Fichiers non ouverts");
+        return frame.Ended(outcome_, progress::Outcome::Failed, "Fichiers non ouverts");
     }
     TraceLog("Duplication: Files opened");
     DeletePhase();
@@ -708,8 +702,9 @@ ScheduleDuplicationOutcome ScheduleRun::Run() {
              std::to_string(outcome_.copied) + " |Raised: " + std::to_string(outcome_.raised) +
              " |Replaced: " + std::to_string(outcome_.replaced) +
              " |Errors: " + std::to_string(outcome_.errors));
-    return end(frame.Finish("Duplication du conducteur musical terminée", outcome_.errors),
-               summary);
+    return frame.Ended(outcome_,
+                       frame.Finish("Duplication du conducteur musical terminée", outcome_.errors),
+                       summary);
 }
 
 }  // namespace

@@ -98,13 +98,15 @@ bool OpenStationFile(SlotBank& bank, int base, int station, int fileNumber, int8
     return false;
 }
 
-RunFrame::RunFrame(ProgressObserver& observer, std::string logName, std::string activity)
+RunFrame::RunFrame(ProgressObserver& observer, std::string logName, const std::string& activity,
+                   int base)
     : observer_(observer),
       logName_(std::move(logName)),
-      activity_(std::move(activity)),
+      activity_(activity + Site().bases[static_cast<size_t>(base)].label),
+      base_(base),
       start_(AppClock().Now()) {}
 
-bool RunFrame::Begin(int base, const std::function<bool()>& validate) {
+bool RunFrame::Begin(const std::function<bool()>& validate) {
     run_.emplace(activity_);
     if (!run_->ok()) {
         AffMsg(run_->Refusal(), MsgButtons::Ok, MsgIcon::Critical);
@@ -116,7 +118,7 @@ bool RunFrame::Begin(int base, const std::function<bool()>& validate) {
     }
     start_ = AppClock().Now();
     observer_.OnProgress(
-        progress::Started{start_, OperationCaption(" - Duplication en cours de la base ", base)});
+        progress::Started{start_, OperationCaption(" - Duplication en cours de la base ", base_)});
     TraceLogEncadre(logName_ + ": Started", '=');
     return true;
 }

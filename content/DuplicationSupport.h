@@ -84,22 +84,32 @@ bool OpenStationFile(SlotBank& bank, int base, int station, int fileNumber, int8
 // questions are passed (its duration leaves their time out), the end framed in the log.
 class RunFrame {
   public:
-    // `logName` heads the log's lines, `activity` names the run to a start it refuses.
-    RunFrame(ProgressObserver& observer, std::string logName, std::string activity);
+    // `logName` heads the log's lines; `activity` followed by the base's label names the run to
+    // a start it refuses.
+    RunFrame(ProgressObserver& observer, std::string logName, const std::string& activity,
+             int base);
 
     // Holds the program and asks `validate`; false when another run holds the program or
     // `validate` refuses (the caller ends as refused). True: the run is started and told.
-    bool Begin(int base, const std::function<bool()>& validate);
+    bool Begin(const std::function<bool()>& validate);
     // The end of a run that went through: the log's framed last line with the duration, then
     // `done` shown, or `done` with the error count and the way to the log; the run's outcome.
     progress::Outcome Finish(const std::string& done, long long errors) const;
     // Tells the end of the run, however it ended.
     void End(progress::Outcome outcome, const std::string& summary) const;
+    // End, with `outcome` recorded in the run's `result`, which is returned.
+    template <class Result>
+    Result Ended(Result& result, progress::Outcome outcome, const std::string& summary) const {
+        result.outcome = outcome;
+        End(outcome, summary);
+        return result;
+    }
 
   private:
     ProgressObserver& observer_;
     std::string logName_;
     std::string activity_;
+    int base_;
     std::optional<LongRun> run_;
     LocalTime start_;
 };
